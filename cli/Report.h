@@ -1,0 +1,41 @@
+// What a command found out about one file, kept apart from how it is printed.
+#pragma once
+
+#include "MediaFile.h"
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace kestrabel::cli {
+
+struct ByteValue {
+    size_t length = 0;
+    std::string sha256;
+    std::string description; // "JPEG image, 23 456 bytes"
+};
+
+using Value = std::variant<int32_t, std::string, ByteValue>;
+
+struct Entry {
+    const MediaFileDataIDInfo *info;
+    Value value;
+};
+
+struct FileReport {
+    std::string path;
+    MediaFileType kind = kMediaFileTypeUnsupported;
+    MediaFileStatus status = kMediaFileNoErr;
+    std::string error; // the message when status is not 0
+    std::vector<Entry> entries;
+};
+
+// "JPEG image", "PNG image", … or "binary data", by the bytes' signature.
+std::string describeBytes(const uint8_t *bytes, size_t length);
+// 23456 → "23 456"
+std::string groupDigits(uint64_t value);
+// "kMediaFileErrCantOpen (-6755): the file cannot be opened"
+std::string statusText(MediaFileStatus status);
+
+} // namespace kestrabel::cli

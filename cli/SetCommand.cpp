@@ -1,0 +1,181 @@
+#include "Commands.h"
+
+#include "util/File.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace kestrabel::cli {
+
+const char kSetHelp[] = R"(usage: kestrabel-tag set [-t NAME=VALUE]... [--remove NAME]... [--artwork IMAGE]
+                         [write options] FILE...
+
+Changes values in each FILE and saves it in the file's own tag format.
+
+  -t, --tag NAME=VALUE   set a value. NAME is a data-ID constant name
+                         (kMediaFileDataIDTitle), its short form (Title) or its
+                         display name ("Track Number"), in any case. Integer IDs
+                         take a number; "7/12" for Track Number stores 7.
+  --remove NAME          remove a value.
+  --artwork IMAGE        store the bytes of the image file as the cover art.
+
+Write options (MP3; other kinds ignore them). By default the tag versions the file
+already has are kept, and an MP3 without an ID3v2 tag gets ID3v2.3.
+  --id3v2.2, --id3v2.3, --id3v2.4   write the ID3v2 tag in this version
+  --id3v1, --id3v1.1                also write an ID3v1.0 / ID3v1.1 tag
+  --strip-other                     remove the tag kinds that are not written
+  --no-padding                      do not pad the ID3v2 tag
+  --preserve-dates                  keep the file's access and modification times
+  --in-place                        move the audio inside the file instead of
+                                    writing a new file beside it and renaming it
+
+An error names the file, the NAME and the status; the other files are still done.
+Exit status: 0 when every file was saved, 1 when any failed, 2 for a usage error.
+)";
+
+namespace {
+
+struct Change {
+    const MediaFileDataIDInfo *info;
+    bool remove;
+    std::string value;
+};
+
+MediaFileStatus applyChange(MediaFileRef ref, const Change &change)
+{
+    MediaFileDataID id = change.info->dataID;
+    switch (change.info->valueType) {
+    case 'I':
+        if (change.remove)
+            return MediaFileSetInteger(ref, id, 0);
+        return MediaFileSetString(ref, id, change.value.c_str());
+    case 'D':
+        if (change.remove)
+            return MediaFileSetData(ref, id, "", 0);
+        return MediaFileSetData(ref, id, change.value.data(), change.value.size());
+    default:
+        return MediaFileSetString(ref, id, change.remove ? "" : change.value.c_str());
+    }
+}
+
+} // namespace
+
+int runSet(const Args &args)
+{
+    std::vector<Change> changes;
+    std::vector<std::string> files;
+    MediaFileFlags flags = kMediaFileFlagKeepTagVersion;
+    bool versionChosen = false;
+    bool optionsDone = false;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string &arg = args[i];
+        auto needValue = [&](std::string *out) {
+            if (i + 1 >= args.size())
+                return false;
+            *out = args[++i];
+            return true;
+        };
+        if (optionsDone || arg.empty() || arg[0] != '-' || arg == "-") {
+            files.push_back(arg);
+        } else if (arg == "--") {
+            optionsDone = true;
+        } else if (arg == "-h" || arg == "--help") {
+            std::fputs(kSetHelp, stdout);
+            return 0;
+        } else if (arg == "-t" || arg == "--tag") {
+            std::string assignment;
+            if (!needValue(&assignment))
+                return usageError("set", arg + " needs NAME=VALUE");
+            size_t equals = assignment.find('=');
+            if (equals == std::string::npos)
+                return usageError("set", "'" + assignment + "' is not NAME=VALUE");
+            std::string name = assignment.substr(0, equals);
+            const MediaFileDataIDInfo *info = MediaFileFindDataID(name.c_str());
+            if (!info)
+                return usageError("set", "unknown data ID '" + name + "'");
+            if (info->readOnly)
+                return usageError("set", std::string(info->constantName) + " is read-only");
+            changes.push_back({info, false, assignment.substr(equals + 1)});
+        } else if (arg == "--remove") {
+            std::string name;
+            if (!needValue(&name))
+                return usageError("set", "--remove needs NAME");
+            const MediaFileDataIDInfo *info = MediaFileFindDataID(name.c_str());
+            if (!info)
+                return usageError("set", "unknown data ID '" + name + "'");
+            if (info->readOnly)
+                return usageError("set", std::string(info->constantName) + " is read-only");
+            changes.push_back({info, true, {}});
+        } else if (arg == "--artwork") {
+            std::string imagePath;
+            if (!needValue(&imagePath))
+                return usageError("set", "--artwork needs IMAGE");
+            std::vector<uint8_t> bytes;
+            if (MediaFileStatus status = util::readWholeFile(imagePath, &bytes, 64u << 20)) {
+                printError(imagePath + ": cannot read the image: " + statusText(status));
+                return 2;
+            }
+            changes.push_back({MediaFileGetDataIDInfo(kMediaFileDataIDArtwork), false, std::string(bytes.begin(), bytes.end())});
+        } else if (arg == "--id3v2.2" || arg == "--id3v2.3" || arg == "--id3v2.4") {
+            flags &= ~(kMediaFileFlagKeepTagVersion | kMediaFileFlagID3v22 | kMediaFileFlagID3v23 | kMediaFileFlagID3v24);
+            flags |= arg == "--id3v2.2" ? kMediaFileFlagID3v22 : arg == "--id3v2.3" ? kMediaFileFlagID3v23 : kMediaFileFlagID3v24;
+            versionChosen = true;
+        } else if (arg == "--id3v1") {
+            flags |= kMediaFileFlagID3v1;
+        } else if (arg == "--id3v1.1") {
+            flags |= kMediaFileFlagID3v11;
+        } else if (arg == "--strip-other") {
+            flags |= kMediaFileFlagID3StripOther;
+        } else if (arg == "--no-padding") {
+            flags |= kMediaFileFlagID3NoPadding;
+        } else if (arg == "--preserve-dates") {
+            flags |= kMediaFileFlagPreserveDates;
+        } else if (arg == "--in-place") {
+            flags |= kMediaFileFlagInPlace;
+        } else {
+            return usageError("set", "unknown option " + arg);
+        }
+    }
+    if (files.empty())
+        return usageError("set", "no FILE given");
+    if (changes.empty())
+        return usageError("set", "nothing to change (use -t, --remove or --artwork)");
+
+    int exitStatus = 0;
+    for (const std::string &path : files) {
+        MediaFileRef ref = nullptr;
+        MediaFileStatus status = MediaFileOpen(path.c_str(), &ref, 0);
+        if (status != kMediaFileNoErr) {
+            printError(path + ": cannot open: " + statusText(status));
+            exitStatus = 1;
+            continue;
+        }
+        bool failed = false;
+        for (const Change &change : changes) {
+            status = applyChange(ref, change);
+            if (status != kMediaFileNoErr) {
+                printError(path + ": " + change.info->constantName + ": " + statusText(status));
+                failed = true;
+            }
+        }
+        if (!failed) {
+            MediaFileFlags fileFlags = flags;
+            MediaFileType kind = kMediaFileTypeUnsupported;
+            MediaFileGetType(ref, &kind);
+            // An MP3 that has no ID3v2 tag yet gets the most widely read version.
+            if (kind == kMediaFileTypeMP3 && !versionChosen)
+                fileFlags |= kMediaFileFlagID3v23;
+            status = MediaFileUpdate(ref, fileFlags);
+            if (status != kMediaFileNoErr) {
+                printError(path + ": cannot save: " + statusText(status));
+                failed = true;
+            }
+        }
+        MediaFileClose(ref);
+        if (failed)
+            exitStatus = 1;
+    }
+    return exitStatus;
+}
+
+} // namespace kestrabel::cli

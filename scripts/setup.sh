@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# Installs every Debian package that the build, the tests, the fixtures and the benchmarks need.
+# Idempotent: when everything is already there it says nothing and exits at once.
+set -euo pipefail
+
+packages=(
+  # build
+  build-essential cmake ninja-build pkg-config clang-14 libclang-rt-14-dev lld-14
+  # the tag library's own dependencies
+  zlib1g-dev libogg-dev libvorbis-dev libflac-dev libexif-dev libplist-dev
+  # tests
+  libgtest-dev googletest
+  # objects, player bridge, desktop application
+  qt6-base-dev qt6-base-dev-tools qt6-svg-dev qt6-image-formats-plugins libxcb1-dev libx11-dev
+  # real encoders, validators and peers used by fixtures and interop tests
+  ffmpeg lame sox flac vorbis-tools libimage-exiftool-perl python3 python3-mutagen
+  # a real session bus and a real player for the player bridge
+  dbus dbus-x11 mpv mpv-mpris
+  # the desktop end-to-end run
+  xvfb xauth xdotool xcompmgr imagemagick x11-utils
+  # benchmarks against the peers
+  libtag1-dev time
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
+    missing+=("$p")
+  fi
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "setup: installing ${#missing[@]} missing package(s): ${missing[*]}" >&2
+SUDO=""
+[ "$(id -u)" -eq 0 ] || SUDO="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -qq
+$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+echo "setup: done" >&2

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "MediaFile.h"
+
+#include <string_view>
+
+namespace kestrabel {
+
+// Kind from the extension registries, else from the first bytes of the file.
+MediaFileStatus detectKind(const char *path, MediaFileType *outKind);
+// Kind from content alone; 0 when nothing matches.
+MediaFileType sniffKind(const uint8_t *bytes, size_t length);
+// Fills the built-in registry; called before any lookup, and by multi-threaded callers once
+// before their workers start.
+void ensureKindRegistries();
+
+} // namespace kestrabel

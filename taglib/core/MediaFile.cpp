@@ -1,0 +1,369 @@
+// The handle and the dispatch from each operation to the handler of the file's kind.
+#include "MediaFile.h"
+
+#include "DataIDRules.h"
+#include "FormatHandler.h"
+#include "KindDetection.h"
+#include "util/Strings.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <new>
+#include <sys/stat.h>
+
+struct MediaFile {
+    MediaFileType type = kMediaFileTypeUnsupported;
+    std::string path;
+    kestrabel::HandlerPtr state;
+};
+
+namespace kestrabel {
+namespace {
+
+HandlerOpenFn openFunctionFor(MediaFileType kind)
+{
+    switch (kind) {
+    case kMediaFileTypeMP3:
+        return MP3Open;
+    case kMediaFileTypeMP4:
+        return MP4Open;
+    case kMediaFileTypeAIFF:
+    case kMediaFileTypeWAVE:
+        return IFFOpen;
+    case kMediaFileTypeOgg:
+        return OggVorbisOpen;
+    case kMediaFileTypeFLAC:
+        return FLACOpen;
+    case kMediaFileTypeEXIF:
+        return EXIFOpen;
+    case kMediaFileTypeQuickTime:
+        return QuickTimeOpen;
+    default:
+        return nullptr;
+    }
+}
+
+bool isChunkFile(MediaFileType kind) { return kind == kMediaFileTypeAIFF || kind == kMediaFileTypeWAVE; }
+bool isAudio(MediaFileType kind) { return kind != kMediaFileTypeEXIF && kind != kMediaFileTypeQuickTime; }
+bool writable(MediaFileType kind)
+{
+    return kind == kMediaFileTypeMP3 || kind == kMediaFileTypeMP4 || isChunkFile(kind) || kind == kMediaFileTypeOgg ||
+           kind == kMediaFileTypeFLAC;
+}
+
+char *copyText(std::string_view text)
+{
+    auto *buffer = static_cast<char *>(std::malloc(text.size() + 1));
+    if (!buffer)
+        return nullptr;
+    if (!text.empty())
+        std::memcpy(buffer, text.data(), text.size());
+    buffer[text.size()] = '\0';
+    return buffer;
+}
+
+MediaFileStatus handOut(std::string_view text, char **out)
+{
+    if (!out)
+        return kMediaFileNoErr;
+    char *buffer = copyText(text);
+    if (!buffer)
+        return kMediaFileErrMemory;
+    *out = buffer;
+    return kMediaFileNoErr;
+}
+
+// Answers the IDs that come from the path alone; kMediaFileErrUnsupported means "not a
+// path-derived ID", so the caller goes on to the kind's handler.
+MediaFileStatus pathDerived(const std::string &path, MediaFileDataID id, std::string *out)
+{
+    switch (id) {
+    case kMediaFileDataIDFilePath:
+        *out = path;
+        return kMediaFileNoErr;
+    case kMediaFileDataIDFilename:
+        *out = std::string(util::lastComponent(path));
+        return kMediaFileNoErr;
+    case kMediaFileDataIDFilenameClean:
+        *out = std::string(util::cleanFilename(path));
+        return kMediaFileNoErr;
+    default:
+        break;
+    }
+    if (id >= kMediaFileDataIDParent1 && id <= kMediaFileDataIDParent9) {
+        std::string_view parent;
+        if (MediaFileStatus status = util::parentComponent(path, id - kMediaFileDataIDParent0, &parent))
+            return status;
+        *out = std::string(parent);
+        return kMediaFileNoErr;
+    }
+    return kMediaFileErrUnsupported;
+}
+
+bool isPathDerived(MediaFileDataID id)
+{
+    return id == kMediaFileDataIDFilePath || id == kMediaFileDataIDFilename || id == kMediaFileDataIDFilenameClean ||
+           (id >= kMediaFileDataIDParent1 && id <= kMediaFileDataIDParent9);
+}
+
+bool settableInteger(MediaFileDataID id)
+{
+    return isIntegerTextID(id) || id == kMediaFileDataIDSeason || id == kMediaFileDataIDFileKind;
+}
+
+struct SavedTimes {
+    struct timespec times[2]{};
+    bool valid = false;
+};
+
+SavedTimes readTimes(const std::string &path)
+{
+    SavedTimes saved;
+    struct stat st {};
+    if (stat(path.c_str(), &st) == 0) {
+        saved.times[0] = st.st_atim;
+        saved.times[1] = st.st_mtim;
+        saved.valid = true;
+    }
+    return saved;
+}
+
+MediaFileStatus getIntegerImpl(MediaFileRef ref, MediaFileDataID id, int32_t *out)
+{
+    if (!ref)
+        return kMediaFileErrNullRef;
+    if (!ref->state)
+        return kMediaFileErrUnsupported;
+    if (!isChunkFile(ref->type) && (id < kMediaFileDataIDBitRate || id > kMediaFileDataIDTagFrameCount))
+        return kMediaFileErrUnsupported;
+    return ref->state->getInteger(id, out);
+}
+
+MediaFileStatus setIntegerImpl(MediaFileRef ref, MediaFileDataID id, int32_t value)
+{
+    if (!ref)
+        return kMediaFileErrNullRef;
+    if (!ref->state || !writable(ref->type))
+        return kMediaFileErrUnsupported;
+    if (!isChunkFile(ref->type) && !settableInteger(id))
+        return kMediaFileErrUnsupported;
+    return ref->state->setInteger(id, value);
+}
+
+} // namespace
+} // namespace kestrabel
+
+using namespace kestrabel;
+
+extern "C" {
+
+MediaFileStatus MediaFileOpen(const char *path, MediaFileRef *outRef, MediaFileFlags flags)
+{
+    if (!path || !*path)
+        return kMediaFileErrParam;
+    std::unique_ptr<MediaFile> handle;
+    try {
+        handle = std::make_unique<MediaFile>();
+        handle->path = path;
+    } catch (const std::bad_alloc &) {
+        return kMediaFileErrMemory;
+    }
+    if (MediaFileStatus status = detectKind(path, &handle->type))
+        return status;
+    MediaFileType kind = handle->type;
+    if (!isAudio(kind) && (flags & kMediaFileFlagAudioOnly))
+        return kMediaFileErrUnsupported;
+    HandlerOpenFn open = openFunctionFor(kind);
+    if (!open)
+        return kMediaFileErrUnsupported;
+    MediaFileStatus status;
+    try {
+        status = open(path, flags, &handle->state);
+    } catch (const std::bad_alloc &) {
+        status = kMediaFileErrMemory;
+    } catch (...) {
+        status = kMediaFileErrIO;
+    }
+    // A movie the QuickTime handler cannot read still opens: only its path-derived IDs answer.
+    if (kind == kMediaFileTypeQuickTime)
+        status = kMediaFileNoErr;
+    if (status != kMediaFileNoErr)
+        return status;
+    if (!outRef)
+        return MediaFileClose(handle.release());
+    *outRef = handle.release();
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus MediaFileClose(MediaFileRef ref)
+{
+    if (!ref)
+        return kMediaFileErrNullRef;
+    if (ref->state) {
+        if (MediaFileStatus status = ref->state->release())
+            return status; // deliberately left allocated: the caller may retry
+    }
+    delete ref;
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus MediaFileUpdate(MediaFileRef ref, MediaFileFlags flags)
+{
+    if (!ref)
+        return kMediaFileErrNullRef;
+    SavedTimes saved;
+    if (flags & kMediaFileFlagPreserveDates)
+        saved = readTimes(ref->path);
+    MediaFileStatus status = kMediaFileNoErr;
+    if (writable(ref->type)) {
+        if (!ref->state)
+            return kMediaFileErrUnsupported;
+        try {
+            status = ref->state->update(ref->path.c_str(), flags);
+        } catch (const std::bad_alloc &) {
+            status = kMediaFileErrMemory;
+        } catch (...) {
+            status = kMediaFileErrIO;
+        }
+        if (status != kMediaFileNoErr)
+            return status;
+    } else if (ref->type != kMediaFileTypeEXIF && ref->type != kMediaFileTypeQuickTime) {
+        status = kMediaFileErrUnsupported;
+    }
+    if (saved.valid)
+        utimensat(AT_FDCWD, ref->path.c_str(), saved.times, 0);
+    return status;
+}
+
+const char *MediaFileGetPath(MediaFileRef ref) { return ref ? ref->path.c_str() : nullptr; }
+
+MediaFileStatus MediaFileGetType(MediaFileRef ref, MediaFileType *outKind)
+{
+    if (ref && outKind)
+        *outKind = ref->type;
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus MediaFileGetInteger(MediaFileRef ref, MediaFileDataID dataID, int32_t *outValue)
+{
+    int32_t value = 0;
+    MediaFileStatus status;
+    try {
+        status = getIntegerImpl(ref, dataID, &value);
+    } catch (const std::bad_alloc &) {
+        return kMediaFileErrMemory;
+    }
+    if (status == kMediaFileNoErr && outValue)
+        *outValue = value;
+    return status;
+}
+
+MediaFileStatus MediaFileGetString(MediaFileRef ref, MediaFileDataID dataID, char **outText)
+{
+    if (!ref)
+        return kMediaFileErrNullRef;
+    try {
+        std::string text;
+        if (isPathDerived(dataID)) {
+            if (MediaFileStatus status = pathDerived(ref->path, dataID, &text))
+                return status;
+            return handOut(text, outText);
+        }
+        if (!ref->state)
+            return kMediaFileErrUnsupported;
+        if (!isChunkFile(ref->type) && ref->type != kMediaFileTypeEXIF) {
+            if (dataID > kMediaFileDataIDAuthor)
+                return kMediaFileErrUnsupported;
+            if (isIntegerTextID(dataID)) {
+                int32_t value = 0;
+                if (MediaFileStatus status = getIntegerImpl(ref, dataID, &value))
+                    return status;
+                return handOut(formatIntegerText(value), outText);
+            }
+        }
+        if (MediaFileStatus status = ref->state->getString(dataID, &text))
+            return status;
+        return handOut(text, outText);
+    } catch (const std::bad_alloc &) {
+        return kMediaFileErrMemory;
+    }
+}
+
+MediaFileStatus MediaFileSetInteger(MediaFileRef ref, MediaFileDataID dataID, int32_t value)
+{
+    try {
+        return setIntegerImpl(ref, dataID, value);
+    } catch (const std::bad_alloc &) {
+        return kMediaFileErrMemory;
+    }
+}
+
+MediaFileStatus MediaFileSetString(MediaFileRef ref, MediaFileDataID dataID, const char *text)
+{
+    if (!ref)
+        return kMediaFileErrNullRef;
+    if (!text)
+        return kMediaFileErrParam;
+    try {
+        if (!ref->state || !writable(ref->type))
+            return kMediaFileErrUnsupported;
+        if (!isChunkFile(ref->type)) {
+            if (dataID > kMediaFileDataIDAuthor)
+                return kMediaFileErrUnsupported;
+            if (isIntegerTextID(dataID)) {
+                int32_t value = 0;
+                if (MediaFileStatus status = scanIntegerText(text, &value))
+                    return status;
+                return setIntegerImpl(ref, dataID, value);
+            }
+        }
+        return ref->state->setString(dataID, text);
+    } catch (const std::bad_alloc &) {
+        return kMediaFileErrMemory;
+    }
+}
+
+MediaFileStatus MediaFileGetData(MediaFileRef ref, MediaFileDataID dataID, void **outBytes, size_t *outLength)
+{
+    if (!ref)
+        return kMediaFileErrNullRef;
+    if (!ref->state)
+        return kMediaFileErrUnsupported;
+    try {
+        std::vector<uint8_t> bytes;
+        if (MediaFileStatus status = ref->state->getData(dataID, &bytes))
+            return status;
+        if (outBytes) {
+            void *buffer = std::malloc(bytes.empty() ? 1 : bytes.size());
+            if (!buffer)
+                return kMediaFileErrMemory;
+            if (!bytes.empty())
+                std::memcpy(buffer, bytes.data(), bytes.size());
+            *outBytes = buffer;
+        }
+        if (outLength)
+            *outLength = bytes.size();
+        return kMediaFileNoErr;
+    } catch (const std::bad_alloc &) {
+        return kMediaFileErrMemory;
+    }
+}
+
+MediaFileStatus MediaFileSetData(MediaFileRef ref, MediaFileDataID dataID, const void *bytes, size_t length)
+{
+    if (!ref)
+        return kMediaFileErrNullRef;
+    if (!bytes && length > 0)
+        return kMediaFileErrParam;
+    if (!ref->state || !writable(ref->type))
+        return kMediaFileErrUnsupported;
+    try {
+        return ref->state->setData(dataID, std::span<const uint8_t>(static_cast<const uint8_t *>(bytes), length));
+    } catch (const std::bad_alloc &) {
+        return kMediaFileErrMemory;
+    }
+}
+
+} // extern "C"

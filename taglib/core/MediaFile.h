@@ -1,0 +1,217 @@
+/*
+ * Kestrabel tag library: the procedural interface.
+ *
+ * A caller opens a media file by path, reads and writes values by data ID as integers, UTF-8
+ * text or bytes, saves ("update") and closes. Every operation returns a status: 0 for success,
+ * a positive errno for a failed file operation, or one of the negative kMediaFileErr codes.
+ * Texts and byte buffers handed out are owned by the caller, who releases them with free().
+ * Every out pointer may be null: a get then only reports whether the value exists.
+ */
+#ifndef KESTRABEL_MEDIAFILE_H
+#define KESTRABEL_MEDIAFILE_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct MediaFile *MediaFileRef;
+typedef int32_t MediaFileStatus;
+typedef int32_t MediaFileType;
+typedef int32_t MediaFileDataID;
+typedef uint32_t MediaFileFlags;
+
+enum {
+    kMediaFileTypeUnsupported = 0,
+    kMediaFileTypeMP3 = 1,
+    kMediaFileTypeMP4 = 2,
+    kMediaFileTypeAIFF = 3,
+    kMediaFileTypeOgg = 4,
+    kMediaFileTypeWMA = 5,
+    kMediaFileTypeEXIF = 6,
+    kMediaFileTypeFLAC = 7,
+    kMediaFileTypeWAVE = 8,
+    kMediaFileTypeQuickTime = 9
+};
+
+enum {
+    kMediaFileDataIDNone = 0,
+    kMediaFileDataIDAlbum = 1,
+    kMediaFileDataIDArtist = 2,
+    kMediaFileDataIDBitRate = 3,
+    kMediaFileDataIDBPM = 4,
+    kMediaFileDataIDChannels = 5,
+    kMediaFileDataIDComment = 6,
+    kMediaFileDataIDCompilation = 7,
+    kMediaFileDataIDComposer = 8,
+    kMediaFileDataIDDiskNumber = 9,
+    kMediaFileDataIDEncodedBy = 10,
+    kMediaFileDataIDFileID = 11,
+    kMediaFileDataIDFilename = 12,
+    kMediaFileDataIDFilePath = 13,
+    kMediaFileDataIDFileSize = 14,
+    kMediaFileDataIDGenre = 15,
+    kMediaFileDataIDInvolvedPeople = 16,
+    kMediaFileDataIDKind = 17,
+    kMediaFileDataIDLyrics = 18,
+    kMediaFileDataIDPlayCount = 19,
+    kMediaFileDataIDSampleRate = 20,
+    kMediaFileDataIDSortOrder = 21,
+    kMediaFileDataIDTitle = 22,
+    kMediaFileDataIDTotalDisks = 23,
+    kMediaFileDataIDPlayTime = 24,
+    kMediaFileDataIDTotalTracks = 25,
+    kMediaFileDataIDTrackNumber = 26,
+    kMediaFileDataIDVersion = 27,
+    kMediaFileDataIDVolume = 28,
+    kMediaFileDataIDYear = 29,
+    kMediaFileDataIDTime = 30,
+    kMediaFileDataIDSize = 31,
+    kMediaFileDataIDTagVersion = 32,
+    kMediaFileDataIDParent0 = 33,
+    kMediaFileDataIDParent1 = 34,
+    kMediaFileDataIDParent2 = 35,
+    kMediaFileDataIDParent3 = 36,
+    kMediaFileDataIDParent4 = 37,
+    kMediaFileDataIDParent5 = 38,
+    kMediaFileDataIDParent6 = 39,
+    kMediaFileDataIDParent7 = 40,
+    kMediaFileDataIDParent8 = 41,
+    kMediaFileDataIDParent9 = 42,
+    kMediaFileDataIDArtwork = 100,
+    kMediaFileDataIDGrouping = 101,
+    kMediaFileDataIDNetwork = 102,
+    kMediaFileDataIDShow = 103,
+    kMediaFileDataIDEpisode = 104,
+    kMediaFileDataIDSeason = 105,
+    kMediaFileDataIDFileKind = 106,
+    kMediaFileDataIDMetaDataSize = 150,
+    kMediaFileDataIDArtworkBack = 151,
+    kMediaFileDataIDArtworkMisc = 152,
+    kMediaFileDataIDTagFrameCount = 153,
+    kMediaFileDataIDPublisher = 154,
+    kMediaFileDataIDBandOrOrchestra = 155,
+    kMediaFileDataIDISRC = 200,
+    kMediaFileDataIDLocation = 201,
+    kMediaFileDataIDContact = 202,
+    kMediaFileDataIDDate = 203,
+    kMediaFileDataIDOrganization = 204,
+    kMediaFileDataIDPerformer = 205,
+    kMediaFileDataIDCopyright = 206,
+    kMediaFileDataIDDescription = 207,
+    kMediaFileDataIDLicense = 208,
+    kMediaFileDataIDEnsemble = 209,
+    kMediaFileDataIDLyricist = 210,
+    kMediaFileDataIDArranger = 211,
+    kMediaFileDataIDAuthor = 212,
+    kMediaFileDataIDBWFDescription = 300,
+    kMediaFileDataIDBWFOriginator = 301,
+    kMediaFileDataIDBWFOriginatorReference = 302,
+    kMediaFileDataIDBWFOriginatorDate = 303,
+    kMediaFileDataIDBWFOriginatorTime = 304,
+    kMediaFileDataIDBWFUMID = 305,
+    kMediaFileDataIDBWFCodingHistory = 306,
+    kMediaFileDataIDFilenameClean = 400,
+    kMediaFileDataIDMake = 501,
+    kMediaFileDataIDModel = 502
+};
+
+/* Open and update flags. Bits not named here belong to the format handlers (the ID3 write
+ * options, for one) and pass through the core unchanged. */
+enum {
+    kMediaFileFlagSkipMPEGInfo = 0x10,
+    kMediaFileFlagStrict = 0x40,
+    kMediaFileFlagKeepTagVersion = 0x1000,
+    kMediaFileFlagIgnoreTagErrors = 0x2000,
+    kMediaFileFlagPreserveDates = 0x10000,
+    kMediaFileFlagAudioOnly = 0x20000,
+    /* Save by moving the audio inside the file itself instead of writing a new file beside it. */
+    kMediaFileFlagInPlace = 0x40000,
+
+    /* The ID3 write options of the MP3 handler, passed to MediaFileUpdate. */
+    kMediaFileFlagID3v1 = 0x0001,
+    kMediaFileFlagID3v11 = 0x0002,
+    kMediaFileFlagID3v22 = 0x0004,
+    kMediaFileFlagID3v23 = 0x0008,
+    kMediaFileFlagID3StripOther = 0x0020,
+    kMediaFileFlagID3v24 = 0x0080,
+    kMediaFileFlagID3NoPadding = 0x4000
+};
+
+enum {
+    kMediaFileNoErr = 0,
+    kMediaFileErrIO = -6700,
+    kMediaFileErrNoTag = -6702,
+    kMediaFileErrCantCreate = -6703,
+    kMediaFileErrBadPath = -6704,
+    kMediaFileErrParam = -6705,
+    kMediaFileErrTell = -6710,
+    kMediaFileErrBadFormat = -6717,
+    kMediaFileErrNotFound = -6727,
+    kMediaFileErrMemory = -6728,
+    kMediaFileErrDuplicate = -6730,
+    kMediaFileErrTextConversion = -6732,
+    kMediaFileErrNotImage = -6733,
+    kMediaFileErrUnsupported = -6735,
+    kMediaFileErrNoArtwork = -6737,
+    kMediaFileErrNullRef = -6740,
+    kMediaFileErrBadFrame = -6742,
+    kMediaFileErrShortHeader = -6743,
+    kMediaFileErrShortRead = -6746,
+    kMediaFileErrWrite = -6747,
+    kMediaFileErrTooSmall = -6750,
+    kMediaFileErrPastEnd = -6751,
+    kMediaFileErrCantOpen = -6755,
+    kMediaFileErrNoExif = -6756,
+    kMediaFileErrExists = -6771
+};
+
+MediaFileStatus MediaFileOpen(const char *path, MediaFileRef *outRef, MediaFileFlags flags);
+MediaFileStatus MediaFileClose(MediaFileRef ref);
+MediaFileStatus MediaFileUpdate(MediaFileRef ref, MediaFileFlags flags);
+const char *MediaFileGetPath(MediaFileRef ref);
+MediaFileStatus MediaFileGetType(MediaFileRef ref, MediaFileType *outKind);
+const char *MediaFileGetTypeName(MediaFileType kind);
+const char *MediaFileGetDataIDName(MediaFileDataID dataID);
+MediaFileStatus MediaFileGetTypeForPath(const char *path, MediaFileType *outKind);
+
+MediaFileStatus MediaFileGetInteger(MediaFileRef ref, MediaFileDataID dataID, int32_t *outValue);
+MediaFileStatus MediaFileGetString(MediaFileRef ref, MediaFileDataID dataID, char **outText);
+MediaFileStatus MediaFileSetInteger(MediaFileRef ref, MediaFileDataID dataID, int32_t value);
+MediaFileStatus MediaFileSetString(MediaFileRef ref, MediaFileDataID dataID, const char *text);
+MediaFileStatus MediaFileGetData(MediaFileRef ref, MediaFileDataID dataID, void **outBytes, size_t *outLength);
+MediaFileStatus MediaFileSetData(MediaFileRef ref, MediaFileDataID dataID, const void *bytes, size_t length);
+
+/* Adds an (extension, kind) entry that kind detection consults before the built-in ones.
+ * Not safe while other threads open files. */
+MediaFileStatus MediaFileRegisterExtension(const char *extension, MediaFileType kind);
+
+/* The constant's name of a status ("kMediaFileErrCantOpen", "ENOENT", "kMediaFileNoErr"), or "?". */
+const char *MediaFileGetStatusName(MediaFileStatus status);
+/* A short English sentence for a status, for error messages. */
+const char *MediaFileGetStatusMessage(MediaFileStatus status);
+
+/* The data-ID table: every ID with its constant name, display name and value type
+ * ('I' integer, 'S' text, 'D' bytes, 'P' text derived from the path, '-' name only). */
+typedef struct MediaFileDataIDInfo {
+    MediaFileDataID dataID;
+    const char *constantName;
+    const char *displayName;
+    char valueType;
+    uint8_t readOnly;
+} MediaFileDataIDInfo;
+
+size_t MediaFileGetDataIDCount(void);
+const MediaFileDataIDInfo *MediaFileGetDataIDInfoAt(size_t index);
+const MediaFileDataIDInfo *MediaFileGetDataIDInfo(MediaFileDataID dataID);
+/* Looks a data ID up by its constant name, its short form ("Title") or its display name,
+ * ignoring case. Null when nothing matches. */
+const MediaFileDataIDInfo *MediaFileFindDataID(const char *name);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

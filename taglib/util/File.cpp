@@ -1,0 +1,175 @@
+#include "File.h"
+
+#include "FileOps.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kestrabel::util {
+
+MediaFileStatus statusFromErrno(MediaFileStatus fallback) { return errno != 0 ? errno : fallback; }
+
+File &File::operator=(File &&other) noexcept
+{
+    if (this != &other) {
+        close();
+        fd_ = other.release();
+    }
+    return *this;
+}
+
+File::~File() { close(); }
+
+MediaFileStatus File::close()
+{
+    if (fd_ < 0)
+        return kMediaFileNoErr;
+    int result = ::close(fd_);
+    fd_ = -1;
+    return result == 0 ? kMediaFileNoErr : statusFromErrno();
+}
+
+static MediaFileStatus openWith(const std::string &path, int flags, File *out)
+{
+    int fd = ::open(path.c_str(), flags | O_CLOEXEC);
+    if (fd < 0)
+        return statusFromErrno(kMediaFileErrCantOpen);
+    struct stat st {};
+    if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
+        ::close(fd);
+        return EISDIR;
+    }
+    *out = File(fd);
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus File::openRead(const std::string &path, File *out) { return openWith(path, O_RDONLY, out); }
+MediaFileStatus File::openReadWrite(const std::string &path, File *out) { return openWith(path, O_RDWR, out); }
+
+MediaFileStatus File::readAt(uint64_t offset, std::span<uint8_t> out) const
+{
+    size_t done = 0;
+    while (done < out.size()) {
+        ssize_t n = ::pread(fd_, out.data() + done, out.size() - done, static_cast<off_t>(offset + done));
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            return statusFromErrno();
+        }
+        if (n == 0)
+            return kMediaFileErrShortRead;
+        done += static_cast<size_t>(n);
+    }
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus File::readUpTo(uint64_t offset, size_t count, std::vector<uint8_t> *out) const
+{
+    uint64_t total = 0;
+    if (MediaFileStatus status = size(&total))
+        return status;
+    size_t available = offset >= total ? 0 : static_cast<size_t>(std::min<uint64_t>(count, total - offset));
+    std::vector<uint8_t> bytes(available);
+    if (MediaFileStatus status = readAt(offset, bytes))
+        return status;
+    *out = std::move(bytes);
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus File::writeAt(uint64_t offset, std::span<const uint8_t> data) const
+{
+    size_t done = 0;
+    while (done < data.size()) {
+        errno = 0;
+        ssize_t n = fileOps().pwrite(fd_, data.data() + done, data.size() - done, static_cast<off_t>(offset + done));
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            return statusFromErrno(kMediaFileErrWrite);
+        }
+        if (n == 0)
+            return statusFromErrno(kMediaFileErrWrite);
+        done += static_cast<size_t>(n);
+    }
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus File::size(uint64_t *out) const
+{
+    struct stat st {};
+    if (fstat(fd_, &st) != 0)
+        return statusFromErrno(kMediaFileErrTell);
+    *out = static_cast<uint64_t>(st.st_size);
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus fileSize(const File &file, uint64_t *out) { return file.size(out); }
+
+MediaFileStatus truncateFile(const File &file, uint64_t length)
+{
+    errno = 0;
+    if (fileOps().ftruncate(file.fd(), static_cast<off_t>(length)) != 0)
+        return statusFromErrno(kMediaFileErrTell);
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus moveTail(const File &file, int64_t offset, int64_t distance)
+{
+    if (distance == 0)
+        return kMediaFileNoErr;
+    if (distance < 0 && offset >= 0 && -distance > offset)
+        return kMediaFileErrTell;
+    uint64_t size = 0;
+    if (MediaFileStatus status = fileSize(file, &size))
+        return status;
+    uint64_t start = offset < 0 ? size : static_cast<uint64_t>(offset);
+    if (start > size)
+        return kMediaFileErrTell;
+    if (distance < 0 && static_cast<uint64_t>(-distance) > start)
+        return kMediaFileErrTell;
+    uint64_t tail = size - start;
+    uint64_t target = static_cast<uint64_t>(static_cast<int64_t>(start) + distance);
+    if (tail == 0)
+        return truncateFile(file, target);
+    // The tail is held in memory whole on purpose: this path exists for callers that asked for
+    // the classic in-place move, and it keeps the one-read, one-write shape.
+    if (tail >= (uint64_t(1) << 32))
+        return kMediaFileErrShortRead;
+    std::vector<uint8_t> buffer;
+    try {
+        buffer.resize(static_cast<size_t>(tail));
+    } catch (const std::bad_alloc &) {
+        return kMediaFileErrMemory;
+    }
+    if (MediaFileStatus status = file.readAt(start, buffer))
+        return status == kMediaFileErrShortRead ? kMediaFileErrShortRead : status;
+    if (distance > 0) {
+        if (MediaFileStatus status = truncateFile(file, target + tail))
+            return status;
+        return file.writeAt(target, buffer);
+    }
+    if (MediaFileStatus status = file.writeAt(target, buffer))
+        return status;
+    return truncateFile(file, target + tail);
+}
+
+MediaFileStatus readWholeFile(const std::string &path, std::vector<uint8_t> *out, uint64_t limit)
+{
+    File file;
+    if (MediaFileStatus status = File::openRead(path, &file))
+        return status;
+    uint64_t size = 0;
+    if (MediaFileStatus status = file.size(&size))
+        return status;
+    if (size > limit)
+        return kMediaFileErrTooSmall;
+    std::vector<uint8_t> bytes(static_cast<size_t>(size));
+    if (MediaFileStatus status = file.readAt(0, bytes))
+        return status;
+    *out = std::move(bytes);
+    return kMediaFileNoErr;
+}
+
+} // namespace kestrabel::util

@@ -1,0 +1,62 @@
+// An owned file descriptor and the file helpers the handlers share: size, truncate and the
+// in-place move of a file's tail.
+#pragma once
+
+#include "MediaFile.h"
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace kestrabel::util {
+
+class File {
+public:
+    File() = default;
+    explicit File(int fd) : fd_(fd) {}
+    File(const File &) = delete;
+    File &operator=(const File &) = delete;
+    File(File &&other) noexcept : fd_(other.release()) {}
+    File &operator=(File &&other) noexcept;
+    ~File();
+
+    // Read-only opens never ask for write access: a read-write open fires file watchers'
+    // close-after-write events even when nothing was written.
+    static MediaFileStatus openRead(const std::string &path, File *out);
+    static MediaFileStatus openReadWrite(const std::string &path, File *out);
+
+    bool isOpen() const { return fd_ >= 0; }
+    int fd() const { return fd_; }
+    int release()
+    {
+        int fd = fd_;
+        fd_ = -1;
+        return fd;
+    }
+    MediaFileStatus close();
+
+    // Reads exactly out.size() bytes at offset; kMediaFileErrShortRead when the file ends first.
+    MediaFileStatus readAt(uint64_t offset, std::span<uint8_t> out) const;
+    // Reads up to count bytes at offset; the vector holds what was there.
+    MediaFileStatus readUpTo(uint64_t offset, size_t count, std::vector<uint8_t> *out) const;
+    MediaFileStatus writeAt(uint64_t offset, std::span<const uint8_t> data) const;
+    MediaFileStatus size(uint64_t *out) const;
+
+private:
+    int fd_ = -1;
+};
+
+// errno as a status, or the given fallback when errno is 0.
+MediaFileStatus statusFromErrno(MediaFileStatus fallback = kMediaFileErrIO);
+
+MediaFileStatus fileSize(const File &file, uint64_t *out);
+MediaFileStatus truncateFile(const File &file, uint64_t length);
+// Moves every byte from offset to the end of the file by distance: a positive distance opens a
+// gap at offset, a negative one closes the gap before it. A negative offset means the end.
+MediaFileStatus moveTail(const File &file, int64_t offset, int64_t distance);
+
+// Reads a whole (small) file; used by tests and the CLI for images.
+MediaFileStatus readWholeFile(const std::string &path, std::vector<uint8_t> *out, uint64_t limit = UINT64_MAX);
+
+} // namespace kestrabel::util

@@ -1,0 +1,268 @@
+#include "Saver.h"
+
+#include "File.h"
+#include "FileOps.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <fcntl.h>
+#include <random>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+namespace kestrabel::util {
+
+namespace {
+
+constexpr size_t kCopyChunk = 8u << 20;
+
+std::string folderOf(const std::string &path)
+{
+    size_t slash = path.find_last_of('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string baseOf(const std::string &path)
+{
+    size_t slash = path.find_last_of('/');
+    return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+MediaFileStatus fsyncStatus(int fd)
+{
+    errno = 0;
+    return fileOps().fsync(fd) == 0 ? kMediaFileNoErr : statusFromErrno();
+}
+
+// Copies [offset, offset+length) of in to the end position *outOffset of out, through
+// copy_file_range (a reflink where the file system has them) with a read/write fallback.
+MediaFileStatus copyRange(int in, uint64_t offset, uint64_t length, int out, uint64_t *outOffset)
+{
+    bool useCopyRange = true;
+    std::vector<uint8_t> buffer;
+    while (length > 0) {
+        size_t chunk = static_cast<size_t>(std::min<uint64_t>(length, kCopyChunk));
+        if (useCopyRange) {
+            off_t inPos = static_cast<off_t>(offset), outPos = static_cast<off_t>(*outOffset);
+            errno = 0;
+            ssize_t n = fileOps().copyFileRange(in, &inPos, out, &outPos, chunk, 0);
+            if (n > 0) {
+                offset += static_cast<uint64_t>(n);
+                *outOffset += static_cast<uint64_t>(n);
+                length -= static_cast<uint64_t>(n);
+                continue;
+            }
+            if (n == 0)
+                return kMediaFileErrShortRead;
+            if (errno == EINTR)
+                continue;
+            if (errno != EXDEV && errno != ENOSYS && errno != EINVAL && errno != EOPNOTSUPP)
+                return statusFromErrno();
+            useCopyRange = false;
+        }
+        if (buffer.empty())
+            buffer.resize(std::min<size_t>(kCopyChunk, 1u << 20));
+        size_t piece = std::min(chunk, buffer.size());
+        File source(in);
+        MediaFileStatus status = source.readAt(offset, std::span<uint8_t>(buffer.data(), piece));
+        source.release();
+        if (status)
+            return status;
+        File target(out);
+        status = target.writeAt(*outOffset, std::span<const uint8_t>(buffer.data(), piece));
+        target.release();
+        if (status)
+            return status;
+        offset += piece;
+        *outOffset += piece;
+        length -= piece;
+    }
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus validate(std::vector<Replacement> &edits, uint64_t size)
+{
+    std::sort(edits.begin(), edits.end(), [](const Replacement &a, const Replacement &b) { return a.offset < b.offset; });
+    uint64_t previousEnd = 0;
+    for (const Replacement &edit : edits) {
+        if (edit.offset < previousEnd || edit.offset > size || edit.length > size - edit.offset)
+            return kMediaFileErrParam;
+        previousEnd = edit.offset + edit.length;
+    }
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus writeSameLength(const std::string &path, const std::vector<Replacement> &edits)
+{
+    File file;
+    if (MediaFileStatus status = File::openReadWrite(path, &file))
+        return status;
+    for (const Replacement &edit : edits)
+        if (MediaFileStatus status = file.writeAt(edit.offset, edit.bytes))
+            return status;
+    return fsyncStatus(file.fd());
+}
+
+MediaFileStatus writeInPlaceMove(const std::string &path, const std::vector<Replacement> &edits, uint64_t size)
+{
+    File file;
+    if (MediaFileStatus status = File::openReadWrite(path, &file))
+        return status;
+    int64_t growth = 0;
+    for (const Replacement &edit : edits)
+        growth += static_cast<int64_t>(edit.bytes.size()) - static_cast<int64_t>(edit.length);
+    if (growth > 0) {
+        // Reserve the space first so that a full disk fails before anything has moved.
+        uint64_t newSize = size + static_cast<uint64_t>(growth);
+        if (fallocate(file.fd(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(newSize)) != 0 && errno != EOPNOTSUPP)
+            return statusFromErrno();
+    }
+    // Last range first, so that the offsets of the earlier ones still hold.
+    for (auto it = edits.rbegin(); it != edits.rend(); ++it) {
+        int64_t delta = static_cast<int64_t>(it->bytes.size()) - static_cast<int64_t>(it->length);
+        if (delta != 0)
+            if (MediaFileStatus status = moveTail(file, static_cast<int64_t>(it->offset + it->length), delta))
+                return status;
+        if (MediaFileStatus status = file.writeAt(it->offset, it->bytes))
+            return status;
+    }
+    return fsyncStatus(file.fd());
+}
+
+MediaFileStatus writeThroughNewFile(const std::string &path, const File &original, const std::vector<Replacement> &edits,
+                                    uint64_t size)
+{
+    std::string tempPath;
+    int tempFd = -1;
+    if (MediaFileStatus status = createSiblingTemp(path, &tempPath, &tempFd))
+        return status;
+    File temp(tempFd);
+    auto fail = [&](MediaFileStatus status) {
+        temp.close();
+        ::unlink(tempPath.c_str());
+        return status;
+    };
+    uint64_t in = 0, out = 0;
+    for (const Replacement &edit : edits) {
+        if (MediaFileStatus status = copyRange(original.fd(), in, edit.offset - in, temp.fd(), &out))
+            return fail(status);
+        if (MediaFileStatus status = temp.writeAt(out, edit.bytes))
+            return fail(status);
+        out += edit.bytes.size();
+        in = edit.offset + edit.length;
+    }
+    if (MediaFileStatus status = copyRange(original.fd(), in, size - in, temp.fd(), &out))
+        return fail(status);
+    copyFileAttributes(original.fd(), temp.fd());
+    if (MediaFileStatus status = fsyncStatus(temp.fd()))
+        return fail(status);
+    if (MediaFileStatus status = temp.close())
+        return fail(status);
+    errno = 0;
+    if (fileOps().rename(tempPath.c_str(), path.c_str()) != 0)
+        return fail(statusFromErrno());
+    return syncParentFolder(path);
+}
+
+} // namespace
+
+MediaFileStatus createSiblingTemp(const std::string &path, std::string *tempPath, int *fd)
+{
+    static thread_local std::mt19937_64 random{std::random_device{}()};
+    std::string folder = folderOf(path);
+    std::string base = baseOf(path);
+    if (base.size() > 200)
+        base.resize(200);
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        char suffix[24];
+        std::snprintf(suffix, sizeof suffix, "%012llx", static_cast<unsigned long long>(random() & 0xFFFFFFFFFFFFull));
+        std::string candidate = folder + "/." + base + ".kestrabel-" + suffix;
+        int created = ::open(candidate.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (created >= 0) {
+            *tempPath = candidate;
+            *fd = created;
+            return kMediaFileNoErr;
+        }
+        if (errno != EEXIST)
+            return statusFromErrno(kMediaFileErrCantOpen);
+    }
+    return EEXIST;
+}
+
+void copyFileAttributes(int fromFd, int toFd)
+{
+    struct stat st {};
+    if (fstat(fromFd, &st) != 0)
+        return;
+    // Owner first: changing it may clear set-id bits, which the chmod below puts back.
+    if (fchown(toFd, st.st_uid, st.st_gid) != 0)
+        (void)!fchown(toFd, static_cast<uid_t>(-1), st.st_gid);
+    (void)!fchmod(toFd, st.st_mode & 07777);
+    ssize_t listSize = flistxattr(fromFd, nullptr, 0);
+    if (listSize <= 0)
+        return;
+    std::vector<char> names(static_cast<size_t>(listSize));
+    listSize = flistxattr(fromFd, names.data(), names.size());
+    for (ssize_t i = 0; i < listSize;) {
+        const char *name = names.data() + i;
+        ssize_t valueSize = fgetxattr(fromFd, name, nullptr, 0);
+        if (valueSize >= 0) {
+            std::vector<char> value(static_cast<size_t>(valueSize));
+            valueSize = fgetxattr(fromFd, name, value.data(), value.size());
+            if (valueSize >= 0)
+                (void)fsetxattr(toFd, name, value.data(), static_cast<size_t>(valueSize), 0);
+        }
+        i += static_cast<ssize_t>(std::strlen(name)) + 1;
+    }
+}
+
+MediaFileStatus syncParentFolder(const std::string &path)
+{
+    int fd = ::open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return kMediaFileNoErr; // the rename has happened; a folder we cannot open is no failure of the save
+    fileOps().fsync(fd);
+    ::close(fd);
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus saveReplacements(const std::string &path, std::vector<Replacement> edits, MediaFileFlags flags)
+{
+    File original;
+    if (MediaFileStatus status = File::openRead(path, &original))
+        return status;
+    struct stat st {};
+    if (fstat(original.fd(), &st) != 0)
+        return statusFromErrno();
+    uint64_t size = static_cast<uint64_t>(st.st_size);
+    if (MediaFileStatus status = validate(edits, size))
+        return status;
+    edits.erase(std::remove_if(edits.begin(), edits.end(), [](const Replacement &e) { return e.length == 0 && e.bytes.empty(); }),
+                edits.end());
+    if (edits.empty())
+        return kMediaFileNoErr;
+    bool sameLength = std::all_of(edits.begin(), edits.end(), [](const Replacement &e) { return e.bytes.size() == e.length; });
+    if (sameLength)
+        return writeSameLength(path, edits);
+    if ((flags & kMediaFileFlagInPlace) || st.st_nlink > 1)
+        return writeInPlaceMove(path, edits, size);
+    return writeThroughNewFile(path, original, edits, size);
+}
+
+MediaFileStatus saveWholeFile(const std::string &path, const std::vector<uint8_t> &bytes)
+{
+    File original;
+    if (MediaFileStatus status = File::openRead(path, &original))
+        return status;
+    uint64_t size = 0;
+    if (MediaFileStatus status = original.size(&size))
+        return status;
+    return writeThroughNewFile(path, original, {Replacement{0, size, bytes}}, size);
+}
+
+} // namespace kestrabel::util

@@ -1,0 +1,43 @@
+// The one way every handler writes a file. A handler describes its save as byte ranges of the
+// original to replace with new bytes; the saver chooses how to carry that out:
+//  - every range keeps its length: the bytes are written in place and nothing else moves, so a
+//    player that has the file open is not disturbed;
+//  - otherwise a new file is written beside the original and renamed over it, so a crash or a
+//    full disk cannot leave a half-moved file;
+//  - a file with several hard links, or a caller asking for kMediaFileFlagInPlace, gets the
+//    classic in-place move of the tail instead (a rename would split the links).
+// The resulting bytes are the same on every path.
+#pragma once
+
+#include "MediaFile.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kestrabel::util {
+
+struct Replacement {
+    uint64_t offset = 0; // in the original file
+    uint64_t length = 0; // bytes of the original replaced; 0 inserts
+    std::vector<uint8_t> bytes;
+};
+
+// Ranges may come in any order but must not overlap, and must lie within the file (an append
+// is a replacement at offset == file size with length 0).
+MediaFileStatus saveReplacements(const std::string &path, std::vector<Replacement> edits, MediaFileFlags flags);
+
+// Writes a whole new content for path through the same safe path (new file, then rename).
+// Used by handlers that rebuild the file completely.
+MediaFileStatus saveWholeFile(const std::string &path, const std::vector<uint8_t> &bytes);
+
+// Creates a uniquely named, empty file beside path with O_EXCL; the name goes to *tempPath.
+MediaFileStatus createSiblingTemp(const std::string &path, std::string *tempPath, int *fd);
+
+// Carries mode, owner, group and extended attributes of the file behind fromFd over to toFd.
+void copyFileAttributes(int fromFd, int toFd);
+
+// fsync of the folder that holds path, so that a rename into it is durable.
+MediaFileStatus syncParentFolder(const std::string &path);
+
+} // namespace kestrabel::util
