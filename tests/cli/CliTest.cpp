@@ -1,0 +1,89 @@
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+
+using namespace kestrabel::test;
+
+namespace {
+
+int cli(const std::string &arguments, std::string *output = nullptr, bool mergeStderr = false)
+{
+    return runCommand(shellQuote(cliPath()) + " " + arguments, output, mergeStderr);
+}
+
+// Every line of the output must be one valid JSON object.
+bool isJsonLines(const std::string &output)
+{
+    TempDir dir;
+    writeFile(dir.file("out.jsonl"), output);
+    return runCommand("/usr/bin/python3 -c 'import json,sys\nfor l in open(sys.argv[1]): json.loads(l)' " + shellQuote(dir.file("out.jsonl"))) == 0;
+}
+
+} // namespace
+
+TEST(Cli, ShowJsonOnAnyFileAndFailuresGoOn)
+{
+    TempDir dir;
+    std::filesystem::create_directories(dir.path() / "Album");
+    std::string movie = (dir.path() / "Album" / "clip \"one\".mov").string();
+    writeFile(movie, "x");
+    std::string output;
+    int status = cli("show --json " + shellQuote(dir.file("missing.xyz")) + " " + shellQuote(movie), &output);
+    EXPECT_EQ(status, 1) << "one file failed";
+    EXPECT_TRUE(isJsonLines(output)) << output;
+    EXPECT_NE(output.find("\"status\": 2, \"error\": \"ENOENT: "), std::string::npos) << output;
+    EXPECT_NE(output.find("\"kind\": \"QuickTime\""), std::string::npos) << output;
+    EXPECT_NE(output.find("\"kMediaFileDataIDFilename\": \"clip \\\"one\\\".mov\""), std::string::npos) << output;
+    EXPECT_NE(output.find("\"kMediaFileDataIDParent1\": \"Album\""), std::string::npos) << output;
+    EXPECT_EQ(cli("show --json " + shellQuote(movie), &output), 0);
+}
+
+TEST(Cli, ShowTextNamesTheFileAndStatusOnError)
+{
+    TempDir dir;
+    std::string text = dir.file("notes.txt");
+    writeFile(text, "plain text");
+    std::string output;
+    EXPECT_EQ(cli("show " + shellQuote(text), &output, true), 1);
+    EXPECT_NE(output.find(text), std::string::npos);
+    EXPECT_NE(output.find("kMediaFileErrUnsupported (-6735)"), std::string::npos) << output;
+}
+
+TEST(Cli, UsageErrorsExitWithTwo)
+{
+    std::string output;
+    EXPECT_EQ(cli("", &output, true), 2);
+    EXPECT_EQ(cli("frobnicate x", &output, true), 2);
+    EXPECT_EQ(cli("show", &output, true), 2);
+    EXPECT_EQ(cli("show --bogus x", &output, true), 2);
+    EXPECT_EQ(cli("set x.mp3", &output, true), 2) << "nothing to change";
+    EXPECT_EQ(cli("set -t Nonsense=1 x.mp3", &output, true), 2);
+    EXPECT_NE(output.find("unknown data ID 'Nonsense'"), std::string::npos) << output;
+    EXPECT_EQ(cli("set -t Bitrate=1 x.mp3", &output, true), 2);
+    EXPECT_EQ(cli("set -t \"Bit Rate=1\" x.mp3", &output, true), 2);
+    EXPECT_NE(output.find("read-only"), std::string::npos) << output;
+}
+
+TEST(Cli, HelpExplainsEveryCommand)
+{
+    std::string output;
+    ASSERT_EQ(cli("--help", &output), 0);
+    EXPECT_NE(output.find("show"), std::string::npos);
+    EXPECT_NE(output.find("set"), std::string::npos);
+    ASSERT_EQ(cli("show --help", &output), 0);
+    EXPECT_NE(output.find("--no-audio-info"), std::string::npos);
+    ASSERT_EQ(cli("help set", &output), 0);
+    EXPECT_NE(output.find("--id3v2.4"), std::string::npos);
+    ASSERT_EQ(cli("names", &output), 0);
+    EXPECT_NE(output.find("kMediaFileDataIDBWFOriginatorReference"), std::string::npos);
+}
+
+TEST(Cli, SetRefusedOnAKindWithoutTags)
+{
+    TempDir dir;
+    std::string movie = dir.file("clip.mov");
+    writeFile(movie, "x");
+    std::string output;
+    EXPECT_EQ(cli("set -t Title=x " + shellQuote(movie), &output, true), 1);
+    EXPECT_NE(output.find("kMediaFileDataIDTitle: kMediaFileErrUnsupported"), std::string::npos) << output;
+}

@@ -1,0 +1,52 @@
+#include "Output.h"
+#include "Sha256.h"
+
+#include <gtest/gtest.h>
+
+using namespace kestrabel::cli;
+
+TEST(Sha256, KnownDigests)
+{
+    EXPECT_EQ(sha256Hex({}), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+    std::string abc = "abc";
+    EXPECT_EQ(sha256Hex({reinterpret_cast<const uint8_t *>(abc.data()), abc.size()}),
+              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+    std::string block(64, 'a'); // padding spills into a second block
+    EXPECT_EQ(sha256Hex({reinterpret_cast<const uint8_t *>(block.data()), block.size()}),
+              "ffe054fe7ae0cb6dc65c3af9b61d5209f439851db43d0ba5997337df154668eb");
+}
+
+TEST(Output, JsonEscapesControlCharactersAndInvalidUtf8)
+{
+    EXPECT_EQ(jsonString("a\"b\\c\n\x01"), "\"a\\\"b\\\\c\\n\\u0001\"");
+    EXPECT_EQ(jsonString("bad\xFF"), "\"bad\xEF\xBF\xBD\"");
+}
+
+TEST(Output, ReportShapes)
+{
+    FileReport ok;
+    ok.path = "/x/a.mp3";
+    ok.kind = kMediaFileTypeMP3;
+    ok.entries.push_back({MediaFileGetDataIDInfo(kMediaFileDataIDTitle), std::string("T")});
+    ok.entries.push_back({MediaFileGetDataIDInfo(kMediaFileDataIDTrackNumber), int32_t(3)});
+    ok.entries.push_back({MediaFileGetDataIDInfo(kMediaFileDataIDArtwork), ByteValue{23456, "ab", "JPEG image, 23 456 bytes"}});
+    EXPECT_EQ(reportAsJson(ok), "{\"path\": \"/x/a.mp3\", \"kind\": \"MP3\", \"status\": 0, \"values\": {\"kMediaFileDataIDTitle\": \"T\", "
+                                "\"kMediaFileDataIDTrackNumber\": 3, \"kMediaFileDataIDArtwork\": {\"length\": 23456, \"sha256\": \"ab\"}}}");
+    std::string text = reportAsText(ok);
+    EXPECT_NE(text.find("Track Number : 3"), std::string::npos) << text;
+    EXPECT_NE(text.find("Cover Art    : JPEG image, 23 456 bytes"), std::string::npos) << text;
+
+    FileReport failed;
+    failed.path = "/x/b.mp3";
+    failed.status = kMediaFileErrCantOpen;
+    EXPECT_EQ(reportAsJson(failed), "{\"path\": \"/x/b.mp3\", \"status\": -6755, \"error\": \"kMediaFileErrCantOpen: the file cannot be opened\"}");
+}
+
+TEST(Output, DescribeBytes)
+{
+    const uint8_t png[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    EXPECT_EQ(describeBytes(png, sizeof png), "PNG image, 8 bytes");
+    EXPECT_EQ(describeBytes(png, 1), "binary data, 1 byte");
+    EXPECT_EQ(groupDigits(1234567), "1 234 567");
+    EXPECT_EQ(groupDigits(999), "999");
+}
