@@ -1,0 +1,203 @@
+#include "ArtworkImage.h"
+#include "ExportFormat.h"
+#include "MediaFileWrapper.h"
+#include "PropertyList.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <limits>
+#include <new>
+#include <pwd.h>
+#include <unistd.h>
+#include <vector>
+
+namespace kestrabel {
+namespace {
+
+QString homeOfUser(const QString &user)
+{
+    long size = sysconf(_SC_GETPW_R_SIZE_MAX);
+    std::vector<char> buffer(size > 0 ? size_t(size) : 16384);
+    struct passwd entry {};
+    struct passwd *found = nullptr;
+    if (getpwnam_r(user.toLocal8Bit().constData(), &entry, buffer.data(), buffer.size(), &found) != 0 || !found ||
+        !found->pw_dir)
+        return {};
+    return QFile::decodeName(found->pw_dir);
+}
+
+// "~" and "~/x" are the user's home folder, "~name/x" that user's. An unknown user leaves the
+// path as it is.
+QString expandTilde(const QString &path)
+{
+    if (!path.startsWith(u'~'))
+        return path;
+    qsizetype slash = path.indexOf(u'/');
+    QString user = path.mid(1, slash < 0 ? -1 : slash - 1);
+    QString home = user.isEmpty() ? QDir::homePath() : homeOfUser(user);
+    if (home.isEmpty())
+        return path;
+    return slash < 0 ? home : home + path.mid(slash);
+}
+
+// a.mp3 -> a.plist, by the text behind the last "." of the last component.
+QString besidePath(const QString &mediaPath)
+{
+    qsizetype nameStart = mediaPath.lastIndexOf(u'/') + 1;
+    qsizetype dot = mediaPath.lastIndexOf(u'.');
+    QString stem = dot >= nameStart ? mediaPath.left(dot) : mediaPath;
+    return stem + QStringLiteral(".plist");
+}
+
+std::optional<int> integerValue(const QVariant &value)
+{
+    switch (value.typeId()) {
+    case QMetaType::Int:
+    case QMetaType::LongLong:
+    case QMetaType::UInt:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Long:
+    case QMetaType::ULong: {
+        qlonglong number = value.toLongLong();
+        if (number < std::numeric_limits<int>::min() || number > std::numeric_limits<int>::max())
+            return std::nullopt;
+        return int(number);
+    }
+    case QMetaType::ULongLong:
+        if (value.toULongLong() > qulonglong(std::numeric_limits<int>::max()))
+            return std::nullopt;
+        return int(value.toULongLong());
+    default:
+        return std::nullopt;
+    }
+}
+
+} // namespace
+
+QStringList exportKeyOrder()
+{
+    QStringList order{QString::fromLatin1(kMediaFileDataExportKey), QString::fromLatin1(kKestrabelVersionKey)};
+    for (const ExportKey &key : kExportTextKeys)
+        order.append(QString::fromLatin1(key.name));
+    for (const ExportKey &key : kExportIntegerKeys)
+        order.append(QString::fromLatin1(key.name));
+    order.append(QString::fromLatin1(kArtworkExportKey));
+    return order;
+}
+
+std::optional<QVariantMap> MediaFileWrapper::getDictionaryRepresentation(bool saveArtwork) const
+{
+    if (!_mediaFileRef)
+        return std::nullopt;
+    try {
+        QVariantMap dictionary;
+        dictionary.insert(QString::fromLatin1(kMediaFileDataExportKey), QString::fromLatin1(kMediaFileDataExportMarker));
+        dictionary.insert(QString::fromLatin1(kKestrabelVersionKey), QStringLiteral(KESTRABEL_VERSION));
+        for (const ExportKey &key : kExportTextKeys)
+            dictionary.insert(QString::fromLatin1(key.name), stringFromMediaFileRef(_mediaFileRef, key.dataID));
+        for (const ExportKey &key : kExportIntegerKeys) {
+            int32_t value = 0;
+            if (MediaFileGetInteger(_mediaFileRef, key.dataID, &value) != kMediaFileNoErr || value < 0)
+                value = 0;
+            dictionary.insert(QString::fromLatin1(key.name), int(value));
+        }
+        if (saveArtwork) {
+            QByteArray artwork = mediaFileDataForID(kMediaFileDataIDArtwork);
+            if (!artwork.isEmpty())
+                dictionary.insert(QString::fromLatin1(kArtworkExportKey), artwork);
+        }
+        return dictionary;
+    } catch (const std::bad_alloc &) {
+        return std::nullopt;
+    }
+}
+
+MediaFileStatus MediaFileWrapper::saveDictionaryRepresentationToFile(const QString &path, bool overwriteIfExists,
+                                                                     bool saveArtwork) const
+{
+    QString target = expandTilde(path);
+    if (target.isEmpty())
+        return kMediaFileErrBadPath;
+    QFileInfo info(target);
+    if (info.exists() && info.isDir())
+        return kMediaFileErrBadPath;
+    if (info.exists() && !overwriteIfExists)
+        return kMediaFileErrExists;
+    std::optional<QVariantMap> dictionary = getDictionaryRepresentation(saveArtwork);
+    if (!dictionary)
+        return kMediaFileErrCantCreate;
+    // Like the original, a failed write is not reported; callers that care look for the file.
+    writePropertyListAtomically(*dictionary, target, exportKeyOrder());
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus MediaFileWrapper::saveDictionaryRepresentation(bool overwriteIfExists, bool saveArtwork) const
+{
+    QString mediaPath = pathString();
+    if (mediaPath.isEmpty())
+        return kMediaFileErrBadPath;
+    QString target = besidePath(mediaPath);
+    if (target.isEmpty())
+        return kMediaFileErrBadPath;
+    return saveDictionaryRepresentationToFile(target, overwriteIfExists, saveArtwork);
+}
+
+MediaFileStatus MediaFileWrapper::setMediaFileDataFromDictionaryRepresentation(
+    const std::optional<QVariantMap> &dictionary, bool overwriteExistingData)
+{
+    if (!dictionary)
+        return kMediaFileErrParam;
+    const QVariantMap &values = *dictionary;
+    // A dictionary without the marker is accepted; only a different marker is refused.
+    auto marker = values.constFind(QString::fromLatin1(kMediaFileDataExportKey));
+    if (marker != values.constEnd() && (marker->typeId() != QMetaType::QString ||
+                                        marker->toString() != QLatin1String(kMediaFileDataExportMarker)))
+        return kMediaFileErrBadFormat;
+
+    // Single fields that fail are skipped; the others are still applied.
+    for (const ExportKey &key : kExportTextKeys) {
+        if (!isImportedTextKey(key))
+            continue;
+        QVariant value = values.value(QString::fromLatin1(key.name));
+        if (value.typeId() == QMetaType::QString)
+            setMediaFileString(value.toString(), key.dataID, overwriteExistingData);
+    }
+    for (const ExportKey &key : kExportIntegerKeys)
+        setMediaFileInteger(integerValue(values.value(QString::fromLatin1(key.name))), key.dataID,
+                            overwriteExistingData);
+
+    // Artwork is only ever imported with overwriting, even into a file that has none: deliberate.
+    QVariant artwork = values.value(QString::fromLatin1(kArtworkExportKey));
+    if (overwriteExistingData && artwork.typeId() == QMetaType::QByteArray) {
+        QImage image = imageFromArtworkData(artwork.toByteArray());
+        if (!image.isNull())
+            setMediaFileArtworkImage(image, kMediaFileDataIDArtwork, true);
+    }
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus MediaFileWrapper::setMediaFileDataFromDictionaryRepresentationAtPath(const QString &path,
+                                                                                     bool overwriteExistingData)
+{
+    std::optional<QVariantMap> dictionary = readPropertyListDictionary(path);
+    if (!dictionary)
+        return kMediaFileErrParam;
+    return setMediaFileDataFromDictionaryRepresentation(dictionary, overwriteExistingData);
+}
+
+MediaFileStatus MediaFileWrapper::setMediaFileDataFromArchiveAtPath(const QString &path, bool overwriteExistingData)
+{
+    std::optional<QVariantMap> archive = readPropertyListDictionary(path);
+    if (!archive)
+        return kMediaFileErrParam;
+    auto entry = archive->constFind(stringFromMediaFileRef(_mediaFileRef, kMediaFileDataIDFilenameClean));
+    if (entry == archive->constEnd())
+        return kMediaFileErrNotFound;
+    if (entry->typeId() != QMetaType::QVariantMap)
+        return kMediaFileErrParam;
+    return setMediaFileDataFromDictionaryRepresentation(entry->toMap(), overwriteExistingData);
+}
+
+} // namespace kestrabel

@@ -1,0 +1,279 @@
+#include "PropertyList.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QSaveFile>
+#include <QSet>
+#include <QTimeZone>
+
+#include <plist/plist.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <new>
+
+namespace kestrabel {
+namespace {
+
+struct PlistDeleter {
+    void operator()(void *node) const { plist_free(static_cast<plist_t>(node)); }
+};
+using PlistPtr = std::unique_ptr<void, PlistDeleter>;
+
+struct FreeDeleter {
+    void operator()(void *p) const { std::free(p); }
+};
+using CString = std::unique_ptr<char, FreeDeleter>;
+
+// Property-list dates count seconds from the start of 2001, UTC.
+const QDateTime &plistEpoch()
+{
+    static const QDateTime epoch(QDate(2001, 1, 1), QTime(0, 0), QTimeZone::utc());
+    return epoch;
+}
+
+std::optional<QVariant> fromPlist(plist_t node, int depth);
+
+std::optional<QVariant> dictionaryFromPlist(plist_t node, int depth)
+{
+    QVariantMap map;
+    plist_dict_iter iter = nullptr;
+    plist_dict_new_iter(node, &iter);
+    if (!iter)
+        return std::nullopt;
+    std::unique_ptr<void, FreeDeleter> iterOwner(iter);
+    for (;;) {
+        char *rawKey = nullptr;
+        plist_t value = nullptr;
+        plist_dict_next_item(node, iter, &rawKey, &value);
+        CString key(rawKey);
+        if (!value)
+            break;
+        std::optional<QVariant> converted = fromPlist(value, depth + 1);
+        if (!converted)
+            return std::nullopt;
+        map.insert(QString::fromUtf8(key ? key.get() : ""), *converted);
+    }
+    return QVariant(map);
+}
+
+std::optional<QVariant> fromPlist(plist_t node, int depth)
+{
+    if (!node || depth > kMaxPropertyListDepth)
+        return std::nullopt;
+    switch (plist_get_node_type(node)) {
+    case PLIST_STRING: {
+        char *raw = nullptr;
+        plist_get_string_val(node, &raw);
+        CString text(raw);
+        return QVariant(QString::fromUtf8(text ? text.get() : ""));
+    }
+    case PLIST_UINT: {
+        // libplist keeps every integer in 64 bits; a negative one comes back two's-complement.
+        uint64_t raw = 0;
+        plist_get_uint_val(node, &raw);
+        auto value = static_cast<int64_t>(raw);
+        if (value >= std::numeric_limits<int>::min() && value <= std::numeric_limits<int>::max())
+            return QVariant(int(value));
+        return QVariant(qlonglong(value));
+    }
+    case PLIST_BOOLEAN: {
+        uint8_t value = 0;
+        plist_get_bool_val(node, &value);
+        return QVariant(value != 0);
+    }
+    case PLIST_REAL: {
+        double value = 0;
+        plist_get_real_val(node, &value);
+        return QVariant(value);
+    }
+    case PLIST_DATA: {
+        char *raw = nullptr;
+        uint64_t length = 0;
+        plist_get_data_val(node, &raw, &length);
+        CString bytes(raw);
+        if (length > uint64_t(std::numeric_limits<qsizetype>::max()) || (length > 0 && !bytes))
+            return std::nullopt;
+        return QVariant(QByteArray(bytes.get(), qsizetype(length)));
+    }
+    case PLIST_DATE: {
+        int32_t seconds = 0, micros = 0;
+        plist_get_date_val(node, &seconds, &micros);
+        return QVariant(plistEpoch().addMSecs(qint64(seconds) * 1000 + micros / 1000));
+    }
+    case PLIST_ARRAY: {
+        QVariantList list;
+        uint32_t count = plist_array_get_size(node);
+        for (uint32_t i = 0; i < count; ++i) {
+            std::optional<QVariant> item = fromPlist(plist_array_get_item(node, i), depth + 1);
+            if (!item)
+                return std::nullopt;
+            list.append(*item);
+        }
+        return QVariant(list);
+    }
+    case PLIST_DICT:
+        return dictionaryFromPlist(node, depth);
+    default:
+        return std::nullopt;
+    }
+}
+
+PlistPtr toPlist(const QVariant &value, const QStringList &keyOrder, int depth);
+
+PlistPtr dictionaryToPlist(const QVariantMap &map, const QStringList &keyOrder, int depth)
+{
+    PlistPtr dict(plist_new_dict());
+    if (!dict)
+        return nullptr;
+    auto add = [&](const QString &key, const QVariant &value) {
+        PlistPtr item = toPlist(value, keyOrder, depth + 1);
+        if (!item)
+            return false;
+        plist_dict_set_item(dict.get(), key.toUtf8().constData(), item.release());
+        return true;
+    };
+    QSet<QString> placed;
+    for (const QString &key : keyOrder) {
+        auto it = map.constFind(key);
+        if (it == map.constEnd() || placed.contains(key))
+            continue;
+        if (!add(key, it.value()))
+            return nullptr;
+        placed.insert(key);
+    }
+    for (auto it = map.constBegin(); it != map.constEnd(); ++it) {
+        if (!placed.contains(it.key()) && !add(it.key(), it.value()))
+            return nullptr;
+    }
+    return dict;
+}
+
+PlistPtr toPlist(const QVariant &value, const QStringList &keyOrder, int depth)
+{
+    if (depth > kMaxPropertyListDepth)
+        return nullptr;
+    switch (value.typeId()) {
+    case QMetaType::QString:
+        return PlistPtr(plist_new_string(value.toString().toUtf8().constData()));
+    case QMetaType::Int:
+    case QMetaType::LongLong:
+    case QMetaType::Short:
+    case QMetaType::Long:
+    case QMetaType::UInt:
+    case QMetaType::UShort:
+    case QMetaType::ULong:
+        return PlistPtr(plist_new_uint(static_cast<uint64_t>(value.toLongLong())));
+    case QMetaType::ULongLong:
+        return PlistPtr(plist_new_uint(value.toULongLong()));
+    case QMetaType::Bool:
+        return PlistPtr(plist_new_bool(value.toBool() ? 1 : 0));
+    case QMetaType::Double:
+    case QMetaType::Float:
+        return PlistPtr(plist_new_real(value.toDouble()));
+    case QMetaType::QByteArray: {
+        QByteArray bytes = value.toByteArray();
+        return PlistPtr(plist_new_data(bytes.constData(), uint64_t(bytes.size())));
+    }
+    case QMetaType::QDateTime: {
+        qint64 ms = plistEpoch().msecsTo(value.toDateTime());
+        qint64 seconds = ms / 1000;
+        if (ms % 1000 < 0)
+            --seconds;
+        if (seconds < std::numeric_limits<int32_t>::min() || seconds > std::numeric_limits<int32_t>::max())
+            return nullptr;
+        return PlistPtr(plist_new_date(int32_t(seconds), int32_t((ms - seconds * 1000) * 1000)));
+    }
+    case QMetaType::QVariantMap:
+        return dictionaryToPlist(value.toMap(), keyOrder, depth);
+    case QMetaType::QVariantList:
+    case QMetaType::QStringList: {
+        PlistPtr array(plist_new_array());
+        if (!array)
+            return nullptr;
+        for (const QVariant &item : value.toList()) {
+            PlistPtr node = toPlist(item, keyOrder, depth + 1);
+            if (!node)
+                return nullptr;
+            plist_array_append_item(array.get(), node.release());
+        }
+        return array;
+    }
+    default:
+        return nullptr;
+    }
+}
+
+} // namespace
+
+std::optional<QVariantMap> propertyListDictionaryFromData(const QByteArray &bytes)
+{
+    if (bytes.isEmpty() || bytes.size() > kMaxPropertyListFileSize)
+        return std::nullopt;
+    try {
+        plist_t raw = nullptr;
+        plist_from_memory(bytes.constData(), uint32_t(bytes.size()), &raw);
+        PlistPtr root(raw);
+        if (!root || plist_get_node_type(root.get()) != PLIST_DICT)
+            return std::nullopt;
+        std::optional<QVariant> converted = fromPlist(root.get(), 0);
+        if (!converted)
+            return std::nullopt;
+        return converted->toMap();
+    } catch (const std::bad_alloc &) {
+        return std::nullopt;
+    }
+}
+
+std::optional<QVariantMap> readPropertyListDictionary(const QString &path)
+{
+    QFile file(path);
+    if (path.isEmpty() || !file.open(QIODevice::ReadOnly) || file.size() > kMaxPropertyListFileSize)
+        return std::nullopt;
+    try {
+        QByteArray bytes = file.read(kMaxPropertyListFileSize + 1);
+        return propertyListDictionaryFromData(bytes);
+    } catch (const std::bad_alloc &) {
+        return std::nullopt;
+    }
+}
+
+QByteArray propertyListXml(const QVariantMap &root, const QStringList &keyOrder)
+{
+    PlistPtr node = dictionaryToPlist(root, keyOrder, 0);
+    if (!node)
+        return {};
+    char *raw = nullptr;
+    uint32_t length = 0;
+    plist_to_xml(node.get(), &raw, &length);
+    if (!raw)
+        return {};
+    QByteArray xml(raw, qsizetype(length));
+    plist_to_xml_free(raw);
+    // A raw carriage return would be read back as a line feed by every XML parser.
+    xml.replace("\r", "&#13;");
+    return xml;
+}
+
+MediaFileStatus writePropertyListAtomically(const QVariantMap &root, const QString &path, const QStringList &keyOrder)
+{
+    if (path.isEmpty())
+        return kMediaFileErrBadPath;
+    QByteArray xml;
+    try {
+        xml = propertyListXml(root, keyOrder);
+    } catch (const std::bad_alloc &) {
+        return kMediaFileErrMemory;
+    }
+    if (xml.isEmpty())
+        return kMediaFileErrCantCreate;
+    QSaveFile file(path);
+    errno = 0;
+    if (!file.open(QIODevice::WriteOnly) || file.write(xml) != xml.size() || !file.commit())
+        return errno > 0 ? MediaFileStatus(errno) : kMediaFileErrWrite;
+    return kMediaFileNoErr;
+}
+
+} // namespace kestrabel

@@ -1,0 +1,36 @@
+// XML property lists as Qt values, through libplist. Values map as: string <-> QString,
+// integer <-> int (qlonglong when it does not fit), data <-> QByteArray, true/false <-> bool,
+// real <-> double, date <-> QDateTime (UTC), array <-> QVariantList, dict <-> QVariantMap.
+#pragma once
+
+#include "MediaFile.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+#include <QVariantMap>
+
+#include <optional>
+
+namespace kestrabel {
+
+// A property-list file larger than this is not read.
+constexpr qint64 kMaxPropertyListFileSize = qint64(512) << 20;
+// Containers nested deeper than this are refused in both directions.
+constexpr int kMaxPropertyListDepth = 64;
+
+// XML or binary. Nothing when the bytes are not a property list or its root is not a dictionary.
+std::optional<QVariantMap> propertyListDictionaryFromData(const QByteArray &bytes);
+// Nothing when the file is missing, unreadable, too large or not a dictionary property list.
+std::optional<QVariantMap> readPropertyListDictionary(const QString &path);
+
+// The XML text; keys listed in keyOrder come first in that order, at every level, the others
+// follow sorted. Empty when a value has a type a property list cannot hold.
+QByteArray propertyListXml(const QVariantMap &root, const QStringList &keyOrder = {});
+
+// Writes a temporary file in the target's folder and renames it over path, so a reader never
+// sees half a file. 0, an errno, or kMediaFileErrCantCreate for a value that cannot be written.
+MediaFileStatus writePropertyListAtomically(const QVariantMap &root, const QString &path,
+                                            const QStringList &keyOrder = {});
+
+} // namespace kestrabel
