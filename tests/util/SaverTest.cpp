@@ -99,6 +99,18 @@ TEST_F(SaverTest, GrowingGoesThroughANewFileAndKeepsModeAndAttributes)
     EXPECT_EQ(entriesIn(dir.path()), 1u) << "no temporary file left behind";
 }
 
+TEST_F(SaverTest, NewFileKeepsOwnerAndGroup)
+{
+    if (geteuid() != 0)
+        GTEST_SKIP() << "changing a file's owner needs root";
+    ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0);
+    ASSERT_EQ(saveReplacements(path, {{0, 0, {1, 2, 3}}}, 0), 0);
+    struct stat st {};
+    stat(path.c_str(), &st);
+    EXPECT_EQ(st.st_uid, 65534u);
+    EXPECT_EQ(st.st_gid, 65534u);
+}
+
 TEST_F(SaverTest, ShrinkingInPlaceWhenAskedAndWithHardLinks)
 {
     std::vector<Replacement> edits = {{1000, 4000, {5, 5}}, {250000, 10, {}}};
