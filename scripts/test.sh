@@ -15,7 +15,7 @@ if [ ! -f build-asan/build.ninja ]; then
   cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKESTRABEL_SANITIZE=ON -DKESTRABEL_GUI=OFF >/dev/null
 fi
 ninja -C build-asan
-ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+KESTRABEL_SANITIZED=1 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   ctest --test-dir build-asan --output-on-failure -j"$jobs" --timeout 900
 
 echo "== fuzz targets, ${fuzz_seconds}s each"

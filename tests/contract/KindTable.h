@@ -1,0 +1,19 @@
+#pragma once
+
+#include "MediaFile.h"
+
+#include <string>
+#include <vector>
+
+namespace kestrabel::test {
+
+// One writable kind with a small tagged fixture of it.
+struct KindCase {
+    std::string name;    // used in test names
+    std::string fixture; // under tests/data
+    MediaFileType kind;
+};
+
+const std::vector<KindCase> &writableKinds();
+
+} // namespace kestrabel::test
