@@ -1,0 +1,150 @@
+// The handler of AIFF, AIFF-C and WAVE files: the bext chunk answers the Broadcast Wave IDs, the
+// "ID3 " chunk's tag answers everything else, exactly as an MP3 file's tag would.
+#include "Bext.h"
+#include "ChunkFile.h"
+
+#include "core/FormatHandler.h"
+#include "id3/ID3Tag.h"
+
+namespace kestrabel {
+
+namespace {
+
+// Version 2.2 without padding: what the chunk has always held, and no bytes wasted.
+constexpr MediaFileFlags kID3ChunkRenderOptions = kMediaFileFlagID3NoPadding | kMediaFileFlagID3v22;
+
+class IFFHandler final : public FormatHandler {
+public:
+    IFFHandler(iff::ScanResult scan, id3::ID3TagPtr tag)
+        : container_(scan.container), bext_(std::move(scan.bext)), bextRecord_(scan.bextRecord), id3_(std::move(tag)),
+          id3Record_(scan.id3Record)
+    {
+    }
+
+    MediaFileStatus update(const char *path, MediaFileFlags flags) override;
+
+    MediaFileStatus getString(MediaFileDataID id, std::string *out) override
+    {
+        if (iff::isBextDataID(id))
+            return bext_.empty() ? kMediaFileErrNotFound : iff::getBextField(bext_, id, out);
+        return read([&](id3::ID3Tag &tag) { return id3::ID3GetString(tag, id, out); });
+    }
+    MediaFileStatus setString(MediaFileDataID id, std::string_view text) override
+    {
+        if (iff::isBextDataID(id))
+            return iff::setBextField(bext_, container_.isRIFF, id, text);
+        return write([&](id3::ID3Tag &tag) { return id3::ID3SetString(tag, id, text); });
+    }
+    MediaFileStatus getInteger(MediaFileDataID id, int32_t *out) override
+    {
+        return read([&](id3::ID3Tag &tag) { return id3::ID3GetInteger(tag, id, out); });
+    }
+    MediaFileStatus setInteger(MediaFileDataID id, int32_t value) override
+    {
+        return write([&](id3::ID3Tag &tag) { return id3::ID3SetInteger(tag, id, value); });
+    }
+    MediaFileStatus getData(MediaFileDataID id, std::vector<uint8_t> *out) override
+    {
+        return read([&](id3::ID3Tag &tag) { return id3::ID3GetData(tag, id, out); });
+    }
+    MediaFileStatus setData(MediaFileDataID id, std::span<const uint8_t> bytes) override
+    {
+        return write([&](id3::ID3Tag &tag) { return id3::ID3SetData(tag, id, bytes); });
+    }
+
+private:
+    // Without an ID3 chunk a carried ID is absent (-6727); an empty tag tells which IDs the
+    // engine does not carry at all, so those still answer -6735 as on every other kind.
+    template <typename Access> MediaFileStatus read(Access access)
+    {
+        if (id3_)
+            return access(*id3_);
+        id3::ID3TagPtr probe;
+        if (MediaFileStatus status = id3::ID3NewTag(&probe))
+            return status;
+        return access(*probe) == kMediaFileErrUnsupported ? kMediaFileErrUnsupported : kMediaFileErrNotFound;
+    }
+
+    // The first successful write creates the tag; a refused one leaves the file without it.
+    template <typename Access> MediaFileStatus write(Access access)
+    {
+        if (id3_)
+            return access(*id3_);
+        id3::ID3TagPtr fresh;
+        if (MediaFileStatus status = id3::ID3NewTag(&fresh))
+            return status;
+        if (MediaFileStatus status = access(*fresh))
+            return status;
+        id3_ = std::move(fresh);
+        return kMediaFileNoErr;
+    }
+
+    iff::Container container_;
+    std::vector<uint8_t> bext_;
+    iff::ChunkRecord bextRecord_;
+    id3::ID3TagPtr id3_;
+    iff::ChunkRecord id3Record_;
+};
+
+MediaFileStatus IFFHandler::update(const char *path, MediaFileFlags flags)
+{
+    iff::Container container = container_;
+    iff::ChunkRecord bextRecord = bextRecord_;
+    iff::ChunkRecord id3Record = id3Record_;
+    std::vector<uint8_t> rendered;
+    std::vector<iff::ChunkWrite> writes;
+    if (!bext_.empty())
+        writes.push_back({&bextRecord, bext_});
+    if (id3_) {
+        if (MediaFileStatus status = id3::ID3RenderToBuffer(*id3_, kID3ChunkRenderOptions, &rendered))
+            return status;
+        // An empty chunk would make the file unreadable to us the next time.
+        if (rendered.empty())
+            return kMediaFileErrTooSmall;
+        writes.push_back({&id3Record, rendered});
+    }
+    if (writes.empty())
+        return kMediaFileNoErr;
+
+    uint64_t fileSize = 0;
+    {
+        util::File file;
+        if (util::File::openRead(path, &file) != kMediaFileNoErr)
+            return kMediaFileErrCantOpen;
+        if (MediaFileStatus status = file.size(&fileSize))
+            return status;
+    }
+    std::vector<util::Replacement> edits;
+    if (MediaFileStatus status = iff::planChunkWrites(container, writes, fileSize, &edits))
+        return status;
+    if (MediaFileStatus status = util::saveReplacements(path, std::move(edits), flags))
+        return status;
+    container_ = container;
+    bextRecord_ = bextRecord;
+    id3Record_ = id3Record;
+    return kMediaFileNoErr;
+}
+
+} // namespace
+
+MediaFileStatus IFFOpen(const char *path, MediaFileFlags, HandlerPtr *out)
+{
+    iff::ScanResult scan;
+    {
+        util::File file;
+        if (util::File::openRead(path, &file) != kMediaFileNoErr)
+            return kMediaFileErrCantOpen;
+        if (MediaFileStatus status = iff::scanChunkFile(file, &scan))
+            return status;
+    }
+    id3::ID3TagPtr tag;
+    if (scan.id3Record.inFile()) {
+        if (MediaFileStatus status = id3::ID3ParseBuffer(scan.id3, 0, &tag))
+            return status;
+        scan.id3 = {};
+    }
+    *out = std::make_unique<IFFHandler>(std::move(scan), std::move(tag));
+    return kMediaFileNoErr;
+}
+
+} // namespace kestrabel

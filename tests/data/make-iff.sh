@@ -1,0 +1,94 @@
+#!/usr/bin/env bash
+# Regenerates the AIFF, AIFF-C and WAVE fixtures: tiny tones (8 kHz mono, 16 bit, 50 ms) from
+# sox and ffmpeg, tags added by ffmpeg and mutagen, and damaged variants cut from them.
+# Needs sox, ffmpeg and Debian's python3 with mutagen (/usr/bin/python3).
+set -euo pipefail
+cd "$(dirname "$0")"
+python=/usr/bin/python3
+tone=(-f lavfi -i "sine=frequency=440:sample_rate=8000:duration=0.05" -ac 1)
+ff() { ffmpeg -hide_banner -loglevel error -y "${tone[@]}" -fflags +bitexact "$@"; }
+
+sox -n -r 8000 -c 1 -b 16 no-tags.wav synth 0.05 sine 440
+sox -n -r 8000 -c 1 -b 16 no-tags.aiff synth 0.05 sine 440
+sox -n -r 8000 -c 1 -b 16 -t aifc no-tags.aifc synth 0.05 sine 440
+
+ff -c:a pcm_s16le -write_bext 1 \
+   -metadata description="A short test tone" -metadata originator="Kestrabel tests" \
+   -metadata originator_reference="KESTRABEL0001" -metadata origination_date="2024-05-17" \
+   -metadata origination_time="12:34:56" -metadata time_reference=8000 \
+   -metadata umid=0x060A2B340101010101010F00130000000123456789ABCDEF0123456789ABCDEF \
+   -metadata coding_history="A=PCM,F=8000,W=16,M=mono,T=ffmpeg" \
+   bext.wav
+# Without a coding history ffmpeg writes only the 602-byte fixed part.
+ff -c:a pcm_s16le -write_bext 1 -metadata description="No history" bext-short.wav
+
+# ffmpeg puts the "ID3 " chunk (ID3v2.4, odd size, so with a pad byte) last.
+ff -c:a pcm_s16be -write_id3v2 1 -metadata title="Middle" -metadata artist="Kestrabel" \
+   -metadata album="Fixtures" -metadata track="3/9" -metadata genre="Ambient" id3-end.aiff
+cp id3-end.aiff id3-middle.aiff
+"$python" - <<'PY'
+from mutagen.aiff import AIFFFile
+with open("id3-middle.aiff", "r+b") as f:
+    iff = AIFFFile(f)
+    iff.insert_chunk("ANNO", b"made by make-iff.sh")  # odd: padded
+    iff.insert_chunk("APPL", b"kstrtest")
+PY
+
+cp no-tags.wav id3-lowercase.wav
+"$python" - <<'PY'
+from mutagen.wave import WAVE
+from mutagen.id3 import TIT2
+audio = WAVE("id3-lowercase.wav")
+audio.add_tags()
+audio.tags.add(TIT2(encoding=3, text="lower case chunk"))
+audio.save()
+PY
+
+ffmpeg -hide_banner -loglevel error -y "${tone[@]}" -c:a pcm_s16le -fflags +bitexact -f avi not-wave.wav
+
+# Damaged files, cut or spliced from the ones above.
+"$python" - <<'PY'
+import struct
+
+def read(name):
+    with open(name, "rb") as f:
+        return f.read()
+
+def write(name, data):
+    with open(name, "wb") as f:
+        f.write(data)
+
+def chunks(data, little):
+    fmt = "<I" if little else ">I"
+    offset = 12
+    while offset + 8 <= len(data):
+        size = struct.unpack(fmt, data[offset + 4:offset + 8])[0]
+        yield data[offset:offset + 4], offset, 8 + size + (size & 1)
+        offset += 8 + size + (size & 1)
+
+def with_size(data, little):
+    return data[:4] + struct.pack("<I" if little else ">I", len(data) - 8) + data[8:]
+
+def chunk(data, little, wanted):
+    for cid, offset, length in chunks(data, little):
+        if cid == wanted:
+            return data[offset:offset + length]
+    raise SystemExit("no chunk " + wanted.decode())
+
+wav, aiff = read("no-tags.wav"), read("no-tags.aiff")
+write("truncated-header.wav", wav[:10])
+comt_end = 12 + len(chunk(aiff, False, b"COMT"))
+write("truncated-chunk-header.aiff", aiff[:comt_end + 4])
+write("data-past-end.wav", wav[:-100])
+
+bext = read("bext.wav")
+write("bext-twice.wav", with_size(bext + chunk(bext, True, b"bext"), True))
+
+middle = read("id3-middle.aiff")
+write("id3-twice.aiff", with_size(middle + chunk(middle, False, b"ID3 "), False))
+write("id3-empty.aiff", with_size(aiff + b"ID3 \0\0\0\0", False))
+write("pad-missing.aiff", with_size(read("id3-end.aiff")[:-1], False))
+PY
+
+# An 8x8 picture for the artwork round trips.
+ffmpeg -hide_banner -loglevel error -y -f lavfi -i color=c=red:s=8x8 -frames:v 1 -fflags +bitexact iff-cover.jpg
