@@ -58,6 +58,20 @@ MediaFileStatus applyChange(MediaFileRef ref, const Change &change)
     }
 }
 
+// Whether the file already has an ID3v2 tag, told from what the handle reports: with an
+// ID3v1 tag the MetaData Size exceeds its 128 bytes only when there is an ID3v2 tag too;
+// without one, every frame the handle holds came from an ID3v2 tag.
+bool hasID3v2Tag(MediaFileRef ref)
+{
+    int32_t size = 0;
+    MediaFileStatus status = MediaFileGetInteger(ref, kMediaFileDataIDMetaDataSize, &size);
+    if (status == kMediaFileNoErr)
+        return size > 128;
+    int32_t frames = 0;
+    return status == kMediaFileErrNoTag && MediaFileGetInteger(ref, kMediaFileDataIDTagFrameCount, &frames) == kMediaFileNoErr &&
+           frames > 0;
+}
+
 } // namespace
 
 int runSet(const Args &args)
@@ -144,12 +158,21 @@ int runSet(const Args &args)
     int exitStatus = 0;
     for (const std::string &path : files) {
         MediaFileRef ref = nullptr;
-        MediaFileStatus status = MediaFileOpen(path.c_str(), &ref, 0);
+        // A file without any tag, or with a damaged one, still takes new values, as it does in
+        // the application.
+        MediaFileStatus status = MediaFileOpen(path.c_str(), &ref, kMediaFileFlagIgnoreTagErrors | kMediaFileFlagSkipMPEGInfo);
         if (status != kMediaFileNoErr) {
             printError(path + ": cannot open: " + statusText(status));
             exitStatus = 1;
             continue;
         }
+        MediaFileFlags fileFlags = flags;
+        MediaFileType kind = kMediaFileTypeUnsupported;
+        MediaFileGetType(ref, &kind);
+        // Kept versions stay as they are; an MP3 that has no ID3v2 tag yet gets the most widely
+        // read version. Asked before the changes, which add frames.
+        if (kind == kMediaFileTypeMP3 && !versionChosen && !hasID3v2Tag(ref))
+            fileFlags |= kMediaFileFlagID3v23;
         bool failed = false;
         for (const Change &change : changes) {
             status = applyChange(ref, change);
@@ -159,12 +182,6 @@ int runSet(const Args &args)
             }
         }
         if (!failed) {
-            MediaFileFlags fileFlags = flags;
-            MediaFileType kind = kMediaFileTypeUnsupported;
-            MediaFileGetType(ref, &kind);
-            // An MP3 that has no ID3v2 tag yet gets the most widely read version.
-            if (kind == kMediaFileTypeMP3 && !versionChosen)
-                fileFlags |= kMediaFileFlagID3v23;
             status = MediaFileUpdate(ref, fileFlags);
             if (status != kMediaFileNoErr) {
                 printError(path + ": cannot save: " + statusText(status));
