@@ -1,0 +1,176 @@
+#!/usr/bin/env bash
+# Regenerates the MP3 fixtures of tests/data: bash tests/data/make-mp3.sh
+#
+# The audio is a fraction of a second of sine or pink noise from sox, encoded by lame at the
+# lowest rates it offers. The tags come from mutagen (/usr/bin/python3, Debian's python3-mutagen)
+# and ffmpeg; what neither writes (ID3v2.2, unsynchronisation, compressed frames, an extended
+# header, the damaged files) is built byte by byte by the Python at the end of this script, and
+# every such file that should parse is read back through mutagen before it is kept.
+# tests/data/README.md describes every file.
+set -euo pipefail
+cd "$(dirname "$0")"
+
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+
+sox -n -r 8000 -c 1 -b 16 "$scratch/tone8k.wav" synth 0.4 sine 440
+sox -n -r 32000 -c 2 -b 16 "$scratch/tone32k.wav" synth 0.3 sine 440 sine 660
+sox -n -r 32000 -c 1 -b 16 "$scratch/noise32k.wav" synth 0.5 pinknoise vol 0.3
+sox -n -r 32000 -c 2 -b 16 "$scratch/noise32k2.wav" synth 0.3 pinknoise vol 0.3
+sox -n -r 22050 -c 2 -b 16 "$scratch/noise22k.wav" synth 0.5 pinknoise vol 0.3
+
+# MPEG-2.5 Layer III, 8 kbit/s, 8 kHz mono, no tags: the audio under every tagged file.
+lame --quiet -b 8 -m m "$scratch/tone8k.wav" no-tags.mp3
+# MPEG-1 Layer III, 32 kbit/s CBR, 32 kHz stereo: lame's "Info" header, which is not Xing.
+lame --quiet -b 32 -m s "$scratch/tone32k.wav" mpeg1-cbr-stereo.mp3
+# VBR with Xing headers at their three offsets: MPEG-1 mono (21), MPEG-1 stereo (36),
+# MPEG-2 joint stereo (21).
+lame --quiet -V 9 --resample 32 -m m "$scratch/noise32k.wav" vbr-xing-mono.mp3
+lame --quiet -V 9 --resample 32 "$scratch/noise32k2.wav" vbr-xing-stereo.mp3
+lame --quiet -V 9 "$scratch/noise22k.wav" vbr-xing-mpeg2.mp3
+
+# ID3v1.1 only, written by ffmpeg's muxer without an ID3v2 tag. Its ID3v1 writer looks the
+# values up by their ID3v2 frame names, which it makes only when it writes an ID3v2 tag.
+ffmpeg -nostdin -v error -y -i no-tags.mp3 -c copy -write_xing 0 \
+  -metadata TIT2="V1 Title" -metadata TPE1="V1 Artist" -metadata TALB="V1 Album" \
+  -metadata TDRC=1999 -metadata comment="V1 comment" -metadata TRCK=7 -metadata TCON=Jazz \
+  -write_id3v1 1 -id3v2_version 0 id3v1-only.mp3
+
+/usr/bin/python3 - <<'PYTHON'
+import struct, zlib
+from mutagen.id3 import (ID3, TIT2, TPE1, TPE2, TALB, TCOM, TENC, TSOP, TIT1, TIT3, TPUB, TSRC,
+                         TDRC, TRCK, TPOS, TBPM, TCMP, TCON, COMM, USLT, APIC, TIPL)
+
+audio = open("no-tags.mp3", "rb").read()
+PNG = bytes.fromhex("89504e470d0a1a0a") + bytes(range(256)) * 2
+JPEG = bytes.fromhex("ffd8ffe0") + b"JFIF" + bytes(range(255, -1, -1)) + bytes.fromhex("ffd9")
+
+def synchsafe(n):
+    return bytes([(n >> 21) & 0x7F, (n >> 14) & 0x7F, (n >> 7) & 0x7F, n & 0x7F])
+
+def frame23(fid, body, flags=0):
+    return fid.encode() + struct.pack(">IH", len(body), flags) + body
+
+def frame24(fid, body, plain=False):
+    size = struct.pack(">I", len(body)) if plain else synchsafe(len(body))
+    return fid.encode() + size + b"\0\0" + body
+
+def frame22(fid, body):
+    return fid.encode() + struct.pack(">I", len(body))[1:] + body
+
+def tag(major, frames, flags=0, padding=0, size=None):
+    body = b"".join(frames) + b"\0" * padding
+    return b"ID3" + bytes([major, 0, flags]) + (size if size is not None else synchsafe(len(body))) + body
+
+def unsynchronise(data):
+    out = bytearray()
+    for i, b in enumerate(data):
+        out.append(b)
+        if b == 0xFF and (i + 1 == len(data) or data[i + 1] == 0 or data[i + 1] >= 0xE0):
+            out.append(0)
+    return bytes(out)
+
+def v1(title=b"", artist=b"", album=b"", year=b"", comment=b"", track=None, genre=255, raw_comment=None):
+    def field(text, n):
+        return text[:n].ljust(n, b"\0")
+    if raw_comment is not None:
+        tail = field(raw_comment, 30)
+    else:
+        tail = field(comment, 28) + bytes([0, track or 0])
+    return b"TAG" + field(title, 30) + field(artist, 30) + field(album, 30) + field(year, 4) + tail + bytes([genre])
+
+def write(name, data, check=True):
+    open(name, "wb").write(data)
+    if check:
+        ID3(name)  # every file that should parse must parse for mutagen too
+
+# Written by mutagen: one file per ID3v2 version mutagen writes, with every frame the data IDs use.
+def full(path, version):
+    open(path, "wb").write(audio)
+    t = ID3()
+    t.add(TIT2(encoding=0, text="Full Title"))
+    t.add(TPE1(encoding=1, text="Ärtist ☃"))
+    t.add(TPE2(encoding=0, text="Band"))
+    t.add(TALB(encoding=3 if version == 4 else 1, text="Albüm"))
+    t.add(TCOM(encoding=0, text="Composer"))
+    t.add(TENC(encoding=0, text="Encoder"))
+    t.add(TSOP(encoding=0, text="Sort Artist"))
+    t.add(TIT1(encoding=0, text="Grouping"))
+    t.add(TIT3(encoding=0, text="Description"))
+    t.add(TPUB(encoding=0, text="Publisher"))
+    t.add(TSRC(encoding=0, text="USABC0000001"))
+    t.add(TDRC(encoding=0, text="1999"))
+    t.add(TRCK(encoding=0, text="3/12"))
+    t.add(TPOS(encoding=0, text="1/2"))
+    t.add(TBPM(encoding=0, text="120"))
+    t.add(TCMP(encoding=0, text="1"))
+    t.add(TCON(encoding=0, text="(17)" if version == 3 else "Chillout"))
+    t.add(COMM(encoding=1, lang="eng", desc="", text="Comment ☃"))
+    t.add(USLT(encoding=0, lang="eng", desc="", text="line one\r\nline two"))
+    t.add(APIC(encoding=0, mime="image/png", type=3, desc="front", data=PNG))
+    t.add(APIC(encoding=0, mime="image/jpeg", type=4, desc="", data=JPEG))
+    t.add(TIPL(encoding=0, people=[["producer", "Pat"], ["mix", "Max"]]))
+    t.save(path, v2_version=version, padding=lambda info: 100)
+
+full("id3v23-full.mp3", 3)
+full("id3v24-full.mp3", 4)
+
+# ID3v2.3 title only, followed by an ID3v1.1 tag that holds more: the merge fills the gaps.
+write("id3v1-and-v2.mp3", tag(3, [frame23("TIT2", b"\0V2 Title")], padding=20) + audio +
+      v1(b"V1 Title", b"V1 Artist", b"V1 Album", b"2004", b"V1 comment", track=7, genre=17))
+
+# ID3v1.0: a 30-byte comment (byte 125 not zero), so there is no track.
+write("id3v10-long-comment.mp3", audio + v1(b"Thirty", b"Artist", year=b" 1987",
+      raw_comment=b"abcdefghijklmnopqrstuvwxyz1234", genre=200), check=False)
+
+# ID3v2.2: 3-character frames, a PIC with a 3-character image format, TRC, and an unknown XYZ.
+pic22 = b"\0JPG" + bytes([3]) + b"cover\0" + JPEG
+write("id3v22.mp3", tag(2, [
+    frame22("TT2", b"\0Two Two"), frame22("TP1", b"\0Artist 22"), frame22("TAL", b"\0Album 22"),
+    frame22("TRK", b"\x005/9"), frame22("TYE", b"\x001982"), frame22("TCO", b"\0(8)"),
+    frame22("COM", b"\0eng\0Comment 22"), frame22("TRC", b"\0ISRC22"),
+    frame22("ULT", b"\0eng\0words"), frame22("PIC", pic22), frame22("XYZ", b"\x01\x02\x03"),
+], padding=30) + audio)
+
+# ID3v2.3 with an extended header (6 bytes and its size) and an unknown frame XTST.
+ext = struct.pack(">IHI", 6, 0, 0)
+write("id3v23-ext-header.mp3", tag(3, [ext, frame23("TIT2", b"\0Extended"),
+      frame23("XTST", b"\x00\x01\xfe\xff unknown")], flags=0x40, padding=10) + audio)
+
+# ID3v2.3 with the whole tag unsynchronised; the picture holds FF E0 and FF 00 pairs.
+tricky = bytes([0xFF, 0xE0, 0x11, 0xFF, 0x00, 0x22, 0xFF, 0xFB, 0xFF])
+frames = frame23("TIT2", b"\0Unsync") + frame23("APIC", b"\0image/jpeg\0\3\0" + tricky)
+body = unsynchronise(frames) + b"\0" * 10
+write("id3v23-unsync.mp3", b"ID3\3\0\x80" + synchsafe(len(body)) + body + audio)
+
+# ID3v2.3 with a zlib-compressed COMM (frame flag 0x0080, the 4-byte inflated size first).
+comm = b"\0eng\0" + b"compressed comment " * 8
+packed = struct.pack(">I", len(comm)) + zlib.compress(comm)
+write("id3v23-compressed.mp3", tag(3, [frame23("TIT2", b"\0Compressed"), frame23("COMM", packed, 0x0080)],
+      padding=10) + audio)
+
+# ID3v2.4 whose frame sizes are plain big-endian, as some taggers write them: a 300-byte COMM
+# misreads as synchsafe and forces the second attempt.
+long_comment = b"\0eng\0" + b"x" * 295
+write("id3v24-plain-sizes.mp3", tag(4, [frame24("TIT2", b"\3Plain Sizes", plain=True),
+      frame24("COMM", long_comment, plain=True), frame24("TALB", b"\3After", plain=True)],
+      padding=10) + audio, check=False)
+
+# A relative volume adjustment (RVAD) with the main and back parts, 16 bits each.
+rvad = bytes([0b0101, 16]) + struct.pack(">8H", 1000, 2000, 30000, 40000, 500, 600, 7000, 8000)
+write("rvad.mp3", tag(3, [frame23("RVAD", rvad)], padding=10) + audio)
+
+# A tag size with a top bit set is read as a plain big-endian number (0x90 = 144).
+frames = frame23("TIT2", b"\0Top Bit") + frame23("TXXX", b"\0k\0" + b"v" * 110)
+write("tag-size-top-bit.mp3", b"ID3\3\0\0" + struct.pack(">I", 144) + frames.ljust(144, b"\0") + audio, check=False)
+
+# Damaged files, each named after its fault.
+write("only-id3.mp3", b"ID3", check=False)
+write("truncated-tag.mp3", (tag(3, [frame23("TIT2", b"\0Cut")], size=synchsafe(4000)) + audio)[:300], check=False)
+write("frame-past-tag.mp3", tag(3, [frame23("TIT2", b"\0Big")[:4] + struct.pack(">I", 5000) + b"\0\0\0Big"],
+      padding=10) + audio, check=False)
+huge = struct.pack(">I", 0xFFFFFFFF) + zlib.compress(b"small")
+write("compressed-4gb.mp3", tag(3, [frame23("COMM", huge, 0x0080)], padding=10) + audio, check=False)
+write("apic-mime-unterminated.mp3", tag(3, [frame23("APIC", b"\0image/jpeg")], padding=10) + audio, check=False)
+write("id3v25.mp3", tag(5, [frame23("TIT2", b"\0Five")]) + audio, check=False)
+PYTHON
