@@ -13,16 +13,16 @@ cd "$(dirname "$0")"
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
-sox -n -r 8000 -c 1 -b 16 "$scratch/tone8k.wav" synth 0.4 sine 440
-sox -n -r 32000 -c 2 -b 16 "$scratch/tone32k.wav" synth 0.3 sine 440 sine 660
-sox -n -r 32000 -c 1 -b 16 "$scratch/noise32k.wav" synth 0.5 pinknoise vol 0.3
-sox -n -r 32000 -c 2 -b 16 "$scratch/noise32k2.wav" synth 0.3 pinknoise vol 0.3
-sox -n -r 22050 -c 2 -b 16 "$scratch/noise22k.wav" synth 0.5 pinknoise vol 0.3
+sox -R -n -r 8000 -c 1 -b 16 "$scratch/tone8k.wav" synth 0.4 sine 440
+sox -R -n -r 32000 -c 2 -b 16 "$scratch/tone32k.wav" synth 0.3 sine 440 sine 660
+sox -R -n -r 32000 -c 1 -b 16 "$scratch/noise32k.wav" synth 0.5 pinknoise vol 0.3
+sox -R -n -r 32000 -c 2 -b 16 "$scratch/noise32k2.wav" synth 0.3 pinknoise vol 0.3
+sox -R -n -r 22050 -c 2 -b 16 "$scratch/noise22k.wav" synth 0.5 pinknoise vol 0.3
 
 # MPEG-2.5 Layer III, 8 kbit/s, 8 kHz mono, no tags: the audio under every tagged file.
 lame --quiet -b 8 -m m "$scratch/tone8k.wav" no-tags.mp3
 # MPEG-1 Layer III, 32 kbit/s CBR, 32 kHz stereo: lame's "Info" header, which is not Xing.
-lame --quiet -b 32 -m s "$scratch/tone32k.wav" mpeg1-cbr-stereo.mp3
+lame --quiet -b 32 --resample 32 -m s "$scratch/tone32k.wav" mpeg1-cbr-stereo.mp3
 # VBR with Xing headers at their three offsets: MPEG-1 mono (21), MPEG-1 stereo (36),
 # MPEG-2 joint stereo (21).
 lame --quiet -V 9 --resample 32 -m m "$scratch/noise32k.wav" vbr-xing-mono.mp3
