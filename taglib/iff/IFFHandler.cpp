@@ -27,47 +27,52 @@ public:
     {
         if (iff::isBextDataID(id))
             return bext_.empty() ? kMediaFileErrNotFound : iff::getBextField(bext_, id, out);
-        return read([&](id3::ID3Tag &tag) { return id3::ID3GetString(tag, id, out); });
+        return read(id, [&](id3::ID3Tag &tag) { return id3::ID3GetString(tag, id, out); });
     }
     MediaFileStatus setString(MediaFileDataID id, std::string_view text) override
     {
         if (iff::isBextDataID(id))
             return iff::setBextField(bext_, container_.isRIFF, id, text);
-        return write([&](id3::ID3Tag &tag) { return id3::ID3SetString(tag, id, text); });
+        return write(id, [&](id3::ID3Tag &tag) { return id3::ID3SetString(tag, id, text); });
     }
     MediaFileStatus getInteger(MediaFileDataID id, int32_t *out) override
     {
-        return read([&](id3::ID3Tag &tag) { return id3::ID3GetInteger(tag, id, out); });
+        return read(id, [&](id3::ID3Tag &tag) { return id3::ID3GetInteger(tag, id, out); });
     }
     MediaFileStatus setInteger(MediaFileDataID id, int32_t value) override
     {
-        return write([&](id3::ID3Tag &tag) { return id3::ID3SetInteger(tag, id, value); });
+        return write(id, [&](id3::ID3Tag &tag) { return id3::ID3SetInteger(tag, id, value); });
     }
     MediaFileStatus getData(MediaFileDataID id, std::vector<uint8_t> *out) override
     {
-        return read([&](id3::ID3Tag &tag) { return id3::ID3GetData(tag, id, out); });
+        return read(id, [&](id3::ID3Tag &tag) { return id3::ID3GetData(tag, id, out); });
     }
     MediaFileStatus setData(MediaFileDataID id, std::span<const uint8_t> bytes) override
     {
-        return write([&](id3::ID3Tag &tag) { return id3::ID3SetData(tag, id, bytes); });
+        return write(id, [&](id3::ID3Tag &tag) { return id3::ID3SetData(tag, id, bytes); });
     }
 
 private:
-    // Without an ID3 chunk a carried ID is absent (-6727); an empty tag tells which IDs the
-    // engine does not carry at all, so those still answer -6735 as on every other kind.
-    template <typename Access> MediaFileStatus read(Access access)
+    // Name-only and path-derived IDs mean nothing to a tag: unsupported here as on every kind,
+    // rather than the tag's "absent".
+    static bool tagMayCarry(MediaFileDataID id)
     {
-        if (id3_)
-            return access(*id3_);
-        id3::ID3TagPtr probe;
-        if (MediaFileStatus status = id3::ID3NewTag(&probe))
-            return status;
-        return access(*probe) == kMediaFileErrUnsupported ? kMediaFileErrUnsupported : kMediaFileErrNotFound;
+        const MediaFileDataIDInfo *info = MediaFileGetDataIDInfo(id);
+        return info && info->valueType != '-' && info->valueType != 'P';
+    }
+
+    template <typename Access> MediaFileStatus read(MediaFileDataID id, Access access)
+    {
+        if (!tagMayCarry(id))
+            return kMediaFileErrUnsupported;
+        return id3_ ? access(*id3_) : kMediaFileErrNotFound;
     }
 
     // The first successful write creates the tag; a refused one leaves the file without it.
-    template <typename Access> MediaFileStatus write(Access access)
+    template <typename Access> MediaFileStatus write(MediaFileDataID id, Access access)
     {
+        if (!tagMayCarry(id))
+            return kMediaFileErrUnsupported;
         if (id3_)
             return access(*id3_);
         id3::ID3TagPtr fresh;

@@ -43,10 +43,12 @@ TEST(Id3Chunk, GrowingTagInTheMiddleMovesTheChunksBehindIt)
     std::string path = dir.copyFixture("id3-middle.aiff");
     ChunkLayout before = readLayout(path);
     ASSERT_EQ(before.chunks.back().id, "APPL");
-    // Render the tag unchanged first, so that the growth below is the title's alone.
+    // Rewrite the title in our own text encoding first, so that the growth below is exactly the
+    // ten added characters.
     {
         OpenFile file(path);
         ASSERT_EQ(file.status(), kMediaFileNoErr);
+        ASSERT_EQ(MediaFileSetString(file.ref(), kMediaFileDataIDTitle, "Middle"), kMediaFileNoErr);
         ASSERT_EQ(MediaFileUpdate(file.ref(), 0), kMediaFileNoErr);
     }
     ChunkLayout rendered = readLayout(path);
