@@ -2,6 +2,7 @@
 
 #include "MediaFile.h"
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -15,5 +16,7 @@ struct KindCase {
 };
 
 const std::vector<KindCase> &writableKinds();
+
+inline void PrintTo(const KindCase &kind, std::ostream *out) { *out << kind.name << " (" << kind.fixture << ")"; }
 
 } // namespace kestrabel::test
