@@ -29,6 +29,9 @@ lame --quiet -V 9 --resample 32 -m m "$scratch/noise32k.wav" vbr-xing-mono.mp3
 lame --quiet -V 9 --resample 32 "$scratch/noise32k2.wav" vbr-xing-stereo.mp3
 lame --quiet -V 9 "$scratch/noise22k.wav" vbr-xing-mpeg2.mp3
 
+# A 16x16 JPEG for the artwork written through the command line.
+ffmpeg -nostdin -v error -y -f lavfi -i "testsrc=size=16x16:rate=1" -frames:v 1 -q:v 10 -fflags +bitexact mp3-cover.jpg
+
 # ID3v1.1 only, written by ffmpeg's muxer without an ID3v2 tag. Its ID3v1 writer looks the
 # values up by their ID3v2 frame names, which it makes only when it writes an ID3v2 tag.
 ffmpeg -nostdin -v error -y -i no-tags.mp3 -c copy -write_xing 0 \
