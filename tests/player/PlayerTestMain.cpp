@@ -1,0 +1,3 @@
+#include "PlayerTestSupport.h"
+
+int main(int argc, char **argv) { return kestrabel::test::runPlayerTests(argc, argv); }

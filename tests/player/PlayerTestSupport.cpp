@@ -1,0 +1,202 @@
+#include "PlayerTestSupport.h"
+
+#include <QCoreApplication>
+#include <QDBusArgument>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusReply>
+#include <QDeadlineTimer>
+#include <QJsonDocument>
+#include <QStandardPaths>
+#include <QThread>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <sys/prctl.h>
+
+namespace kestrabel::test {
+
+namespace {
+
+constexpr int kBusStartMs = 10000;
+constexpr int kCallTimeoutMs = 5000;
+
+QString &busAddress()
+{
+    static QString address;
+    return address;
+}
+
+// The bus daemon lives for the whole binary; it is killed when the binary exits, however it exits.
+class BusDaemon : public ::testing::Environment {
+public:
+    void SetUp() override
+    {
+        if (QStandardPaths::findExecutable(QStringLiteral("dbus-daemon")).isEmpty())
+            return;
+        daemon_ = std::make_unique<ChildProcess>(
+            QStringLiteral("dbus-daemon"),
+            QStringList{QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
+                        QStringLiteral("--print-address=1"), QStringLiteral("--address=unix:tmpdir=/tmp")});
+        if (!daemon_->started())
+            return;
+        QProcess &process = daemon_->process();
+        const QDeadlineTimer deadline(kBusStartMs);
+        while (!process.canReadLine() && !deadline.hasExpired() && process.state() == QProcess::Running)
+            process.waitForReadyRead(100);
+        const QString address = QString::fromUtf8(process.readLine()).trimmed();
+        if (address.isEmpty())
+            return;
+        qputenv("DBUS_SESSION_BUS_ADDRESS", address.toUtf8());
+        busAddress() = address;
+    }
+
+    void TearDown() override { daemon_.reset(); }
+
+private:
+    std::unique_ptr<ChildProcess> daemon_;
+};
+
+QDBusMessage controlCall(const QString &service, const QString &method, const QVariantList &arguments = {})
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(service, QStringLiteral("/org/kestrabel/FakePlayer"),
+                                                       QStringLiteral("org.kestrabel.FakePlayer"), method);
+    call.setArguments(arguments);
+    return QDBusConnection::sessionBus().call(call, QDBus::Block, kCallTimeoutMs);
+}
+
+} // namespace
+
+bool privateBusRunning() { return !busAddress().isEmpty(); }
+QString privateBusAddress() { return busAddress(); }
+
+bool waitUntil(const std::function<bool()> &condition, int timeoutMs)
+{
+    const QDeadlineTimer deadline(timeoutMs);
+    while (!condition()) {
+        if (deadline.hasExpired())
+            return condition();
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        QThread::msleep(10);
+    }
+    return true;
+}
+
+void spinEvents(int milliseconds)
+{
+    const QDeadlineTimer deadline(milliseconds);
+    while (!deadline.hasExpired()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        QThread::msleep(5);
+    }
+}
+
+ChildProcess::ChildProcess(const QString &program, const QStringList &arguments) : process_(std::make_unique<QProcess>())
+{
+    process_->setProgram(program);
+    process_->setArguments(arguments);
+    process_->setProcessChannelMode(QProcess::SeparateChannels);
+    process_->setStandardErrorFile(QProcess::nullDevice());
+    // A test that crashes or is killed by its timeout must not leave players and buses behind.
+    process_->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
+    process_->start();
+    started_ = process_->waitForStarted(kCallTimeoutMs);
+}
+
+ChildProcess::~ChildProcess() { kill(); }
+
+void ChildProcess::kill()
+{
+    if (process_->state() == QProcess::NotRunning)
+        return;
+    process_->kill();
+    process_->waitForFinished(kCallTimeoutMs);
+}
+
+bool busNameRegistered(const QString &name)
+{
+    QDBusConnectionInterface *daemon = QDBusConnection::sessionBus().interface();
+    return daemon && daemon->isServiceRegistered(name).value();
+}
+
+QString fakePlayerPath() { return QStringLiteral(KESTRABEL_FAKE_MPRIS_PATH); }
+
+FakePlayer::FakePlayer(const QString &name, const QJsonObject &state)
+    : service_(QStringLiteral("org.mpris.MediaPlayer2.") + name),
+      child_(std::make_unique<ChildProcess>(fakePlayerPath(),
+                                            QStringList{name, QString::fromUtf8(QJsonDocument(state).toJson(QJsonDocument::Compact))}))
+{
+    ready_ = child_->started() && waitUntil([&] { return busNameRegistered(service_); });
+}
+
+bool FakePlayer::script(const QJsonObject &changes)
+{
+    const QDBusMessage reply = controlCall(service_, QStringLiteral("Script"),
+                                           {QString::fromUtf8(QJsonDocument(changes).toJson(QJsonDocument::Compact))});
+    return reply.type() == QDBusMessage::ReplyMessage;
+}
+
+QStringList FakePlayer::calls()
+{
+    const QDBusMessage reply = controlCall(service_, QStringLiteral("Calls"));
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
+        return {QStringLiteral("<no answer>")};
+    return reply.arguments().constFirst().toStringList();
+}
+
+void FakePlayer::clearCalls() { controlCall(service_, QStringLiteral("ClearCalls")); }
+
+void FakePlayer::vanish()
+{
+    child_->kill();
+    waitUntil([&] { return !busNameRegistered(service_); });
+}
+
+void FakePlayer::vanishWithoutEvents()
+{
+    child_->kill();
+    const QDeadlineTimer deadline(kCallTimeoutMs);
+    while (busNameRegistered(service_) && !deadline.hasExpired())
+        QThread::msleep(10);
+}
+
+std::optional<QVariantMap> playerProperties(const QString &service, const QString &interface)
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(service, QStringLiteral("/org/mpris/MediaPlayer2"),
+                                                       QStringLiteral("org.freedesktop.DBus.Properties"),
+                                                       QStringLiteral("GetAll"));
+    call << interface;
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, kCallTimeoutMs);
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
+        return std::nullopt;
+    return qdbus_cast<QVariantMap>(reply.arguments().constFirst().value<QDBusArgument>());
+}
+
+ScopedEnv::ScopedEnv(const char *name, const QByteArray &value) : name_(name)
+{
+    if (qEnvironmentVariableIsSet(name))
+        old_ = qgetenv(name);
+    qputenv(name, value);
+}
+
+int runPlayerTests(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    if (!::testing::GTEST_FLAG(list_tests))
+        ::testing::AddGlobalTestEnvironment(new BusDaemon);
+    return RUN_ALL_TESTS();
+}
+
+ScopedEnv::~ScopedEnv()
+{
+    if (old_)
+        qputenv(name_, *old_);
+    else
+        qunsetenv(name_);
+}
+
+} // namespace kestrabel::test

@@ -1,0 +1,89 @@
+// A private session bus for the whole test binary, child processes that die with the test,
+// the scriptable fake player, and bounded waits that keep the Qt event loop turning.
+#pragma once
+
+#include <QJsonObject>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <QVariantMap>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace kestrabel::test {
+
+// The main() of a player test binary: a Qt application, and a private bus for all its tests.
+int runPlayerTests(int argc, char **argv);
+
+// Whether main() managed to start the private bus; tests skip without it.
+bool privateBusRunning();
+QString privateBusAddress();
+
+// Runs the event loop until condition holds or timeoutMs passes; returns the last answer.
+bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 10000);
+// Runs the event loop for a moment, for "nothing else happens" checks.
+void spinEvents(int milliseconds);
+
+// A child process killed when this object goes, or when the test process dies.
+class ChildProcess {
+public:
+    ChildProcess(const QString &program, const QStringList &arguments);
+    ~ChildProcess();
+    ChildProcess(const ChildProcess &) = delete;
+    ChildProcess &operator=(const ChildProcess &) = delete;
+    bool started() const { return started_; }
+    void kill();
+    QProcess &process() { return *process_; }
+
+private:
+    std::unique_ptr<QProcess> process_;
+    bool started_ = false;
+};
+
+// Whether a name has an owner on the private bus.
+bool busNameRegistered(const QString &name);
+
+class FakePlayer {
+public:
+    // Starts the fake as org.mpris.MediaPlayer2.<name> and waits until its name is on the bus.
+    FakePlayer(const QString &name, const QJsonObject &state);
+    bool ready() const { return ready_; }
+    QString service() const { return service_; }
+    // Merges changes into the fake's state; it then announces its metadata and status.
+    bool script(const QJsonObject &changes);
+    // Every method call the fake received since the last clear, as "Method arg arg".
+    QStringList calls();
+    void clearCalls();
+    // Kills the process: its names vanish from the bus.
+    void vanish();
+    // The same without running the event loop, so that no name-owner signal reaches anyone yet.
+    void vanishWithoutEvents();
+
+private:
+    QString service_;
+    std::unique_ptr<ChildProcess> child_;
+    bool ready_ = false;
+};
+
+// The path of the fake player program.
+QString fakePlayerPath();
+
+// Reads one interface's properties straight from a player, bypassing the bridge.
+std::optional<QVariantMap> playerProperties(const QString &service, const QString &interface);
+
+// Sets an environment variable for the life of the object.
+class ScopedEnv {
+public:
+    ScopedEnv(const char *name, const QByteArray &value);
+    ~ScopedEnv();
+    ScopedEnv(const ScopedEnv &) = delete;
+    ScopedEnv &operator=(const ScopedEnv &) = delete;
+
+private:
+    const char *name_;
+    std::optional<QByteArray> old_;
+};
+
+} // namespace kestrabel::test
