@@ -15,7 +15,7 @@ packages=(
   # real encoders, validators and peers used by fixtures and interop tests
   ffmpeg lame sox flac vorbis-tools libimage-exiftool-perl python3 python3-mutagen
   # a real session bus and a real player for the player bridge
-  dbus dbus-x11 mpv mpv-mpris
+  dbus dbus-x11 mpv mpv-mpris xdg-utils
   # the desktop end-to-end run
   xvfb xauth xdotool xcompmgr imagemagick x11-utils
   # benchmarks against the peers
