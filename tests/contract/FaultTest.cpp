@@ -90,10 +90,37 @@ TEST_P(Faults, EveryFailingCallLeavesTheOriginalOrTheFinishedSave)
     RecordProperty("failure_points", failures);
 }
 
-TEST_P(Faults, FullDiskLeavesTheOriginal)
+namespace {
+
+class DiskFaults : public ::testing::TestWithParam<KindCase> {
+protected:
+    void SetUp() override
+    {
+        if (!std::filesystem::exists(fixturePath(kind().fixture)))
+            GTEST_SKIP() << "no fixture " << kind().fixture;
+    }
+    const KindCase &kind() const { return GetParam(); }
+    // The Ogg handler reports its own codes: 2002 when it cannot create its temporary file,
+    // -1 when a write fails. Every other kind passes the system's errno on.
+    bool namesError(const std::string &output, int error) const
+    {
+        if (output.find(MediaFileGetStatusName(error)) != std::string::npos)
+            return true;
+        return kind().kind == kMediaFileTypeOgg && output.find(error == EACCES ? "(2002)" : "(-1)") != std::string::npos;
+    }
+    std::vector<uint8_t> reference()
+    {
+        TempDir scratch;
+        std::string path = scratch.copyFixture(kind().fixture, "ref" + extensionOf(kind().fixture));
+        EXPECT_EQ(runCommand(shellQuote(cliPath()) + kEdit + shellQuote(path)), 0);
+        return readFile(path);
+    }
+};
+
+} // namespace
+
+TEST_P(DiskFaults, FullDiskLeavesTheOriginal)
 {
-    if (operation() != "write")
-        GTEST_SKIP() << "one run per kind";
     TempDir dir;
     std::string path = dir.copyFixture(kind().fixture, "song" + extensionOf(kind().fixture));
     std::vector<uint8_t> original = readFile(path);
@@ -101,18 +128,17 @@ TEST_P(Faults, FullDiskLeavesTheOriginal)
     long blocks = static_cast<long>(original.size() / 1024 / 2);
     std::string output;
     int status = runCommand("trap '' XFSZ; ulimit -f " + std::to_string(std::max(1L, blocks)) + "; " + shellQuote(cliPath()) + kEdit +
-                                std::string(" -t 'Lyrics=") + std::string(3000, 'l') + "' " + shellQuote(path),
+                                std::string(" -t 'Composer=") + std::string(3000, 'l') + "' " + shellQuote(path),
                             &output, true);
     EXPECT_EQ(status, 1) << output;
-    EXPECT_NE(output.find("EFBIG"), std::string::npos) << output;
+    EXPECT_NE(output.find(path), std::string::npos) << output;
+    EXPECT_TRUE(namesError(output, EFBIG)) << output;
     EXPECT_EQ(readFile(path), original);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
 }
 
-TEST_P(Faults, ReadOnlyFileAndReadOnlyFolderAreReportedAndUntouched)
+TEST_P(DiskFaults, ReadOnlyFileAndReadOnlyFolderAreReportedAndUntouched)
 {
-    if (operation() != "write")
-        GTEST_SKIP() << "one run per kind";
     // Root writes anywhere; run the tool as an unprivileged user when we are root.
     std::string asUser;
     if (geteuid() == 0) {
@@ -130,7 +156,7 @@ TEST_P(Faults, ReadOnlyFileAndReadOnlyFolderAreReportedAndUntouched)
     if (geteuid() == 0)
         chown(path.c_str(), 0, 0);
     EXPECT_EQ(runCommand(asUser + shellQuote(cliPath()) + kEdit + shellQuote(path), &output, true), 1) << output;
-    EXPECT_NE(output.find("EACCES"), std::string::npos) << "read-only file: " << output;
+    EXPECT_TRUE(namesError(output, EACCES)) << "read-only file: " << output;
     EXPECT_EQ(readFile(path), original);
 
     // In a folder we may not write, a save that must go through a new file fails; one that the
@@ -143,11 +169,14 @@ TEST_P(Faults, ReadOnlyFileAndReadOnlyFolderAreReportedAndUntouched)
         EXPECT_EQ(readFile(path), reference());
     } else {
         EXPECT_EQ(status, 1) << output;
-        EXPECT_NE(output.find("EACCES"), std::string::npos) << "read-only folder: " << output;
+        EXPECT_TRUE(namesError(output, EACCES)) << "read-only folder: " << output;
         EXPECT_EQ(readFile(path), original);
     }
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
 }
+
+INSTANTIATE_TEST_SUITE_P(EveryWritableKind, DiskFaults, ::testing::ValuesIn(writableKinds()),
+                         [](const auto &info) { return info.param.name; });
 
 INSTANTIATE_TEST_SUITE_P(EveryWritableKind, Faults,
                          ::testing::Combine(::testing::ValuesIn(writableKinds()),
