@@ -27,4 +27,10 @@ QImage imageFromArtworkData(const QByteArray &bytes);
 // "jpg", "png", "gif", … for the image format of the bytes; empty when it is not an image.
 QString imageFileExtension(const QByteArray &bytes);
 
+class MediaFileWrapper;
+
+// createSeparateArtworkFileForMediaFileAtFullPath with the same rules and statuses, except that
+// a failed write is reported (an errno) where the wrapper's method keeps the original's silence.
+MediaFileStatus writeArtworkFile(const MediaFileWrapper &wrapper, const QString &path);
+
 } // namespace kestrabel

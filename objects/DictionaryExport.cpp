@@ -27,9 +27,10 @@ QString homeOfUser(const QString &user)
     return QFile::decodeName(found->pw_dir);
 }
 
-// "~" and "~/x" are the user's home folder, "~name/x" that user's. An unknown user leaves the
-// path as it is.
-QString expandTilde(const QString &path)
+} // namespace
+
+// An unknown user leaves the path as it is.
+QString expandTildeInPath(const QString &path)
 {
     if (!path.startsWith(u'~'))
         return path;
@@ -41,14 +42,15 @@ QString expandTilde(const QString &path)
     return slash < 0 ? home : home + path.mid(slash);
 }
 
-// a.mp3 -> a.plist, by the text behind the last "." of the last component.
-QString besidePath(const QString &mediaPath)
+QString dictionaryPathBeside(const QString &mediaPath)
 {
     qsizetype nameStart = mediaPath.lastIndexOf(u'/') + 1;
     qsizetype dot = mediaPath.lastIndexOf(u'.');
     QString stem = dot >= nameStart ? mediaPath.left(dot) : mediaPath;
     return stem + QStringLiteral(".plist");
 }
+
+namespace {
 
 std::optional<int> integerValue(const QVariant &value)
 {
@@ -114,10 +116,10 @@ std::optional<QVariantMap> MediaFileWrapper::getDictionaryRepresentation(bool sa
     }
 }
 
-MediaFileStatus MediaFileWrapper::saveDictionaryRepresentationToFile(const QString &path, bool overwriteIfExists,
-                                                                     bool saveArtwork) const
+MediaFileStatus writeDictionaryRepresentation(const MediaFileWrapper &wrapper, const QString &path,
+                                              bool overwriteIfExists, bool saveArtwork)
 {
-    QString target = expandTilde(path);
+    QString target = expandTildeInPath(path);
     if (target.isEmpty())
         return kMediaFileErrBadPath;
     QFileInfo info(target);
@@ -125,12 +127,20 @@ MediaFileStatus MediaFileWrapper::saveDictionaryRepresentationToFile(const QStri
         return kMediaFileErrBadPath;
     if (info.exists() && !overwriteIfExists)
         return kMediaFileErrExists;
-    std::optional<QVariantMap> dictionary = getDictionaryRepresentation(saveArtwork);
+    std::optional<QVariantMap> dictionary = wrapper.getDictionaryRepresentation(saveArtwork);
     if (!dictionary)
         return kMediaFileErrCantCreate;
-    // Like the original, a failed write is not reported; callers that care look for the file.
-    writePropertyListAtomically(*dictionary, target, exportKeyOrder());
-    return kMediaFileNoErr;
+    return writePropertyListAtomically(*dictionary, target, exportKeyOrder());
+}
+
+MediaFileStatus MediaFileWrapper::saveDictionaryRepresentationToFile(const QString &path, bool overwriteIfExists,
+                                                                     bool saveArtwork) const
+{
+    MediaFileStatus status = writeDictionaryRepresentation(*this, path, overwriteIfExists, saveArtwork);
+    // The write's own failure is deliberately not reported here, as in the original;
+    // writeDictionaryRepresentation reports it.
+    bool refused = status == kMediaFileErrBadPath || status == kMediaFileErrExists || status == kMediaFileErrCantCreate;
+    return refused ? status : kMediaFileNoErr;
 }
 
 MediaFileStatus MediaFileWrapper::saveDictionaryRepresentation(bool overwriteIfExists, bool saveArtwork) const
@@ -138,7 +148,7 @@ MediaFileStatus MediaFileWrapper::saveDictionaryRepresentation(bool overwriteIfE
     QString mediaPath = pathString();
     if (mediaPath.isEmpty())
         return kMediaFileErrBadPath;
-    QString target = besidePath(mediaPath);
+    QString target = dictionaryPathBeside(mediaPath);
     if (target.isEmpty())
         return kMediaFileErrBadPath;
     return saveDictionaryRepresentationToFile(target, overwriteIfExists, saveArtwork);

@@ -79,4 +79,16 @@ constexpr bool isImportedTextKey(const ExportKey &key)
 // Marker, version, text keys, integer keys, artwork: the order an export file is written in.
 QStringList exportKeyOrder();
 
+class MediaFileWrapper;
+
+// "~" and "~/…" in the user's home folder, "~name/…" in that user's.
+QString expandTildeInPath(const QString &path);
+// The export file beside a media file: the text behind the last "." of the name becomes
+// "plist" (a.mp3 -> a.plist); a name without one gets ".plist" added.
+QString dictionaryPathBeside(const QString &mediaPath);
+// saveDictionaryRepresentationToFile with the same rules and statuses, except that a failed
+// write is reported (an errno) where the wrapper's method keeps the original's silence.
+MediaFileStatus writeDictionaryRepresentation(const MediaFileWrapper &wrapper, const QString &path,
+                                              bool overwriteIfExists, bool saveArtwork);
+
 } // namespace kestrabel

@@ -98,4 +98,8 @@ QString stringRepresentationOfTrackNumberForMediaFile(MediaFileRef ref);
 // Play time as "m:ss", or empty when it cannot be read.
 QString stringRepresentationOfTimeForMediaFile(MediaFileRef ref);
 
+// The formatting behind the two above, for values from elsewhere.
+QString trackNumberText(int32_t track, int32_t total);
+QString playTimeText(int32_t seconds);
+
 } // namespace kestrabel

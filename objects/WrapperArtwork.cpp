@@ -4,7 +4,9 @@
 #include <QDir>
 #include <QSaveFile>
 
+#include <cerrno>
 #include <cstdlib>
+#include <limits>
 #include <memory>
 
 namespace kestrabel {
@@ -35,13 +37,15 @@ MediaFileStatus MediaFileWrapper::setMediaFileArtworkImage(const QImage &image, 
     return setMediaFileData(jpegArtworkFromImage(image), artworkDataID);
 }
 
-MediaFileStatus MediaFileWrapper::createSeparateArtworkFileForMediaFileAtFullPath(const QString &path) const
+namespace {
+
+MediaFileStatus writeArtwork(const MediaFileWrapper &wrapper, const QString &path, bool *writeFailed)
 {
     if (path.isEmpty())
         return kMediaFileErrBadPath;
     void *bytes = nullptr;
     size_t length = 0;
-    MediaFileStatus status = MediaFileGetData(_mediaFileRef, kMediaFileDataIDArtwork, &bytes, &length);
+    MediaFileStatus status = MediaFileGetData(wrapper.mediaFileRef(), kMediaFileDataIDArtwork, &bytes, &length);
     std::unique_ptr<void, decltype(&std::free)> owner(bytes, &std::free);
     if (status != kMediaFileNoErr)
         return status;
@@ -50,14 +54,30 @@ MediaFileStatus MediaFileWrapper::createSeparateArtworkFileForMediaFileAtFullPat
     QByteArray artwork = QByteArray::fromRawData(static_cast<const char *>(bytes), qsizetype(length));
     if (imageFromArtworkData(artwork).isNull())
         return kMediaFileErrNotImage;
-    // The bytes go out as stored, not re-encoded. Like the original, the write's own result is
-    // not part of the status.
+    // The bytes go out as stored, not re-encoded.
     QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly)) {
-        file.write(artwork);
-        file.commit();
+    errno = 0;
+    if (!file.open(QIODevice::WriteOnly) || file.write(artwork) != artwork.size() || !file.commit()) {
+        *writeFailed = true;
+        return errno > 0 ? MediaFileStatus(errno) : kMediaFileErrWrite;
     }
     return kMediaFileNoErr;
+}
+
+} // namespace
+
+MediaFileStatus writeArtworkFile(const MediaFileWrapper &wrapper, const QString &path)
+{
+    bool writeFailed = false;
+    return writeArtwork(wrapper, path, &writeFailed);
+}
+
+MediaFileStatus MediaFileWrapper::createSeparateArtworkFileForMediaFileAtFullPath(const QString &path) const
+{
+    bool writeFailed = false;
+    MediaFileStatus status = writeArtwork(*this, path, &writeFailed);
+    // As in the original, the file system's answer to the write is not part of this status.
+    return writeFailed ? kMediaFileNoErr : status;
 }
 
 QString MediaFileWrapper::createTempFileOfArtworkAtFolderPath(const QString &folderPath, const QString &name) const
