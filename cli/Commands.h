@@ -24,6 +24,27 @@ int runSet(const Args &args);
 extern const char kShowHelp[];
 extern const char kSetHelp[];
 
+// The commands built on the object layer (Qt); absent from the tag-library-only build.
+#ifdef KESTRABEL_CLI_OBJECTS
+int runExport(const Args &args);
+int runImport(const Args &args);
+int runArtwork(const Args &args);
+
+extern const char kExportHelp[];
+extern const char kImportHelp[];
+extern const char kArtworkHelp[];
+#endif
+
+// The music player's current track through the player bridge (Qt D-Bus); GUI builds only.
+#ifdef KESTRABEL_CLI_PLAYER
+int runNow(const Args &args);
+extern const char kNowHelp[];
+#endif
+
+// The write options set uses when none are given: keep the tag versions the file has, and give
+// an MP3 without an ID3v2 tag ID3v2.3. Asked before values are changed.
+MediaFileFlags defaultWriteFlags(MediaFileRef ref);
+
 // Every command in the order --help lists them.
 const std::vector<Command> &commands();
 

@@ -1,3 +1,5 @@
+#include "ArtworkInput.h"
+#include "Batch.h"
 #include "Commands.h"
 
 #include "util/File.h"
@@ -8,7 +10,7 @@
 namespace kestrabel::cli {
 
 const char kSetHelp[] = R"(usage: kestrabel-tag set [-t NAME=VALUE]... [--remove NAME]... [--artwork IMAGE]
-                         [write options] FILE...
+                         [write options] [-r] [-j N] FILE...
 
 Changes values in each FILE and saves it in the file's own tag format.
 
@@ -17,7 +19,11 @@ Changes values in each FILE and saves it in the file's own tag format.
                          display name ("Track Number"), in any case. Integer IDs
                          take a number; "7/12" for Track Number stores 7.
   --remove NAME          remove a value.
-  --artwork IMAGE        store the bytes of the image file as the cover art.
+  --artwork IMAGE        store the image file as the cover art, as JPEG: other
+                         image formats (PNG, GIF, BMP, TIFF, WebP) are converted.
+  -r, --recursive        go through folders: every media file below them, in
+                         name order; files of no media kind are skipped.
+  -j, --jobs N           save N files at once (0: one per processor core).
 
 Write options (MP3; other kinds ignore them). By default the tag versions the file
 already has are kept, and an MP3 without an ID3v2 tag gets ID3v2.3.
@@ -74,6 +80,16 @@ bool hasID3v2Tag(MediaFileRef ref)
 
 } // namespace
 
+MediaFileFlags defaultWriteFlags(MediaFileRef ref)
+{
+    MediaFileType kind = kMediaFileTypeUnsupported;
+    MediaFileGetType(ref, &kind);
+    MediaFileFlags flags = kMediaFileFlagKeepTagVersion;
+    if (kind == kMediaFileTypeMP3 && !hasID3v2Tag(ref))
+        flags |= kMediaFileFlagID3v23;
+    return flags;
+}
+
 int runSet(const Args &args)
 {
     std::vector<Change> changes;
@@ -81,8 +97,15 @@ int runSet(const Args &args)
     MediaFileFlags flags = kMediaFileFlagKeepTagVersion;
     bool versionChosen = false;
     bool optionsDone = false;
+    BatchOptions batch;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string &arg = args[i];
+        std::string batchError;
+        OptionMatch match = optionsDone ? OptionMatch::NotMine : takeBatchOption(args, i, &batch, &batchError);
+        if (match == OptionMatch::Error)
+            return usageError("set", batchError);
+        if (match == OptionMatch::Taken)
+            continue;
         auto needValue = [&](std::string *out) {
             if (i + 1 >= args.size())
                 return false;
@@ -125,7 +148,7 @@ int runSet(const Args &args)
             if (!needValue(&imagePath))
                 return usageError("set", "--artwork needs IMAGE");
             std::vector<uint8_t> bytes;
-            if (MediaFileStatus status = util::readWholeFile(imagePath, &bytes, 64u << 20)) {
+            if (MediaFileStatus status = readArtworkImage(imagePath, &bytes)) {
                 printError(imagePath + ": cannot read the image: " + statusText(status));
                 return 2;
             }
@@ -155,16 +178,15 @@ int runSet(const Args &args)
     if (changes.empty())
         return usageError("set", "nothing to change (use -t, --remove or --artwork)");
 
-    int exitStatus = 0;
-    for (const std::string &path : files) {
+    auto job = [&](const std::string &path, size_t) {
+        JobResult result;
         MediaFileRef ref = nullptr;
         // A file without any tag, or with a damaged one, still takes new values, as it does in
         // the application.
         MediaFileStatus status = MediaFileOpen(path.c_str(), &ref, kMediaFileFlagIgnoreTagErrors | kMediaFileFlagSkipMPEGInfo);
         if (status != kMediaFileNoErr) {
-            printError(path + ": cannot open: " + statusText(status));
-            exitStatus = 1;
-            continue;
+            addError(&result, path + ": cannot open: " + statusText(status));
+            return result;
         }
         MediaFileFlags fileFlags = flags;
         MediaFileType kind = kMediaFileTypeUnsupported;
@@ -177,22 +199,21 @@ int runSet(const Args &args)
         for (const Change &change : changes) {
             status = applyChange(ref, change);
             if (status != kMediaFileNoErr) {
-                printError(path + ": " + change.info->constantName + ": " + statusText(status));
+                addError(&result, path + ": " + change.info->constantName + ": " + statusText(status));
                 failed = true;
             }
         }
         if (!failed) {
             status = MediaFileUpdate(ref, fileFlags);
             if (status != kMediaFileNoErr) {
-                printError(path + ": cannot save: " + statusText(status));
+                addError(&result, path + ": cannot save: " + statusText(status));
                 failed = true;
             }
         }
         MediaFileClose(ref);
-        if (failed)
-            exitStatus = 1;
-    }
-    return exitStatus;
+        return result;
+    };
+    return runBatch(files, batch, job);
 }
 
 } // namespace kestrabel::cli

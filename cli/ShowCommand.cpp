@@ -1,3 +1,4 @@
+#include "Batch.h"
 #include "Commands.h"
 #include "Output.h"
 #include "Sha256.h"
@@ -8,7 +9,7 @@
 
 namespace kestrabel::cli {
 
-const char kShowHelp[] = R"(usage: kestrabel-tag show [--json] [--no-audio-info] FILE...
+const char kShowHelp[] = R"(usage: kestrabel-tag show [--json] [--no-audio-info] [-r] [-j N] FILE...
 
 Prints every value each FILE carries, in data-ID order, with its display name.
 Integers are printed as numbers, texts as they are, byte values (artwork, volume
@@ -20,6 +21,10 @@ adjustment) as their kind and length.
                     and SHA-256. A file that fails gives {"path", "status", "error"}.
   --no-audio-info   do not scan the audio stream (no bit rate, sample rate,
                     channels or play time); faster on large files.
+  -r, --recursive   go through folders: every media file below them, in name
+                    order; files of no media kind are skipped.
+  -j, --jobs N      read N files at once (0: one per processor core); the
+                    output keeps the order of the files.
 
 Exit status: 0 when every file opened, 1 when any failed, 2 for a usage error.
 )";
@@ -86,9 +91,17 @@ FileReport collectReport(const std::string &path, bool audioInfo)
 int runShow(const Args &args)
 {
     bool json = false, audioInfo = true;
+    BatchOptions batch;
     std::vector<std::string> files;
     bool optionsDone = false;
-    for (const std::string &arg : args) {
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string &arg = args[i];
+        std::string error;
+        OptionMatch match = optionsDone ? OptionMatch::NotMine : takeBatchOption(args, i, &batch, &error);
+        if (match == OptionMatch::Error)
+            return usageError("show", error);
+        if (match == OptionMatch::Taken)
+            continue;
         if (!optionsDone && arg == "--") {
             optionsDone = true;
         } else if (!optionsDone && arg == "--json") {
@@ -106,25 +119,30 @@ int runShow(const Args &args)
     }
     if (files.empty())
         return usageError("show", "no FILE given");
-    int exitStatus = 0;
-    bool firstText = true;
-    for (const std::string &path : files) {
+    auto job = [&](const std::string &path, size_t) {
         FileReport report = collectReport(path, audioInfo);
-        if (report.status != kMediaFileNoErr)
-            exitStatus = 1;
-        if (json) {
-            std::string line = reportAsJson(report) + "\n";
-            std::fwrite(line.data(), 1, line.size(), stdout);
-        } else if (report.status != kMediaFileNoErr) {
-            std::fflush(stdout);
-            printError(path + ": " + report.error);
-        } else {
-            std::string text = (firstText ? "" : "\n") + reportAsText(report);
+        JobResult result;
+        result.failed = report.status != kMediaFileNoErr;
+        if (json)
+            result.out = reportAsJson(report) + "\n";
+        else if (result.failed)
+            result.err = "kestrabel-tag: " + path + ": " + report.error + "\n";
+        else
+            result.out = reportAsText(report);
+        return result;
+    };
+    bool firstText = true;
+    auto emit = [&](const std::string &, size_t, JobResult &result) {
+        if (!json && !result.out.empty()) {
+            if (!firstText)
+                result.out = "\n" + result.out;
             firstText = false;
-            std::fwrite(text.data(), 1, text.size(), stdout);
         }
-    }
-    return exitStatus;
+        std::fwrite(result.out.data(), 1, result.out.size(), stdout);
+        std::fflush(stdout);
+        std::fwrite(result.err.data(), 1, result.err.size(), stderr);
+    };
+    return runBatch(files, batch, job, emit);
 }
 
 } // namespace kestrabel::cli

@@ -11,6 +11,14 @@ const std::vector<Command> &commands()
     static const std::vector<Command> table = {
         {"show", "print the values of files", runShow, kShowHelp},
         {"set", "change values and save", runSet, kSetHelp},
+#ifdef KESTRABEL_CLI_OBJECTS
+        {"export", "write the tags as a property list", runExport, kExportHelp},
+        {"import", "apply an exported property list and save", runImport, kImportHelp},
+        {"artwork", "write the cover art into an image file", runArtwork, kArtworkHelp},
+#endif
+#ifdef KESTRABEL_CLI_PLAYER
+        {"now", "show the music player's current track", runNow, kNowHelp},
+#endif
     };
     return table;
 }

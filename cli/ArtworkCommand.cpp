@@ -1,0 +1,121 @@
+#include "ArtworkImage.h"
+#include "Batch.h"
+#include "Commands.h"
+#include "MediaFileWrapper.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <cstdio>
+#include <optional>
+
+namespace kestrabel::cli {
+
+const char kArtworkHelp[] = R"(usage: kestrabel-tag artwork [-o OUT] [--overwrite] [-r] [-j N] FILE...
+
+Writes the cover art of each FILE into an image file, byte for byte as it is
+stored in the tag (not re-encoded).
+
+  (default)          beside each file, named after it with the image's own
+                     extension: a.mp3 -> a.jpg (or a.png, …)
+  -o, --output OUT   into OUT (exactly one FILE)
+  --overwrite        replace an existing image file
+  -r, --recursive    go through folders: every media file below them, in name
+                     order; files of no media kind are skipped
+  -j, --jobs N       read N files at once (0: one per processor core)
+
+Exit status: 0 when every file had artwork that was written, 1 when any failed
+(no artwork: kMediaFileErrNoArtwork; artwork that is not an image:
+kMediaFileErrNotImage), 2 for a usage error.
+)";
+
+namespace {
+
+QString qtPath(const std::string &path) { return QFile::decodeName(path.c_str()); }
+
+// a.mp3 with PNG artwork -> a.png; the name's extension is the text behind its last ".".
+QString besideImagePath(const QString &mediaPath, const QString &extension)
+{
+    qsizetype nameStart = mediaPath.lastIndexOf(u'/') + 1;
+    qsizetype dot = mediaPath.lastIndexOf(u'.');
+    QString stem = dot >= nameStart ? mediaPath.left(dot) : mediaPath;
+    return stem + u'.' + extension;
+}
+
+} // namespace
+
+int runArtwork(const Args &args)
+{
+    bool overwrite = false, optionsDone = false;
+    std::optional<std::string> output;
+    BatchOptions batch;
+    std::vector<std::string> files;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string &arg = args[i];
+        std::string error;
+        OptionMatch match = optionsDone ? OptionMatch::NotMine : takeBatchOption(args, i, &batch, &error);
+        if (match == OptionMatch::Error)
+            return usageError("artwork", error);
+        if (match == OptionMatch::Taken)
+            continue;
+        if (optionsDone || arg.empty() || arg[0] != '-' || arg == "-") {
+            files.push_back(arg);
+        } else if (arg == "--") {
+            optionsDone = true;
+        } else if (arg == "-h" || arg == "--help") {
+            std::fputs(kArtworkHelp, stdout);
+            return 0;
+        } else if (arg == "--overwrite") {
+            overwrite = true;
+        } else if (arg == "-o" || arg == "--output") {
+            if (i + 1 >= args.size() || args[i + 1].empty())
+                return usageError("artwork", arg + " needs a file name");
+            output = args[++i];
+        } else {
+            return usageError("artwork", "unknown option " + arg);
+        }
+    }
+    if (files.empty())
+        return usageError("artwork", "no FILE given");
+
+    bool folderErrors = false;
+    std::vector<std::string> list = batchFiles(files, batch, &folderErrors);
+    if (output && list.size() != 1)
+        return usageError("artwork", "-o takes exactly one FILE");
+    auto job = [&](const std::string &path, size_t) {
+        JobResult result;
+        MediaFileStatus status = kMediaFileNoErr;
+        std::optional<MediaFileWrapper> wrapper = MediaFileWrapper::mediaFileWithFileAtPath(qtPath(path), false, &status);
+        if (!wrapper) {
+            addError(&result, path + ": cannot open: " + statusText(status));
+            return result;
+        }
+        QString target;
+        if (output) {
+            target = qtPath(*output);
+        } else {
+            QString extension = imageFileExtension(wrapper->mediaFileDataForID(kMediaFileDataIDArtwork));
+            target = besideImagePath(wrapper->pathString(), extension.isEmpty() ? QStringLiteral("jpg") : extension);
+        }
+        std::string shown = QFile::encodeName(target).toStdString();
+        QFileInfo info(target);
+        if (info.isDir()) {
+            addError(&result, shown + ": " + statusText(kMediaFileErrBadPath));
+            return result;
+        }
+        if (info.exists() && !overwrite) {
+            addError(&result, shown + ": exists (use --overwrite to replace it): " + statusText(kMediaFileErrExists));
+            return result;
+        }
+        status = writeArtworkFile(*wrapper, target);
+        if (status > 0 || status == kMediaFileErrWrite)
+            addError(&result, shown + ": cannot write the image: " + statusText(status));
+        else if (status != kMediaFileNoErr)
+            addError(&result, path + ": " + statusText(status));
+        return result;
+    };
+    int status = runBatchOnFiles(list, batch, job);
+    return folderErrors ? 1 : status;
+}
+
+} // namespace kestrabel::cli

@@ -1,0 +1,183 @@
+#include "Batch.h"
+
+#include "FileWalker.h"
+#include "KindDetection.h"
+#include "Progress.h"
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <cstdio>
+#include <exception>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+namespace kestrabel::cli {
+
+namespace {
+
+constexpr unsigned kMaxJobs = 64;
+
+bool parseJobs(const std::string &text, unsigned *out)
+{
+    if (text.empty() || text.size() > 3 || !std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }))
+        return false;
+    unsigned value = unsigned(std::stoul(text));
+    if (value == 0)
+        value = std::max(1u, std::thread::hardware_concurrency());
+    if (value > kMaxJobs)
+        return false;
+    *out = value;
+    return true;
+}
+
+void printResult(JobResult &result)
+{
+    if (!result.out.empty()) {
+        std::fwrite(result.out.data(), 1, result.out.size(), stdout);
+        std::fflush(stdout);
+    }
+    if (!result.err.empty()) {
+        std::fwrite(result.err.data(), 1, result.err.size(), stderr);
+        std::fflush(stderr);
+    }
+}
+
+JobResult runGuarded(const Job &job, const std::string &path, size_t index)
+{
+    try {
+        return job(path, index);
+    } catch (const std::exception &e) {
+        JobResult result;
+        addError(&result, path + ": " + e.what());
+        return result;
+    }
+}
+
+} // namespace
+
+OptionMatch takeBatchOption(const Args &args, size_t &i, BatchOptions *options, std::string *error)
+{
+    const std::string &arg = args[i];
+    if (arg == "-r" || arg == "--recursive") {
+        options->recursive = true;
+        return OptionMatch::Taken;
+    }
+    std::string value;
+    if (arg == "-j" || arg == "--jobs") {
+        if (i + 1 >= args.size()) {
+            *error = arg + " needs a number";
+            return OptionMatch::Error;
+        }
+        value = args[++i];
+    } else if (arg.rfind("--jobs=", 0) == 0) {
+        value = arg.substr(7);
+    } else if (arg.size() > 2 && arg.rfind("-j", 0) == 0) {
+        value = arg.substr(2);
+    } else {
+        return OptionMatch::NotMine;
+    }
+    if (!parseJobs(value, &options->jobs)) {
+        *error = "'" + value + "' is not a number of jobs from 0 to " + std::to_string(kMaxJobs);
+        return OptionMatch::Error;
+    }
+    return OptionMatch::Taken;
+}
+
+void addError(JobResult *result, const std::string &message)
+{
+    result->err += "kestrabel-tag: " + message + "\n";
+    result->failed = true;
+}
+
+std::vector<std::string> batchFiles(const std::vector<std::string> &arguments, const BatchOptions &options,
+                                    bool *folderErrors)
+{
+    // Kind detection reads the registries; they are filled before any worker can race for them.
+    ensureKindRegistries();
+    FileList list = expandFileArguments(arguments, options.recursive);
+    for (const std::string &message : list.errors)
+        printError(message);
+    *folderErrors = !list.errors.empty();
+    return list.files;
+}
+
+int runBatch(const std::vector<std::string> &arguments, const BatchOptions &options, const Job &job, const Emit &emit)
+{
+    bool folderErrors = false;
+    std::vector<std::string> files = batchFiles(arguments, options, &folderErrors);
+    int status = runBatchOnFiles(files, options, job, emit);
+    return folderErrors ? 1 : status;
+}
+
+int runBatchOnFiles(const std::vector<std::string> &files, const BatchOptions &options, const Job &job, const Emit &emit)
+{
+    ensureKindRegistries();
+    const size_t count = files.size();
+    ProgressBar bar(count, ProgressBar::wanted(count));
+    bool failed = false;
+    auto deliver = [&](size_t index, JobResult &result) {
+        bar.clear();
+        failed = failed || result.failed;
+        if (emit)
+            emit(files[index], index, result);
+        else
+            printResult(result);
+    };
+
+    unsigned workers = std::min<size_t>(options.jobs, count);
+    if (workers <= 1) {
+        for (size_t i = 0; i < count; ++i) {
+            bar.update(i);
+            JobResult result = runGuarded(job, files[i], i);
+            deliver(i, result);
+        }
+        bar.update(count);
+        bar.clear();
+        return failed ? 1 : 0;
+    }
+
+    std::mutex mutex;
+    std::condition_variable ready;
+    std::vector<std::optional<JobResult>> results(count);
+    std::atomic<size_t> next{0};
+    size_t finished = 0;
+    std::vector<std::thread> threads;
+    threads.reserve(workers);
+    for (unsigned w = 0; w < workers; ++w) {
+        threads.emplace_back([&] {
+            for (size_t i = next++; i < count; i = next++) {
+                JobResult result = runGuarded(job, files[i], i);
+                std::lock_guard lock(mutex);
+                results[i] = std::move(result);
+                ++finished;
+                ready.notify_one();
+            }
+        });
+    }
+    size_t printed = 0;
+    bar.update(0);
+    while (printed < count) {
+        std::unique_lock lock(mutex);
+        size_t seen = finished;
+        ready.wait(lock, [&] { return finished != seen || results[printed].has_value(); });
+        std::vector<std::pair<size_t, JobResult>> batch;
+        while (printed < count && results[printed]) {
+            batch.emplace_back(printed, std::move(*results[printed]));
+            results[printed].reset();
+            ++printed;
+        }
+        size_t done = finished;
+        lock.unlock();
+        for (auto &[index, result] : batch)
+            deliver(index, result);
+        bar.update(done);
+    }
+    for (std::thread &thread : threads)
+        thread.join();
+    bar.clear();
+    return failed ? 1 : 0;
+}
+
+} // namespace kestrabel::cli

@@ -1,0 +1,47 @@
+// Running a command over many files: -r/--recursive and -j N, a pool of workers with one
+// handle each, results printed in the order of the files, and the progress bar.
+#pragma once
+
+#include "Commands.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace kestrabel::cli {
+
+struct BatchOptions {
+    bool recursive = false;
+    unsigned jobs = 1;
+};
+
+enum class OptionMatch { NotMine, Taken, Error };
+
+// Takes -r, --recursive, -j N, -jN, --jobs N and --jobs=N at args[i], moving i past a value.
+OptionMatch takeBatchOption(const Args &args, size_t &i, BatchOptions *options, std::string *error);
+
+struct JobResult {
+    std::string out; // to standard output
+    std::string err; // complete lines to standard error
+    bool failed = false;
+};
+
+// Appends "kestrabel-tag: message\n" to result.err and marks it failed.
+void addError(JobResult *result, const std::string &message);
+
+// Expands the FILE arguments, runs job(path, index) for each file on options.jobs workers and
+// hands every result, in file order, to emit on the calling thread (by default out and err are
+// printed). Returns the exit status: 0, or 1 when a folder could not be read or a job failed.
+using Job = std::function<JobResult(const std::string &path, size_t index)>;
+using Emit = std::function<void(const std::string &path, size_t index, JobResult &result)>;
+int runBatch(const std::vector<std::string> &arguments, const BatchOptions &options, const Job &job,
+             const Emit &emit = {});
+
+// The files runBatch would work on, and whether every folder could be read; for commands that
+// need the list before starting (an archive written at the end).
+std::vector<std::string> batchFiles(const std::vector<std::string> &arguments, const BatchOptions &options,
+                                    bool *folderErrors);
+int runBatchOnFiles(const std::vector<std::string> &files, const BatchOptions &options, const Job &job,
+                    const Emit &emit = {});
+
+} // namespace kestrabel::cli

@@ -1,0 +1,69 @@
+#include "FileWalker.h"
+
+#include "MediaFile.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+namespace kestrabel::cli {
+namespace fs = std::filesystem;
+
+namespace {
+
+void walk(const fs::path &folder, FileList *list)
+{
+    std::error_code error;
+    fs::directory_iterator it(folder, error);
+    if (error) {
+        list->errors.push_back(folder.string() + ": cannot read the folder: " + error.message());
+        return;
+    }
+    std::vector<fs::directory_entry> entries;
+    for (; it != fs::directory_iterator(); it.increment(error)) {
+        if (error) {
+            list->errors.push_back(folder.string() + ": cannot read the folder: " + error.message());
+            break;
+        }
+        entries.push_back(*it);
+    }
+    std::sort(entries.begin(), entries.end(),
+              [](const fs::directory_entry &a, const fs::directory_entry &b) { return a.path().filename() < b.path().filename(); });
+    for (const fs::directory_entry &entry : entries) {
+        std::error_code statusError;
+        if (entry.is_symlink(statusError) && entry.is_directory(statusError))
+            continue;
+        if (entry.is_directory(statusError))
+            walk(entry.path(), list);
+        else if (entry.is_regular_file(statusError) && isMediaFile(entry.path().string()))
+            list->files.push_back(entry.path().string());
+    }
+}
+
+} // namespace
+
+bool isMediaFile(const std::string &path)
+{
+    MediaFileType kind = kMediaFileTypeUnsupported;
+    if (MediaFileGetTypeForPath(path.c_str(), &kind) != kMediaFileNoErr)
+        return false;
+    return kind != kMediaFileTypeUnsupported && kind != kMediaFileTypeWMA;
+}
+
+FileList expandFileArguments(const std::vector<std::string> &arguments, bool recursive)
+{
+    FileList list;
+    for (const std::string &argument : arguments) {
+        std::error_code error;
+        if (!fs::is_directory(argument, error)) {
+            list.files.push_back(argument);
+        } else if (!recursive) {
+            list.errors.push_back(argument + ": is a folder (use -r to go through it)");
+        } else {
+            walk(argument, &list);
+        }
+    }
+    return list;
+}
+
+} // namespace kestrabel::cli

@@ -1,0 +1,22 @@
+// Turns the FILE arguments of a command into the list of files to work on.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace kestrabel::cli {
+
+struct FileList {
+    std::vector<std::string> files;
+    std::vector<std::string> errors; // complete messages, one per folder that could not be read
+};
+
+// Files are kept as given (a missing one fails later, when it is opened). A folder is refused
+// without recursive; with it, every media file below it is taken in name order, and files of
+// no media kind are skipped without a word. Symbolic links to folders are not followed.
+FileList expandFileArguments(const std::vector<std::string> &arguments, bool recursive);
+
+// Whether kind detection makes the file a kind that opens.
+bool isMediaFile(const std::string &path);
+
+} // namespace kestrabel::cli

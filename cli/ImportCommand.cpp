@@ -1,0 +1,125 @@
+#include "Batch.h"
+#include "Commands.h"
+#include "ExportFormat.h"
+#include "MediaFileWrapper.h"
+#include "PropertyList.h"
+
+#include <QFile>
+
+#include <cstdio>
+#include <optional>
+
+namespace kestrabel::cli {
+
+const char kImportHelp[] = R"(usage: kestrabel-tag import [--overwrite] [-r] [-j N] PLIST FILE...
+
+Applies a tag dictionary written by 'kestrabel-tag export' to each FILE and saves
+it with the default write options of 'set'.
+
+PLIST is either one tag dictionary, applied to every FILE, or an archive
+(export --archive), in which each FILE finds its entry by its file name without
+extension. A dictionary marked as something other than a Kestrabel export is
+refused; one without a marker is taken.
+
+  --overwrite        replace values the file already has, and its cover art.
+                     Without it only empty values are filled in, and the cover
+                     art is never touched. Empty exported texts never erase.
+                     The exported file names never rename a file.
+  -r, --recursive    go through folders: every media file below them, in name
+                     order; files of no media kind are skipped
+  -j, --jobs N       save N files at once (0: one per processor core)
+
+Exit status: 0 when every file was saved, 1 when any failed, 2 for a usage error.
+)";
+
+namespace {
+
+QString qtPath(const std::string &path) { return QFile::decodeName(path.c_str()); }
+
+// An archive holds only dictionaries; a tag dictionary holds texts, numbers and bytes.
+bool isArchive(const QVariantMap &root)
+{
+    if (root.isEmpty() || root.contains(QString::fromLatin1(kMediaFileDataExportKey)))
+        return false;
+    for (const QVariant &value : root)
+        if (value.typeId() != QMetaType::QVariantMap)
+            return false;
+    return true;
+}
+
+} // namespace
+
+int runImport(const Args &args)
+{
+    bool overwrite = false, optionsDone = false;
+    BatchOptions batch;
+    std::vector<std::string> operands;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string &arg = args[i];
+        std::string error;
+        OptionMatch match = optionsDone ? OptionMatch::NotMine : takeBatchOption(args, i, &batch, &error);
+        if (match == OptionMatch::Error)
+            return usageError("import", error);
+        if (match == OptionMatch::Taken)
+            continue;
+        if (optionsDone || arg.empty() || arg[0] != '-' || arg == "-") {
+            operands.push_back(arg);
+        } else if (arg == "--") {
+            optionsDone = true;
+        } else if (arg == "-h" || arg == "--help") {
+            std::fputs(kImportHelp, stdout);
+            return 0;
+        } else if (arg == "--overwrite") {
+            overwrite = true;
+        } else {
+            return usageError("import", "unknown option " + arg);
+        }
+    }
+    if (operands.empty())
+        return usageError("import", "no PLIST given");
+    if (operands.size() < 2)
+        return usageError("import", "no FILE given");
+    const std::string plistPath = operands.front();
+    std::optional<QVariantMap> root = readPropertyListDictionary(qtPath(plistPath));
+    if (!root) {
+        printError(plistPath + ": not a readable property list with a dictionary: " + statusText(kMediaFileErrParam));
+        return 1;
+    }
+    const bool archive = isArchive(*root);
+    std::vector<std::string> files(operands.begin() + 1, operands.end());
+
+    auto job = [&](const std::string &path, size_t) {
+        JobResult result;
+        MediaFileStatus status = kMediaFileNoErr;
+        std::optional<MediaFileWrapper> wrapper = MediaFileWrapper::mediaFileWithFileAtPath(qtPath(path), false, &status);
+        if (!wrapper) {
+            addError(&result, path + ": cannot open: " + statusText(status));
+            return result;
+        }
+        std::optional<QVariantMap> dictionary = *root;
+        if (archive) {
+            QString name = stringFromMediaFileRef(wrapper->mediaFileRef(), kMediaFileDataIDFilenameClean);
+            auto entry = root->constFind(name);
+            if (entry == root->constEnd()) {
+                addError(&result, path + ": the archive has no entry '" + name.toStdString() + "': " +
+                                      statusText(kMediaFileErrNotFound));
+                return result;
+            }
+            dictionary = entry->toMap();
+        }
+        // The write options are settled before the import adds frames, as set does.
+        MediaFileFlags flags = defaultWriteFlags(wrapper->mediaFileRef());
+        status = wrapper->setMediaFileDataFromDictionaryRepresentation(dictionary, overwrite);
+        if (status != kMediaFileNoErr) {
+            addError(&result, path + ": " + plistPath + " cannot be applied: " + statusText(status));
+            return result;
+        }
+        status = wrapper->update(flags);
+        if (status != kMediaFileNoErr)
+            addError(&result, path + ": cannot save: " + statusText(status));
+        return result;
+    };
+    return runBatch(files, batch, job);
+}
+
+} // namespace kestrabel::cli
