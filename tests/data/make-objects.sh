@@ -1,0 +1,164 @@
+#!/usr/bin/env bash
+# Regenerates the fixtures of the object-layer tests in objects/: one tagged and one untagged
+# file of every audio kind (tiny 8 kHz mono tones), a JPEG with EXIF camera fields, cover
+# images in several formats, and property lists written by Python's plistlib.
+# Needs ffmpeg, lame, sox, oggenc, flac, exiftool and Debian's python3 with mutagen.
+set -euo pipefail
+cd "$(dirname "$0")"
+mkdir -p objects
+cd objects
+python=/usr/bin/python3
+tone=(-f lavfi -i "sine=frequency=440:sample_rate=8000:duration=0.1" -ac 1)
+ff() { ffmpeg -hide_banner -loglevel error -y -fflags +bitexact "$@"; }
+
+# Cover images: a 24x16 test card in four formats; the PNG has an alpha channel.
+ff -f lavfi -i "testsrc=size=24x16:rate=1" -frames:v 1 -q:v 2 cover.jpg
+ff -f lavfi -i "testsrc=size=24x16:rate=1" -frames:v 1 -vf format=rgba,colorchannelmixer=aa=0.5 cover.png
+ff -f lavfi -i "testsrc=size=24x16:rate=1" -frames:v 1 cover.gif
+ff -f lavfi -i "testsrc=size=24x16:rate=1" -frames:v 1 cover.bmp
+printf 'This is a text file with an image name.\n' > not-an-image.png
+
+# Audio without tags.
+# MPEG 2.5 frames at 8 kHz hold 72 ms: half a second gives the audio scan a few frames.
+sox -n -r 8000 -c 1 -b 16 tone.wav synth 0.5 sine 440
+lame --quiet -m m -b 8 --resample 8 --noreplaygain tone.wav plain.mp3
+ff "${tone[@]}" -c:a aac -b:a 16k -map_metadata -1 plain.m4a
+sox -n -r 8000 -c 1 -b 16 plain.aiff synth 0.1 sine 440
+sox -n -r 8000 -c 1 -b 16 plain.wav synth 0.1 sine 440
+sox -n -r 8000 -c 1 -b 16 tone.wav synth 0.1 sine 440
+oggenc --quiet -q 0 -o plain.ogg tone.wav
+flac --silent --force -o plain.flac tone.wav
+rm tone.wav
+
+# The same audio with tags, so that the audio of a tagged and a plain file can be compared.
+cp plain.mp3 tagged.mp3
+cp plain.m4a tagged.m4a
+cp plain.aiff tagged.aiff
+cp plain.ogg tagged.ogg
+cp plain.flac tagged.flac
+# WAVE: a Broadcast Wave bext chunk (mutagen would write its ID3 as a lowercase "id3 " chunk).
+ff "${tone[@]}" -c:a pcm_s16le -write_bext 1 \
+   -metadata description="Kestrel take" -metadata originator="Kestrabel tests" \
+   -metadata originator_reference="KST0001" -metadata origination_date="2004-05-06" \
+   -metadata origination_time="07:08:09" -metadata coding_history="A=PCM,F=8000,W=16,M=mono" \
+   tagged.wav
+
+"$python" - <<'PY'
+from mutagen.id3 import ID3, TIT2, TPE1, TALB, TCON, COMM, TCOM, TRCK, TPOS, TYER, TBPM, APIC
+from mutagen.aiff import AIFF
+from mutagen.mp4 import MP4, MP4Cover
+from mutagen.oggvorbis import OggVorbis
+from mutagen.flac import FLAC, Picture
+
+cover = open("cover.jpg", "rb").read()
+
+def id3_frames(tags):
+    tags.add(TIT2(encoding=3, text="Kestrel Song"))
+    tags.add(TPE1(encoding=3, text="Falco Tinnunculus"))
+    tags.add(TALB(encoding=3, text="Birds of Prey"))
+    tags.add(TCON(encoding=3, text="Ambient"))
+    tags.add(COMM(encoding=3, lang="eng", desc="", text="made for tests"))
+    tags.add(TCOM(encoding=3, text="Hovering"))
+    tags.add(TRCK(encoding=3, text="3/12"))
+    tags.add(TPOS(encoding=3, text="1/2"))
+    tags.add(TYER(encoding=3, text="2004"))
+    tags.add(TBPM(encoding=3, text="120"))
+    tags.add(APIC(encoding=0, mime="image/jpeg", type=3, desc="", data=cover))
+
+tags = ID3()
+id3_frames(tags)
+tags.save("tagged.mp3", v2_version=3)
+
+aiff = AIFF("tagged.aiff")
+aiff.add_tags()
+id3_frames(aiff.tags)
+aiff.save(v2_version=3)
+
+mp4 = MP4("tagged.m4a")
+mp4["\xa9nam"] = "Kestrel Song"
+mp4["\xa9ART"] = "Falco Tinnunculus"
+mp4["\xa9alb"] = "Birds of Prey"
+mp4["\xa9gen"] = "Ambient"
+mp4["\xa9cmt"] = "made for tests"
+mp4["\xa9wrt"] = "Hovering"
+mp4["trkn"] = [(3, 12)]
+mp4["disk"] = [(1, 2)]
+mp4["\xa9day"] = "2004"
+mp4["tmpo"] = [120]
+mp4["covr"] = [MP4Cover(cover, imageformat=MP4Cover.FORMAT_JPEG)]
+mp4.save()
+
+def vorbis_fields(tags, total_name):
+    tags["TITLE"] = "Kestrel Song"
+    tags["ARTIST"] = "Falco Tinnunculus"
+    tags["ALBUM"] = "Birds of Prey"
+    tags["GENRE"] = "Ambient"
+    tags["COMMENT"] = "made for tests"
+    tags["COMPOSER"] = "Hovering"
+    tags["TRACKNUMBER"] = "3"
+    tags[total_name] = "12"
+    tags["DISC"] = "1"
+    tags["DISCC"] = "2"
+    tags["YEAR"] = "2004"
+    tags["BPM"] = "120"
+
+ogg = OggVorbis("tagged.ogg")
+vorbis_fields(ogg, "TRACKTOTAL")
+ogg.save()
+
+flac = FLAC("tagged.flac")
+vorbis_fields(flac, "TOTALTRACKS")
+picture = Picture()
+picture.type = 3
+picture.mime = "image/jpeg"
+picture.width, picture.height, picture.depth = 24, 16, 24
+picture.data = cover
+flac.add_picture(picture)
+flac.save()
+PY
+
+# A still image with camera fields for the read-only EXIF kind.
+ff -f lavfi -i "testsrc=size=16x16:rate=1" -frames:v 1 -q:v 5 camera.jpg
+exiftool -q -overwrite_original -Make="Kestrabel Optics" -Model="Hover 1" \
+   -DateTimeOriginal="2004:05:06 07:08:09" -Copyright="Falco" camera.jpg
+
+# Property lists written by another implementation: an export dictionary with artwork, an
+# archive of two entries, one with a foreign marker and one without any marker.
+"$python" - <<'PY'
+import plistlib
+
+def record(title, album, track):
+    return {
+        "kMediaFileDataExportKey": "KESTRABEL MEDIA FILE DATA EXPORT",
+        "kKestrabelVersionKey": "0.0.1",
+        "kMediaFileDataIDTitle": title,
+        "kMediaFileDataIDAlbum": album,
+        "kMediaFileDataIDArtist": "",
+        "kMediaFileDataIDComment": "from plistlib",
+        "kMediaFileDataIDFilename": "elsewhere.mp3",
+        "kMediaFileDataIDFilenameClean": "elsewhere",
+        "kMediaFileDataIDTrackNumber": track,
+        "kMediaFileDataIDTotalTracks": 9,
+        "kMediaFileDataIDYear": 1999,
+    }
+
+full = record("Written by plistlib", "Foreign Album", 5)
+full["kMediaFileDataIDArtwork"] = open("cover.png", "rb").read()
+with open("export-by-plistlib.plist", "wb") as f:
+    plistlib.dump(full, f)
+
+archive = {"plain": record("Archived plain", "Archive Album", 7),
+           "tagged": record("Archived tagged", "Archive Album", 8)}
+with open("archive-by-plistlib.plist", "wb") as f:
+    plistlib.dump(archive, f)
+
+wrong = record("Wrong marker", "Wrong Album", 1)
+wrong["kMediaFileDataExportKey"] = "SOME OTHER EXPORT"
+with open("wrong-marker.plist", "wb") as f:
+    plistlib.dump(wrong, f)
+
+unmarked = record("No marker", "Unmarked Album", 2)
+del unmarked["kMediaFileDataExportKey"]
+with open("no-marker.plist", "wb") as f:
+    plistlib.dump(unmarked, f)
+PY
