@@ -1,0 +1,66 @@
+// The comment header of an Ogg Vorbis file: the three Vorbis header packets are read at open,
+// the comment packet is rebuilt from the edited list at save, and the file is copied page by
+// page into a new file that then takes its place.
+#pragma once
+
+#include "OggStreams.h"
+
+#include "MediaFile.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kestrabel::ogg {
+
+// This handler's own status codes, beside errno values.
+constexpr MediaFileStatus kOggVorbisErrMemory = 2001;
+constexpr MediaFileStatus kOggVorbisErrTempFile = 2002;
+constexpr MediaFileStatus kOggVorbisErrNotVorbis = 2003;
+constexpr MediaFileStatus kOggVorbisErrArgument = 2004;
+constexpr MediaFileStatus kOggVorbisErrNoComment = 2005;
+constexpr MediaFileStatus kOggVorbisErrWrite = -1;
+
+struct OggVorbisFile {
+    std::string path;
+    int serial = 0;
+    VorbisInfo info;
+    VorbisComment comment;
+    std::vector<uint8_t> mainHeader;
+    std::vector<uint8_t> setupHeader;
+    // False when the header packets could not all be read; lastError then says why.
+    bool headersRead = false;
+    const char *lastError = nullptr;
+    ProgressFn progress = nullptr;
+    void *progressContext = nullptr;
+};
+
+using OggVorbisFilePtr = std::unique_ptr<OggVorbisFile>;
+
+// Recognises the file (printing the reason to standard error when it is no Ogg Vorbis file)
+// and reads its header packets. A file whose later headers cannot be read still gives a handle
+// and 0, with headersRead false and lastError set.
+MediaFileStatus OggVorbisFileOpen(const char *path, OggVorbisFilePtr *out);
+// Rewrites the file with the current comments; kOggVorbisErrWrite when the new file could not
+// be written, with lastError set.
+MediaFileStatus OggVorbisFileSave(OggVorbisFile &file);
+
+// The first value of the field, looked up under its alias when absent (DISC and DISCNUMBER,
+// TRACKTOTAL and TOTALTRACKS stand for each other).
+MediaFileStatus OggVorbisGetComment(OggVorbisFile &file, const char *name, std::string *out);
+MediaFileStatus OggVorbisSetComment(OggVorbisFile &file, const char *name, std::string_view value);
+
+// Kilobits per second counted in 1,024s; *text gets "VBR (low-high)" for a managed stream.
+int32_t OggVorbisGetBitRate(const OggVorbisFile &file, std::string *text);
+int32_t bitRateFromHints(long upper, long nominal, long lower, std::string *text);
+int32_t OggVorbisGetChannels(const OggVorbisFile &file);
+int32_t OggVorbisGetSampleRate(const OggVorbisFile &file);
+// The vendor string; "-" and kOggVorbisErrArgument when the file has none.
+MediaFileStatus OggVorbisGetVendor(const OggVorbisFile &file, std::string *out);
+
+// The temporary files of saves are named after the file with "-" and this counter.
+int nextTemporaryNumber();
+
+} // namespace kestrabel::ogg
