@@ -1,8 +1,101 @@
-// Placeholder until this kind's handler lands: the kind is recognised but does not open.
+// Data IDs of a FLAC file: Vorbis comments under the FLAC names, the vendor string, the
+// stream information and the application-block picture.
+#include "FLACFile.h"
+
+#include "core/DataIDRules.h"
 #include "core/FormatHandler.h"
+#include "ogg/VorbisCommentNames.h"
 
 namespace kestrabel {
 
-MediaFileStatus FLACOpen(const char *, MediaFileFlags, HandlerPtr *) { return kMediaFileErrUnsupported; }
+namespace {
+
+const char *fieldFor(MediaFileDataID id)
+{
+    if (id == kMediaFileDataIDTotalTracks)
+        return vorbis::kFLACTotalTracks;
+    if (id == kMediaFileDataIDCompilation)
+        return vorbis::kFLACCompilation;
+    return vorbis::sharedFieldName(id);
+}
+
+class FLACHandler final : public FormatHandler {
+public:
+    explicit FLACHandler(flac::FLACFilePtr file) : file_(std::move(file)) {}
+
+    MediaFileStatus update(const char *, MediaFileFlags) override { return flac::FLACFileSave(*file_); }
+
+    MediaFileStatus getInteger(MediaFileDataID id, int32_t *out) override
+    {
+        switch (id) {
+        case kMediaFileDataIDBitRate:
+            return flac::FLACGetBitRate(*file_, out);
+        case kMediaFileDataIDChannels:
+            return flac::FLACGetChannels(*file_, out);
+        case kMediaFileDataIDSampleRate:
+            return flac::FLACGetSampleRate(*file_, out);
+        default:
+            break;
+        }
+        if (!isIntegerTextID(id))
+            return kMediaFileErrUnsupported;
+        return flac::FLACGetCommentInt(*file_, fieldFor(id), out);
+    }
+
+    MediaFileStatus getString(MediaFileDataID id, std::string *out) override
+    {
+        if (id == kMediaFileDataIDEncodedBy)
+            return flac::FLACGetVendor(*file_, out);
+        const char *field = fieldFor(id);
+        if (!field)
+            return kMediaFileErrUnsupported;
+        return flac::FLACGetComment(*file_, field, out);
+    }
+
+    MediaFileStatus setInteger(MediaFileDataID id, int32_t value) override
+    {
+        if (!isIntegerTextID(id))
+            return kMediaFileErrUnsupported;
+        return flac::FLACSetCommentInt(*file_, fieldFor(id), value);
+    }
+
+    MediaFileStatus setString(MediaFileDataID id, std::string_view text) override
+    {
+        if (id == kMediaFileDataIDEncodedBy)
+            return flac::FLACSetVendor(*file_, text);
+        const char *field = fieldFor(id);
+        if (!field)
+            return kMediaFileErrUnsupported;
+        return flac::FLACSetComment(*file_, field, text);
+    }
+
+    MediaFileStatus getData(MediaFileDataID id, std::vector<uint8_t> *out) override
+    {
+        if (id != kMediaFileDataIDArtwork)
+            return kMediaFileErrUnsupported;
+        return flac::FLACGetPicture(*file_, out);
+    }
+
+    MediaFileStatus setData(MediaFileDataID id, std::span<const uint8_t> bytes) override
+    {
+        if (id != kMediaFileDataIDArtwork)
+            return kMediaFileErrUnsupported;
+        return flac::FLACSetPicture(*file_, bytes);
+    }
+
+private:
+    flac::FLACFilePtr file_;
+};
+
+} // namespace
+
+MediaFileStatus FLACOpen(const char *path, MediaFileFlags, HandlerPtr *out)
+{
+    flac::FLACFilePtr file;
+    if (MediaFileStatus status = flac::FLACFileOpen(path, &file))
+        return status;
+    *out = std::make_unique<FLACHandler>(std::move(file));
+    return kMediaFileNoErr;
+}
 
 } // namespace kestrabel

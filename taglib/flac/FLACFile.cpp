@@ -1,0 +1,302 @@
+#include "FLACFile.h"
+
+#include "core/DataIDRules.h"
+#include "util/File.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <new>
+#include <strings.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kestrabel::flac {
+
+namespace {
+
+constexpr FLAC__byte kPictureApplicationID[4] = {'E', 'S', 'C', 'N'};
+constexpr FLAC__byte kPictureMagic[4] = {'P', 'I', 'C', '1'};
+constexpr uint32_t kPictureHeaderLength = sizeof kPictureApplicationID + sizeof kPictureMagic;
+// A block's length field has 24 bits.
+constexpr uint64_t kMaxBlockLength = (1u << 24) - 1;
+
+struct BlockDeleter {
+    void operator()(FLAC__StreamMetadata *block) const { FLAC__metadata_object_delete(block); }
+};
+using BlockPtr = std::unique_ptr<FLAC__StreamMetadata, BlockDeleter>;
+
+bool isPictureBlock(const FLAC__StreamMetadata *block)
+{
+    return block->type == FLAC__METADATA_TYPE_APPLICATION && block->length >= kPictureHeaderLength &&
+           std::memcmp(block->data.application.id, kPictureApplicationID, sizeof kPictureApplicationID) == 0 &&
+           block->data.application.data &&
+           std::memcmp(block->data.application.data, kPictureMagic, sizeof kPictureMagic) == 0;
+}
+
+void noteStreamInfo(FLACFile &file, const FLAC__StreamMetadata_StreamInfo &info)
+{
+    file.hasStreamInfo = true;
+    file.sampleRate = static_cast<int32_t>(info.sample_rate);
+    file.channels = static_cast<int32_t>(info.channels);
+    // Deliberately without the channel count.
+    file.bitRate = static_cast<int32_t>(static_cast<uint64_t>(info.sample_rate) * info.bits_per_sample / 1024);
+}
+
+// Walks the chain for the stream information, the picture and the comment block; a setter asks
+// for an empty comment block to be made when there is none. Ends at once when the comment block
+// is already known.
+MediaFileStatus scan(FLACFile &file, bool create)
+{
+    if (file.commentBlock)
+        return kMediaFileNoErr;
+    file.iterator.reset(FLAC__metadata_iterator_new());
+    if (!file.iterator)
+        return kMediaFileErrMemory;
+    FLAC__Metadata_Iterator *iterator = file.iterator.get();
+    FLAC__metadata_iterator_init(iterator, file.chain.get());
+    file.hasPicture = false;
+    file.pictureBlock = nullptr;
+    do {
+        FLAC__StreamMetadata *block = FLAC__metadata_iterator_get_block(iterator);
+        if (!block)
+            break;
+        if (block->type == FLAC__METADATA_TYPE_STREAMINFO) {
+            noteStreamInfo(file, block->data.stream_info);
+        } else if (isPictureBlock(block)) {
+            file.hasPicture = true;
+            file.pictureBlock = block;
+        } else if (block->type == FLAC__METADATA_TYPE_VORBIS_COMMENT) {
+            file.commentBlock = block;
+        }
+    } while (FLAC__metadata_iterator_next(iterator));
+    if (file.commentBlock)
+        return kMediaFileNoErr;
+    if (!create)
+        return kMediaFileErrNotFound;
+    BlockPtr block(FLAC__metadata_object_new(FLAC__METADATA_TYPE_VORBIS_COMMENT));
+    if (!block)
+        return kMediaFileErrMemory;
+    if (!FLAC__metadata_iterator_insert_block_after(iterator, block.get()))
+        return kMediaFileErrIO;
+    file.commentBlock = block.release();
+    return kMediaFileNoErr;
+}
+
+// Scans for the values that do not live in the comment block, whose absence does not matter.
+MediaFileStatus scanForOtherBlocks(FLACFile &file)
+{
+    MediaFileStatus status = scan(file, false);
+    return status == kMediaFileErrNotFound ? kMediaFileNoErr : status;
+}
+
+// The index of the first entry named name (ignoring case), whether or not it has a "=".
+int findEntry(const FLAC__StreamMetadata *block, std::string_view name)
+{
+    const FLAC__StreamMetadata_VorbisComment &comments = block->data.vorbis_comment;
+    for (uint32_t i = 0; i < comments.num_comments; ++i) {
+        const FLAC__StreamMetadata_VorbisComment_Entry &entry = comments.comments[i];
+        if (!entry.entry || entry.length < name.size())
+            continue;
+        const char *text = reinterpret_cast<const char *>(entry.entry);
+        if (strncasecmp(text, name.data(), name.size()) == 0 && (entry.length == name.size() || text[name.size()] == '='))
+            return static_cast<int>(i);
+    }
+    return -1;
+}
+
+bool fitsInBlock(const FLAC__StreamMetadata *block, size_t extra)
+{
+    return static_cast<uint64_t>(block->length) + extra + 4 <= kMaxBlockLength;
+}
+
+} // namespace
+
+MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out)
+{
+    if (!path)
+        return kMediaFileErrParam;
+    auto file = std::make_unique<FLACFile>();
+    file->path = path;
+    file->chain.reset(FLAC__metadata_chain_new());
+    if (!file->chain)
+        return kMediaFileErrMemory;
+    if (!FLAC__metadata_chain_read(file->chain.get(), path)) {
+        MediaFileStatus status = FLAC__metadata_chain_status(file->chain.get());
+        return status != 0 ? status : kMediaFileErrShortRead;
+    }
+    *out = std::move(file);
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus FLACFileSave(FLACFile &file)
+{
+    file.pictureBlock = nullptr;
+    file.commentBlock = nullptr;
+    // libFLAC would rewrite a read-only file through a new one when the padding is too small;
+    // refuse the way an in-place write would.
+    if (faccessat(AT_FDCWD, file.path.c_str(), W_OK, AT_EACCESS) != 0)
+        return util::statusFromErrno();
+    FLAC__metadata_chain_sort_padding(file.chain.get());
+    if (!FLAC__metadata_chain_write(file.chain.get(), true, true)) {
+        MediaFileStatus status = FLAC__metadata_chain_status(file.chain.get());
+        return status != 0 ? status : kMediaFileErrWrite;
+    }
+    // Keeping the file's stats puts its old modification time back too; but the content has
+    // changed, and the core restores the dates itself when the caller asks for that.
+    const struct timespec times[2] = {{0, UTIME_OMIT}, {0, UTIME_NOW}};
+    utimensat(AT_FDCWD, file.path.c_str(), times, 0);
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus FLACGetComment(FLACFile &file, const char *name, std::string *out)
+{
+    if (MediaFileStatus status = scan(file, false))
+        return status;
+    int index = findEntry(file.commentBlock, name);
+    if (index < 0)
+        return kMediaFileErrNotFound;
+    const FLAC__StreamMetadata_VorbisComment_Entry &entry = file.commentBlock->data.vorbis_comment.comments[index];
+    size_t nameLength = std::strlen(name);
+    if (entry.length == nameLength)
+        return kMediaFileErrBadFrame;
+    const char *text = reinterpret_cast<const char *>(entry.entry);
+    out->assign(text + nameLength + 1, entry.length - nameLength - 1);
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus FLACGetCommentInt(FLACFile &file, const char *name, int32_t *out)
+{
+    std::string text;
+    if (MediaFileStatus status = FLACGetComment(file, name, &text))
+        return status;
+    *out = leadingInteger(text);
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus FLACSetComment(FLACFile &file, const char *name, std::string_view value)
+{
+    if (MediaFileStatus status = scan(file, true))
+        return status;
+    std::string text = std::string(name) + "=" + std::string(value);
+    if (!fitsInBlock(file.commentBlock, text.size()))
+        return kMediaFileErrIO;
+    FLAC__StreamMetadata_VorbisComment_Entry entry;
+    entry.length = static_cast<FLAC__uint32>(text.size());
+    entry.entry = reinterpret_cast<FLAC__byte *>(text.data());
+    if (!FLAC__metadata_object_vorbiscomment_replace_comment(file.commentBlock, entry, true, true))
+        return kMediaFileErrIO;
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus FLACSetCommentInt(FLACFile &file, const char *name, int32_t value)
+{
+    return FLACSetComment(file, name, formatIntegerText(value));
+}
+
+MediaFileStatus FLACGetVendor(FLACFile &file, std::string *out)
+{
+    if (MediaFileStatus status = scan(file, false))
+        return status;
+    const FLAC__StreamMetadata_VorbisComment_Entry &vendor = file.commentBlock->data.vorbis_comment.vendor_string;
+    if (vendor.entry)
+        out->assign(reinterpret_cast<const char *>(vendor.entry), vendor.length);
+    else
+        out->clear();
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus FLACSetVendor(FLACFile &file, std::string_view vendor)
+{
+    if (MediaFileStatus status = scan(file, true))
+        return status;
+    if (!fitsInBlock(file.commentBlock, vendor.size()))
+        return kMediaFileErrIO;
+    std::string text(vendor);
+    FLAC__StreamMetadata_VorbisComment_Entry entry;
+    entry.length = static_cast<FLAC__uint32>(text.size());
+    entry.entry = text.empty() ? nullptr : reinterpret_cast<FLAC__byte *>(text.data());
+    if (!FLAC__metadata_object_vorbiscomment_set_vendor_string(file.commentBlock, entry, true))
+        return kMediaFileErrIO;
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus FLACGetPicture(FLACFile &file, std::vector<uint8_t> *out)
+{
+    if (MediaFileStatus status = scanForOtherBlocks(file))
+        return status;
+    if (!file.pictureBlock)
+        return kMediaFileErrNotFound;
+    const FLAC__StreamMetadata *block = file.pictureBlock;
+    size_t imageLength = block->length - kPictureHeaderLength;
+    // As long as the length field, with the image at the start: deliberate, callers take the
+    // image from the start of the buffer.
+    out->assign(block->length, 0);
+    std::memcpy(out->data(), block->data.application.data + sizeof kPictureMagic, imageLength);
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus FLACSetPicture(FLACFile &file, std::span<const uint8_t> image)
+{
+    if (MediaFileStatus status = scan(file, true))
+        return status;
+    if (!file.hasPicture)
+        return kMediaFileNoErr;
+    std::unique_ptr<FLAC__Metadata_Iterator, IteratorDeleter> iterator(FLAC__metadata_iterator_new());
+    if (!iterator)
+        return kMediaFileErrMemory;
+    FLAC__metadata_iterator_init(iterator.get(), file.chain.get());
+    bool found = false;
+    do {
+        found = FLAC__metadata_iterator_get_block(iterator.get()) == file.pictureBlock;
+    } while (!found && FLAC__metadata_iterator_next(iterator.get()));
+    // A picture is only ever replaced, never added: deliberate.
+    if (!found)
+        return kMediaFileNoErr;
+    if (image.size() > kMaxBlockLength - kPictureHeaderLength)
+        return kMediaFileErrIO;
+    BlockPtr block(FLAC__metadata_object_new(FLAC__METADATA_TYPE_APPLICATION));
+    if (!block)
+        return kMediaFileErrIO;
+    std::memcpy(block->data.application.id, kPictureApplicationID, sizeof kPictureApplicationID);
+    std::vector<FLAC__byte> data(kPictureMagic, kPictureMagic + sizeof kPictureMagic);
+    data.insert(data.end(), image.begin(), image.end());
+    if (!FLAC__metadata_object_application_set_data(block.get(), data.data(), static_cast<uint32_t>(data.size()), true))
+        return kMediaFileErrIO;
+    if (!FLAC__metadata_iterator_set_block(iterator.get(), block.get()))
+        return kMediaFileErrIO;
+    file.pictureBlock = block.release();
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus FLACGetSampleRate(FLACFile &file, int32_t *out)
+{
+    if (MediaFileStatus status = scanForOtherBlocks(file))
+        return status;
+    if (!file.hasStreamInfo)
+        return kMediaFileErrNotFound;
+    *out = file.sampleRate;
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus FLACGetBitRate(FLACFile &file, int32_t *out)
+{
+    if (MediaFileStatus status = scanForOtherBlocks(file))
+        return status;
+    if (!file.hasStreamInfo)
+        return kMediaFileErrNotFound;
+    *out = file.bitRate;
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus FLACGetChannels(FLACFile &file, int32_t *out)
+{
+    if (MediaFileStatus status = scanForOtherBlocks(file))
+        return status;
+    if (!file.hasStreamInfo)
+        return kMediaFileErrNotFound;
+    *out = file.channels;
+    return kMediaFileNoErr;
+}
+
+} // namespace kestrabel::flac

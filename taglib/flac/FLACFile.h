@@ -1,0 +1,67 @@
+// The metadata blocks of a FLAC file through libFLAC's chain interface: Vorbis comments, the
+// stream information and a cover picture kept in an "ESCN" application block.
+#pragma once
+
+#include "MediaFile.h"
+
+#include <FLAC/metadata.h>
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kestrabel::flac {
+
+struct ChainDeleter {
+    void operator()(FLAC__Metadata_Chain *chain) const { FLAC__metadata_chain_delete(chain); }
+};
+struct IteratorDeleter {
+    void operator()(FLAC__Metadata_Iterator *iterator) const { FLAC__metadata_iterator_delete(iterator); }
+};
+
+struct FLACFile {
+    std::string path;
+    std::unique_ptr<FLAC__Metadata_Chain, ChainDeleter> chain;
+    std::unique_ptr<FLAC__Metadata_Iterator, IteratorDeleter> iterator;
+    // Both blocks belong to the chain.
+    FLAC__StreamMetadata *pictureBlock = nullptr;
+    FLAC__StreamMetadata *commentBlock = nullptr;
+    bool hasPicture = false;
+    bool hasStreamInfo = false;
+    int32_t sampleRate = 0;
+    int32_t bitRate = 0;
+    int32_t channels = 0;
+};
+
+using FLACFilePtr = std::unique_ptr<FLACFile>;
+
+// A failed read gives the chain's status number, or kMediaFileErrShortRead when it has none.
+MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out);
+// Sorts the padding to the end and lets libFLAC write in place when the padding allows,
+// otherwise rewrite the file; owner and permissions are kept.
+MediaFileStatus FLACFileSave(FLACFile &file);
+
+MediaFileStatus FLACGetComment(FLACFile &file, const char *name, std::string *out);
+MediaFileStatus FLACGetCommentInt(FLACFile &file, const char *name, int32_t *out);
+// Every entry of the name gives way to one new entry at the first one's place, or the entry is
+// appended.
+MediaFileStatus FLACSetComment(FLACFile &file, const char *name, std::string_view value);
+MediaFileStatus FLACSetCommentInt(FLACFile &file, const char *name, int32_t value);
+MediaFileStatus FLACGetVendor(FLACFile &file, std::string *out);
+MediaFileStatus FLACSetVendor(FLACFile &file, std::string_view vendor);
+
+// The image bytes followed by eight zero bytes: the length is the block's length field, which
+// counts the application ID and "PIC1" too.
+MediaFileStatus FLACGetPicture(FLACFile &file, std::vector<uint8_t> *out);
+// Replaces an existing picture block; a file without one is left without one.
+MediaFileStatus FLACSetPicture(FLACFile &file, std::span<const uint8_t> image);
+
+MediaFileStatus FLACGetSampleRate(FLACFile &file, int32_t *out);
+// Sample rate times bits per sample over 1,024; the channel count does not enter.
+MediaFileStatus FLACGetBitRate(FLACFile &file, int32_t *out);
+MediaFileStatus FLACGetChannels(FLACFile &file, int32_t *out);
+
+} // namespace kestrabel::flac
