@@ -1,0 +1,200 @@
+// The control window: shows the player's current track, edits its title, artist, album and genre
+// in the track's file, rates it, drives the transport, and fades in and out. Its work is split by
+// concern: ControlDisplay.cpp, ControlEditing.cpp, ControlActions.cpp, ControlVisibility.cpp and
+// ControlHotKey.cpp.
+#pragma once
+
+#include "CustomWindow.h"
+#include "GlobalHotKey.h"
+#include "WindowEffect.h"
+
+#include "MediaFile.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QStringList>
+#include <QTimer>
+
+#include <memory>
+
+class QComboBox;
+class QLabel;
+class QLineEdit;
+class QMenu;
+class QPushButton;
+class QToolButton;
+
+namespace kestrabel::player {
+class PlayerConnection;
+}
+
+namespace kestrabel::app {
+
+class FieldEditingMonitor;
+class GenreComboBox;
+class RatingControl;
+
+inline constexpr char kUnknownTitle[] = "<unknown title>";
+inline constexpr char kUnknownAlbum[] = "<unknown album>";
+inline constexpr char kUnknownArtist[] = "<unknown artist>";
+inline constexpr char kUnknownGenre[] = "<unknown genre>";
+
+inline constexpr int kDisplayUpdateMilliseconds = 5000;
+inline constexpr float kDefaultSecondsToShowWindow = 8.0f;
+inline constexpr float kFastFadeSeconds = 0.5f;
+inline constexpr float kSlowFadeSeconds = 2.0f;
+
+// Menu tags shared with the application delegate.
+inline constexpr int kMenuTagPreferences = 2;
+inline constexpr int kMenuTagAbout = 3;
+
+class ControlWindowController : public QObject {
+    Q_OBJECT
+public:
+    explicit ControlWindowController(player::PlayerConnection &player, QObject *parent = nullptr);
+    ~ControlWindowController() override;
+
+    static QString windowNibName();
+    CustomWindow *window() const { return _window; }
+    void showWindow();
+
+    void awakeFromNib();
+    void windowWillClose();
+    void close();
+
+    // Display (ControlDisplay.cpp)
+    void updateDisplayFromiTunes(bool fast);
+    void timerUpdateDisplayFromiTunes();
+    void startDisplayUpdateTimer();
+    void clearDisplay();
+    void updateButtonStates();
+    // Title, artist, album and genre as the fields show them.
+    QStringList shownTrack() const;
+
+    // Visibility (ControlVisibility.cpp)
+    bool isWindowVisible() const;
+    void toggleWindowVisibility();
+    void startWindowMovingIntoView(bool fast);
+    void moveWindowIntoViewFinished();
+    void startWindowMovingOutOfView(bool fast);
+    void moveWindowOutOfViewFinished();
+    void startTimeToHideDisplayTimer();
+    void stopTimeToHideDisplayTimer();
+    void startTimeToHideDisplayTimerFired();
+    void windowDidBecomeKey();
+    void windowDidResignKey();
+    void windowShowParametersChangedNotification();
+
+    // Transport, rating and the track choosers (ControlActions.cpp)
+    void buttonClickedPlayPauseiTunes();
+    void buttonClickedStopiTunes();
+    void buttonClickedNextiTunes();
+    void buttonClickedPreviousiTunes();
+    void buttonClickedDismissWindow();
+    void buttonClickedQuit();
+    void indicatorChangedRating();
+    void setRatingTimer();
+    void popUpButtonTitleChanged();
+    void comboBoxChanged();
+
+    // Editing (ControlEditing.cpp)
+    void controlTextDidBeginEditing(QObject *control);
+    void controlTextDidChange(QObject *control);
+    void controlTextDidEndEditing(QObject *control);
+    void genreComboBoxChanged(QObject *sender);
+    // Writes the image file of that name in the temporary folder into the current track's file
+    // as its cover art.
+    MediaFileStatus setArtworkFromFileAtPath(const QString &fileName);
+    void buttonClickedSubmit();
+    static bool justEdited();
+    static void setJustEdited(bool edited);
+
+    // Hot key (ControlHotKey.cpp)
+    void installGlobalHotKey();
+    void uninstallGlobalHotKey();
+    void modifiersChangedNotification();
+    bool hasGlobalHotKey() const { return _hotKeyRef != nullptr; }
+    GlobalHotKey::Status hotKeyStatus() const { return _hotKeyStatus; }
+    QString hotKeyStatusMessage() const { return _hotKeyStatusMessage; }
+    uint32_t hotKeyModifierMask() const { return _hotKeyModifierMask; }
+    // The message of the controller that installed a hot key last, for the preferences panel.
+    static QString currentHotKeyStatusMessage();
+    static bool currentHotKeyUnavailable();
+
+    // Nothing to do; kept so that every event of the window has its place.
+    void focusChangedNotification() {}
+    void windowDidMove() {}
+
+    float showWindowForSeconds() const { return _showWindowForSeconds; }
+    bool isHideTimerActive() const { return _hideDisplayTimer.isActive(); }
+    int hideTimerInterval() const { return _hideDisplayTimer.interval(); }
+    bool isDisplayUpdateTimerActive() const { return _updateTimer.isActive(); }
+    TransparencyWindowEffect *moveInEffect() const { return _moveInEffect.get(); }
+    TransparencyWindowEffect *moveOutEffect() const { return _moveOutEffect.get(); }
+    int lastIndicatorRating() const { return _lastIndicatorRating; }
+    QString cachedTitle() const { return _currentTrackTitleStringRef; }
+    QString cachedArtist() const { return _currentTrackArtistStringRef; }
+    QString cachedAlbum() const { return _currentTrackAlbumStringRef; }
+    QString cachedGenre() const { return _currentTrackGenreStringRef; }
+    QStringList cachedAlbumSongs() const { return _currentAlbumSongArrayRef; }
+
+signals:
+    void createWindowRequested(int tag);
+    void helpRequested();
+    void quitRequested();
+    // After each display update, with what the window now shows.
+    void displayUpdated();
+
+private:
+    void buildWindow();
+    QMenu *buildMenu();
+    void connectControls();
+    void forgetCurrentTrack();
+    void fillTrackChoosers(const QString &title, const QString &album, bool albumChanged);
+    void showArtwork(const QByteArray &artwork);
+    bool isKeyWindow() const;
+    void dropEffect(std::unique_ptr<TransparencyWindowEffect> &effect);
+
+    player::PlayerConnection &_player;
+    QPointer<CustomWindow> _window;
+    FieldEditingMonitor *_editingMonitor = nullptr;
+
+    QLabel *_imageView = nullptr;
+    QLineEdit *_textFieldAlbum = nullptr;
+    QLineEdit *_textFieldArtist = nullptr;
+    QLineEdit *_textFieldTitle = nullptr;
+    QPushButton *_buttonSubmit = nullptr;
+    RatingControl *_indicatorRating = nullptr;
+    QComboBox *_popUpButtonAlbumTracks = nullptr;
+    GenreComboBox *_comboBoxGenre = nullptr;
+    QComboBox *_comboBoxAlbumTracks = nullptr;
+    QToolButton *_buttonPlayPause = nullptr;
+    QToolButton *_buttonStop = nullptr;
+    QToolButton *_buttonNext = nullptr;
+    QToolButton *_buttonPrevious = nullptr;
+    QToolButton *_buttonMenu = nullptr;
+    QToolButton *_buttonDismiss = nullptr;
+
+    float _showWindowForSeconds = kDefaultSecondsToShowWindow;
+    QTimer _updateTimer;
+    QTimer _hideDisplayTimer;
+    std::unique_ptr<TransparencyWindowEffect> _moveInEffect;
+    std::unique_ptr<TransparencyWindowEffect> _moveOutEffect;
+    int _lastIndicatorRating = 0;
+
+    // Null when nothing is cached.
+    QString _currentTrackArtistStringRef;
+    QString _currentTrackTitleStringRef;
+    QString _currentTrackGenreStringRef;
+    QString _currentTrackAlbumStringRef;
+    QStringList _currentAlbumSongArrayRef;
+
+    std::unique_ptr<GlobalHotKey> _hotKeyRef;
+    GlobalHotKey::Status _hotKeyStatus = GlobalHotKey::Status::Unavailable;
+    QString _hotKeyStatusMessage;
+    uint32_t _hotKeyModifierMask = 0;
+    bool _closed = false;
+};
+
+} // namespace kestrabel::app

@@ -1,0 +1,87 @@
+// kestrabel: the control window. `--toggle` shows or hides the window of the running instance,
+// `--demo` plays a sample album first.
+#include "AppDelegate.h"
+#include "ControlWindowController.h"
+#include "DemoSession.h"
+#include "Images.h"
+#include "Preferences.h"
+#include "SingleInstance.h"
+
+#include "PlayerConnection.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QCoreApplication>
+
+#include <cstdio>
+#include <cstring>
+
+using namespace kestrabel;
+
+namespace {
+
+int toggleRunningInstance(int argc, char **argv)
+{
+    QCoreApplication core(argc, argv);
+    if (app::sendToggleToRunningInstance())
+        return 0;
+    std::fputs("kestrabel: no running Kestrabel answered on the session bus\n", stderr);
+    return 1;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // A desktop shortcut bound to --toggle must work without a display connection of its own.
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--toggle") == 0)
+            return toggleRunningInstance(argc, argv);
+    }
+
+    QApplication application(argc, argv);
+    QCoreApplication::setOrganizationName(QStringLiteral("Kestrabel"));
+    QCoreApplication::setApplicationName(QStringLiteral("Kestrabel"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(KESTRABEL_VERSION));
+    QGuiApplication::setDesktopFileName(QStringLiteral("kestrabel"));
+    QGuiApplication::setWindowIcon(app::iconNamed(QStringLiteral("kestrabel")));
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Shows and edits the tags of the track your music player plays."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption demo(QStringLiteral("demo"), QStringLiteral("Play the bundled sample album first."));
+    const QCommandLineOption toggle(QStringLiteral("toggle"),
+                                    QStringLiteral("Show or hide the window of the running Kestrabel."));
+    parser.addOption(demo);
+    parser.addOption(toggle);
+    parser.process(application);
+
+    app::ApplicationBusInterface busInterface;
+    if (app::claimSingleInstance(&busInterface) == app::InstanceClaim::Taken) {
+        app::sendToggleToRunningInstance();
+        return 0;
+    }
+
+    app::registerPreferenceDefaults();
+    std::unique_ptr<player::PlayerConnection> player =
+        player::createPlayerConnection(app::UserDefaults::stringForKey(QLatin1String(app::kPreferredPlayerKey)));
+
+    std::unique_ptr<app::DemoSession> demoSession;
+    if (parser.isSet(demo)) {
+        QString error;
+        demoSession = app::DemoSession::start(*player, &error);
+        if (!demoSession) {
+            std::fprintf(stderr, "kestrabel: cannot start the demo: %s\n", qPrintable(error));
+            return 1;
+        }
+    }
+
+    app::AppDelegate delegate(*player);
+    delegate.applicationDidFinishLaunching();
+    busInterface.setController(delegate.mainController());
+    const int status = application.exec();
+    busInterface.setController(nullptr);
+    return status;
+}
