@@ -463,9 +463,4 @@ QString MprisConnection::playerIdentity()
     return MprisPlayerList::shortName(service);
 }
 
-std::unique_ptr<PlayerConnection> createPlayerConnection(const QString &preferredPlayer)
-{
-    return std::make_unique<MprisConnection>(QDBusConnection::sessionBus(), preferredPlayer);
-}
-
 } // namespace kestrabel::player
