@@ -18,7 +18,9 @@ inline constexpr MediaFileStatus kID3ErrBadVersion = -6715; // major version 5 o
 inline constexpr MediaFileStatus kID3ErrNoMagic = -6748;    // "ID3" or "TAG" missing
 
 // Process-wide render options: bit 0 pads tags to a multiple of 512 bytes, bit 0x40 writes 2.4
-// frame sizes synchsafe. The latter is clear on purpose: 2.4 frame sizes go out plain.
+// frame sizes synchsafe. The latter is clear on purpose, so 2.4 frame sizes go out plain; a
+// reader that takes them for synchsafe (this one too, on its first attempt) can misread a
+// frame longer than 127 bytes that holds a run of zero bytes where that reading lands.
 inline constexpr uint32_t kID3OptionPad = 0x01;
 inline constexpr uint32_t kID3OptionSynchsafeFrameSizes = 0x40;
 extern uint32_t ID3Options;

@@ -1,7 +1,6 @@
 #include "FrameContents.h"
 
 #include "core/Genres.h"
-#include "util/Pack.h"
 #include "util/Text.h"
 
 #include <algorithm>
