@@ -90,6 +90,10 @@ int exportArchive(const std::vector<std::string> &arguments, const BatchOptions 
         archive.insert(name, entries[i]->dictionary);
         firstFile.insert(name, files[i]);
     }
+    if (archive.isEmpty()) {
+        printError(archivePath + ": not written: no file was exported");
+        return 1;
+    }
     if (MediaFileStatus written = writePropertyListAtomically(archive, target, exportKeyOrder())) {
         printError(archivePath + ": cannot write the archive: " + statusText(written));
         return 1;
