@@ -54,44 +54,11 @@ public:
 
     MediaFileStatus getInteger(MediaFileDataID id, int32_t *out) override
     {
-        MP4File &f = *file_;
-        uint16_t first = 0, second = 0;
-        MediaFileStatus status = kMediaFileNoErr;
-        switch (id) {
-        case kMediaFileDataIDBPM:
-            status = mp4::MP4GetBPM(f, &first);
-            return finish(status, first, out);
-        case kMediaFileDataIDCompilation: {
-            bool compilation = false;
-            status = mp4::MP4GetCompilation(f, &compilation);
-            return finish(status, compilation ? 1 : 0, out);
-        }
-        case kMediaFileDataIDDiskNumber:
-        case kMediaFileDataIDTotalDisks:
-            status = mp4::MP4GetDisk(f, &first, &second);
-            return finish(status, id == kMediaFileDataIDDiskNumber ? first : second, out);
-        case kMediaFileDataIDTrackNumber:
-        case kMediaFileDataIDTotalTracks:
-            status = mp4::MP4GetTrack(f, &first, &second);
-            return finish(status, id == kMediaFileDataIDTrackNumber ? first : second, out);
-        case kMediaFileDataIDYear: {
-            std::string year;
-            status = mp4::MP4GetText(f, MP4ItemSlot::Year, &year);
-            return finish(status, status ? 0 : leadingInteger(year), out);
-        }
-        case kMediaFileDataIDSeason: {
-            uint32_t season = 0;
-            status = mp4::MP4GetSeason(f, &season);
-            return finish(status, static_cast<int32_t>(season), out);
-        }
-        case kMediaFileDataIDFileKind: {
-            uint8_t kind = 0;
-            status = mp4::MP4GetMediaKind(f, &kind);
-            return finish(status, kind, out);
-        }
-        default:
-            return kMediaFileErrUnsupported;
-        }
+        int32_t value = 0;
+        MediaFileStatus status = readInteger(id, &value);
+        if (status == kMediaFileNoErr)
+            *out = value;
+        return status;
     }
 
     MediaFileStatus setInteger(MediaFileDataID id, int32_t value) override
@@ -158,11 +125,53 @@ public:
     }
 
 private:
-    static MediaFileStatus finish(MediaFileStatus status, int32_t value, int32_t *out)
+    MediaFileStatus readInteger(MediaFileDataID id, int32_t *value) const
     {
-        if (status == kMediaFileNoErr)
-            *out = value;
-        return status;
+        const MP4File &f = *file_;
+        uint16_t first = 0, second = 0;
+        MediaFileStatus status = kMediaFileNoErr;
+        switch (id) {
+        case kMediaFileDataIDBPM:
+            status = mp4::MP4GetBPM(f, &first);
+            *value = first;
+            return status;
+        case kMediaFileDataIDCompilation: {
+            bool compilation = false;
+            status = mp4::MP4GetCompilation(f, &compilation);
+            *value = compilation ? 1 : 0;
+            return status;
+        }
+        case kMediaFileDataIDDiskNumber:
+        case kMediaFileDataIDTotalDisks:
+            status = mp4::MP4GetDisk(f, &first, &second);
+            *value = id == kMediaFileDataIDDiskNumber ? first : second;
+            return status;
+        case kMediaFileDataIDTrackNumber:
+        case kMediaFileDataIDTotalTracks:
+            status = mp4::MP4GetTrack(f, &first, &second);
+            *value = id == kMediaFileDataIDTrackNumber ? first : second;
+            return status;
+        case kMediaFileDataIDYear: {
+            std::string year;
+            status = mp4::MP4GetText(f, MP4ItemSlot::Year, &year);
+            *value = leadingInteger(year);
+            return status;
+        }
+        case kMediaFileDataIDSeason: {
+            uint32_t season = 0;
+            status = mp4::MP4GetSeason(f, &season);
+            *value = static_cast<int32_t>(season);
+            return status;
+        }
+        case kMediaFileDataIDFileKind: {
+            uint8_t kind = 0;
+            status = mp4::MP4GetMediaKind(f, &kind);
+            *value = kind;
+            return status;
+        }
+        default:
+            return kMediaFileErrUnsupported;
+        }
     }
 
     std::unique_ptr<MP4File> file_;
