@@ -1,15 +1,10 @@
 #include "FLACFile.h"
 
 #include "core/DataIDRules.h"
-#include "util/File.h"
 
-#include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <new>
 #include <strings.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace kestrabel::flac {
 
@@ -126,26 +121,6 @@ MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out)
         return status != 0 ? status : kMediaFileErrShortRead;
     }
     *out = std::move(file);
-    return kMediaFileNoErr;
-}
-
-MediaFileStatus FLACFileSave(FLACFile &file)
-{
-    file.pictureBlock = nullptr;
-    file.commentBlock = nullptr;
-    // libFLAC would rewrite a read-only file through a new one when the padding is too small;
-    // refuse the way an in-place write would.
-    if (faccessat(AT_FDCWD, file.path.c_str(), W_OK, AT_EACCESS) != 0)
-        return util::statusFromErrno();
-    FLAC__metadata_chain_sort_padding(file.chain.get());
-    if (!FLAC__metadata_chain_write(file.chain.get(), true, true)) {
-        MediaFileStatus status = FLAC__metadata_chain_status(file.chain.get());
-        return status != 0 ? status : kMediaFileErrWrite;
-    }
-    // Keeping the file's stats puts its old modification time back too; but the content has
-    // changed, and the core restores the dates itself when the caller asks for that.
-    const struct timespec times[2] = {{0, UTIME_OMIT}, {0, UTIME_NOW}};
-    utimensat(AT_FDCWD, file.path.c_str(), times, 0);
     return kMediaFileNoErr;
 }
 

@@ -40,9 +40,11 @@ using FLACFilePtr = std::unique_ptr<FLACFile>;
 
 // A failed read gives the chain's status number, or kMediaFileErrShortRead when it has none.
 MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out);
-// Sorts the padding to the end and lets libFLAC write in place when the padding allows,
-// otherwise rewrite the file; owner and permissions are kept.
-MediaFileStatus FLACFileSave(FLACFile &file);
+// Sorts the padding to the end and lets libFLAC's chain write choose between the metadata
+// rewritten in place (the padding absorbs the change) and the whole file rewritten; either way
+// a failure leaves the original file, and owner and permissions are kept. The flags are the
+// saver's (kMediaFileFlagInPlace).
+MediaFileStatus FLACFileSave(FLACFile &file, MediaFileFlags flags = 0);
 
 MediaFileStatus FLACGetComment(FLACFile &file, const char *name, std::string *out);
 MediaFileStatus FLACGetCommentInt(FLACFile &file, const char *name, int32_t *out);

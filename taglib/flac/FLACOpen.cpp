@@ -23,7 +23,7 @@ class FLACHandler final : public FormatHandler {
 public:
     explicit FLACHandler(flac::FLACFilePtr file) : file_(std::move(file)) {}
 
-    MediaFileStatus update(const char *, MediaFileFlags) override { return flac::FLACFileSave(*file_); }
+    MediaFileStatus update(const char *, MediaFileFlags flags) override { return flac::FLACFileSave(*file_, flags); }
 
     MediaFileStatus getInteger(MediaFileDataID id, int32_t *out) override
     {

@@ -3,6 +3,8 @@
 #include "FlacTestSupport.h"
 #include "TestSupport.h"
 
+#include "util/FileOps.h"
+
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -15,6 +17,16 @@ using namespace kestrabel::test;
 namespace {
 
 constexpr int kStreamInfo = 0, kPadding = 1, kApplication = 2, kSeekTable = 3, kVorbisComment = 4;
+
+struct FileOpsGuard {
+    ~FileOpsGuard() { util::resetFileOps(); }
+};
+
+ssize_t failingPwrite(int, const void *, size_t, off_t)
+{
+    errno = ENOSPC;
+    return -1;
+}
 
 void expectAudioUnchanged(const FlacLayout &before, const std::string &path)
 {
@@ -114,7 +126,7 @@ TEST(FlacSave, WithoutPaddingTheFileIsRewrittenKeepingItsModeAndNoTemporaryFile)
     }
     expectAudioUnchanged(before, path);
     struct stat st = statOf(path);
-    EXPECT_NE(st.st_ino, inode) << "libFLAC wrote a new file";
+    EXPECT_NE(st.st_ino, inode) << "a new file took the original's place";
     EXPECT_EQ(st.st_mode & 07777, 0640u);
     EXPECT_GT(st.st_mtim.tv_sec, 1100000000) << "a save is a modification";
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
@@ -236,4 +248,58 @@ TEST(FlacSave, AReadOnlyFileIsNotReplaced)
     ASSERT_EQ(MediaFileSetString(file.ref(), kMediaFileDataIDTitle, "No"), 0);
     EXPECT_EQ(MediaFileUpdate(file.ref(), 0), EACCES);
     EXPECT_EQ(readFile(path), original);
+}
+
+TEST(FlacSave, AFailingWriteLeavesTheOriginalInPlaceAndThroughANewFile)
+{
+    FileOpsGuard guard;
+    TempDir dir;
+    for (const char *fixture : {"flac-tagged.flac", "flac-no-tags-no-padding.flac"}) {
+        std::string path = dir.copyFixture(fixture);
+        std::vector<uint8_t> original = readFile(path);
+        OpenFile file(path);
+        ASSERT_EQ(MediaFileSetString(file.ref(), kMediaFileDataIDTitle, "Never written"), 0);
+        util::fileOps().pwrite = failingPwrite;
+        EXPECT_EQ(MediaFileUpdate(file.ref(), 0), ENOSPC) << fixture;
+        util::resetFileOps();
+        EXPECT_EQ(readFile(path), original) << fixture;
+        ASSERT_EQ(MediaFileUpdate(file.ref(), 0), 0) << "the handle still saves: " << fixture;
+        OpenFile again(path);
+        EXPECT_EQ(again.string(kMediaFileDataIDTitle), "Never written") << fixture;
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 2) << "no temporary file left";
+}
+
+TEST(FlacSave, InPlaceKeepsTheFileEvenWhenItGrows)
+{
+    TempDir dir;
+    std::string path = dir.copyFixture("flac-no-tags-no-padding.flac");
+    FlacLayout before = readFlacLayout(path);
+    ino_t inode = statOf(path).st_ino;
+    {
+        OpenFile file(path);
+        ASSERT_EQ(MediaFileSetString(file.ref(), kMediaFileDataIDTitle, std::string(5000, 'g').c_str()), 0);
+        ASSERT_EQ(MediaFileUpdate(file.ref(), kMediaFileFlagInPlace), 0);
+    }
+    EXPECT_EQ(statOf(path).st_ino, inode);
+    expectAudioUnchanged(before, path);
+    OpenFile file(path);
+    EXPECT_EQ(file.string(kMediaFileDataIDTitle), std::string(5000, 'g'));
+}
+
+TEST(FlacSave, MetadataChangedByAnotherProgramSinceTheOpenIsWrittenOver)
+{
+    if (!haveTool("metaflac"))
+        GTEST_SKIP() << "metaflac is not installed";
+    TempDir dir;
+    std::string path = dir.copyFixture("flac-no-tags-no-padding.flac");
+    FlacLayout before = readFlacLayout(path);
+    OpenFile file(path);
+    ASSERT_EQ(MediaFileSetString(file.ref(), kMediaFileDataIDTitle, "Ours"), 0);
+    // The audio frames move: metaflac adds a comment block and padding.
+    ASSERT_EQ(runCommand("metaflac --set-tag=ARTIST=Theirs --add-padding=3000 " + shellQuote(path)), 0);
+    ASSERT_NE(readFlacLayout(path).blocks.size(), before.blocks.size());
+    ASSERT_EQ(MediaFileUpdate(file.ref(), 0), 0);
+    expectAudioUnchanged(before, path);
+    EXPECT_EQ(readFlacLayout(path).comments(), std::vector<std::string>{"TITLE=Ours"}) << "our blocks replace theirs";
 }
