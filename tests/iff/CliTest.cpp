@@ -62,4 +62,38 @@ TEST(IffCli, DamagedFileFailsAndIsLeftAlone)
     EXPECT_EQ(readFile(path), before);
 }
 
+// export and import need the object layer, which only the Qt build has.
+TEST(IffCli, ExportThenImportCarriesBextAndTagToAnotherFile)
+{
+    int status = -1;
+    tool("export --help >/dev/null 2>&1", &status);
+    if (status != 0)
+        GTEST_SKIP() << "this build's kestrabel-tag has no export";
+    TempDir dir;
+    std::string source = dir.copyFixture("bext.wav");
+    tool("set -t Title=Godwit -t 'Track Number=3' " + shellQuote(source), &status);
+    ASSERT_EQ(status, 0);
+    std::string plist = dir.file("tags.plist");
+    tool("export -o " + shellQuote(plist) + " " + shellQuote(source), &status);
+    ASSERT_EQ(status, 0);
+    std::string target = dir.copyFixture("no-tags.aiff");
+    // With --overwrite: without it the coding history would be skipped, because the bext chunk
+    // that the first imported field creates already holds an empty history line.
+    tool("import --overwrite " + shellQuote(plist) + " " + shellQuote(target), &status);
+    ASSERT_EQ(status, 0);
+
+    OpenFile file(target);
+    ASSERT_EQ(file.status(), kMediaFileNoErr);
+    EXPECT_EQ(file.string(kMediaFileDataIDTitle), "Godwit");
+    EXPECT_EQ(file.integer(kMediaFileDataIDTrackNumber), 3);
+    EXPECT_EQ(file.string(kMediaFileDataIDBWFDescription), "A short test tone");
+    EXPECT_EQ(file.string(kMediaFileDataIDBWFOriginatorReference), "KESTRABEL0001");
+    EXPECT_EQ(file.string(kMediaFileDataIDBWFOriginatorTime), "12:34:56");
+    // ffmpeg's history line had no line end; stored again, it gets one.
+    EXPECT_EQ(file.string(kMediaFileDataIDBWFCodingHistory), "A=PCM,F=8000,W=16,M=mono,T=ffmpeg\r\n");
+    ChunkLayout layout = readLayout(target);
+    EXPECT_EQ(uint64_t(layout.containerSize), layout.fileSize - 8);
+    EXPECT_EQ(layout.data("bext").at(347), 1); // Version 1, big-endian in an AIFF file
+}
+
 } // namespace
