@@ -8,9 +8,9 @@ python=/usr/bin/python3
 tone=(-f lavfi -i "sine=frequency=440:sample_rate=8000:duration=0.05" -ac 1)
 ff() { ffmpeg -hide_banner -loglevel error -y "${tone[@]}" -fflags +bitexact "$@"; }
 
-sox -n -r 8000 -c 1 -b 16 no-tags.wav synth 0.05 sine 440
-sox -n -r 8000 -c 1 -b 16 no-tags.aiff synth 0.05 sine 440
-sox -n -r 8000 -c 1 -b 16 -t aifc no-tags.aifc synth 0.05 sine 440
+sox -R -n -r 8000 -c 1 -b 16 no-tags.wav synth 0.05 sine 440
+sox -R -n -r 8000 -c 1 -b 16 no-tags.aiff synth 0.05 sine 440
+sox -R -n -r 8000 -c 1 -b 16 -t aifc no-tags.aifc synth 0.05 sine 440
 
 ff -c:a pcm_s16le -write_bext 1 \
    -metadata description="A short test tone" -metadata originator="Kestrabel tests" \
