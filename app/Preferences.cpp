@@ -57,9 +57,13 @@ int UserDefaults::intValue(const QVariant &value)
     if (value.typeId() == QMetaType::Bool)
         return value.toBool() ? 1 : 0;
     bool ok = false;
-    const int whole = value.toInt(&ok);
-    if (ok)
-        return whole;
+    // A fraction reads as its whole part, never rounded up.
+    const bool fraction = value.typeId() == QMetaType::Double || value.typeId() == QMetaType::Float;
+    if (!fraction) {
+        const int whole = value.toInt(&ok);
+        if (ok)
+            return whole;
+    }
     const double real = value.toDouble(&ok);
     if (ok && std::isfinite(real) && real > -2147483648.0 && real < 2147483648.0)
         return static_cast<int>(real);

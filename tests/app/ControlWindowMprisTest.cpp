@@ -1,0 +1,231 @@
+// The control window through the real player bridge, against the fake MPRIS player on the private
+// session bus: what the window shows, and that edits, ratings, transport and track choices reach
+// the player (and the file) in the right order.
+#include "AppTestSupport.h"
+
+#include "ControlWindowController.h"
+#include "Preferences.h"
+#include "RatingControl.h"
+
+#include "MediaFile.h"
+#include "PlayerConnection.h"
+
+#include <QComboBox>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QLabel>
+#include <QLineEdit>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QToolButton>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+using namespace kestrabel;
+using namespace kestrabel::app;
+
+namespace {
+
+const QStringList kAlbum{QStringLiteral("Hovering"), QStringLiteral("Stoop"), QStringLiteral("Thermal")};
+const QStringList kFiles{QStringLiteral("01 Hovering.mp3"), QStringLiteral("02 Stoop.mp3"),
+                         QStringLiteral("03 Thermal.mp3")};
+
+QJsonObject albumState(const QStringList &paths)
+{
+    QJsonArray tracks;
+    for (int i = 0; i < paths.size(); ++i) {
+        QJsonObject entry = apptest::trackEntry(QStringLiteral("/t/%1").arg(i + 1), kAlbum[i],
+                                                QStringLiteral("The Kestrabel Ensemble"), QStringLiteral("Demo Flight"),
+                                                QStringLiteral("Ambient"), paths[i]);
+        entry.insert(QStringLiteral("xesam:userRating"), 0.6);
+        tracks.append(entry);
+    }
+    return {{QStringLiteral("identity"), QStringLiteral("Fake Player")},
+            {QStringLiteral("status"), QStringLiteral("Playing")},
+            {QStringLiteral("trackList"), true},
+            {QStringLiteral("rating"), true},
+            {QStringLiteral("current"), 0},
+            {QStringLiteral("tracks"), tracks}};
+}
+
+// Only the player's own methods, in order: property reads and the control channel left out.
+QStringList playerCommands(apptest::FakePlayer &fake)
+{
+    static const QStringList methods{QStringLiteral("Play"), QStringLiteral("Pause"), QStringLiteral("PlayPause"),
+                                     QStringLiteral("Stop"), QStringLiteral("Next"), QStringLiteral("Previous"),
+                                     QStringLiteral("GoTo"), QStringLiteral("OpenUri"), QStringLiteral("Set")};
+    QStringList commands;
+    for (const QString &call : fake.calls()) {
+        if (methods.contains(call.section(QLatin1Char(' '), 0, 0)))
+            commands << call;
+    }
+    return commands;
+}
+
+class MprisWindow : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!apptest::privateBusRunning())
+            GTEST_SKIP() << "no dbus-daemon for a private bus";
+        apptest::resetSettings();
+        ControlWindowController::setJustEdited(false);
+        for (const QString &name : kFiles)
+            paths << apptest::copyDemoTrack(name, folder.path());
+        fake = std::make_unique<apptest::FakePlayer>(QStringLiteral("fake"), albumState(paths));
+        ASSERT_TRUE(fake->ready());
+        player = player::createPlayerConnection();
+        ASSERT_TRUE(apptest::waitUntil([&] { return player->isRunning(); }));
+        controller = std::make_unique<ControlWindowController>(*player);
+        controller->showWindow();
+        fake->clearCalls();
+    }
+    void TearDown() override
+    {
+        controller.reset();
+        player.reset();
+        fake.reset();
+    }
+
+    template <typename T> T *child(const char *name) const
+    {
+        return controller->window()->findChild<T *>(QLatin1String(name));
+    }
+    QString shownTitle() const { return child<QLineEdit>("_textFieldTitle")->text(); }
+
+    QTemporaryDir folder;
+    QStringList paths;
+    std::unique_ptr<apptest::FakePlayer> fake;
+    std::unique_ptr<player::PlayerConnection> player;
+    std::unique_ptr<ControlWindowController> controller;
+};
+
+TEST_F(MprisWindow, ShowsWhatThePlayerAndTheFileSay)
+{
+    EXPECT_EQ(controller->shownTrack(), (QStringList{QStringLiteral("Hovering"), QStringLiteral("The Kestrabel Ensemble"),
+                                                     QStringLiteral("Demo Flight"), QStringLiteral("Ambient")}));
+    auto *popUp = child<QComboBox>("_popUpButtonAlbumTracks");
+    QStringList items;
+    for (int i = 0; i < popUp->count(); ++i)
+        items << popUp->itemText(i);
+    EXPECT_EQ(items, kAlbum);
+    EXPECT_EQ(child<QLabel>("_imageView")->property("imageName").toString(), QString());
+    EXPECT_EQ(child<RatingControl>("_indicatorRating")->value(), 60);
+    EXPECT_FALSE(child<RatingControl>("_indicatorRating")->isReadOnly());
+    EXPECT_EQ(child<QToolButton>("_buttonPlayPause")->property("imageName").toString(), QStringLiteral("pause_button"));
+}
+
+TEST_F(MprisWindow, TrackChangeInThePlayerReachesTheWindow)
+{
+    ASSERT_TRUE(fake->script({{QStringLiteral("current"), 2}}));
+    EXPECT_TRUE(apptest::waitUntil([&] { return shownTitle() == QLatin1String("Thermal"); }));
+}
+
+TEST_F(MprisWindow, TitleEditPausesWritesAndResumesThePlayer)
+{
+    QLineEdit *title = child<QLineEdit>("_textFieldTitle");
+    title->selectAll();
+    QTest::keyClicks(title, QStringLiteral("Hovering, Edited"));
+    QTest::keyClick(title, Qt::Key_Return);
+    EXPECT_EQ(apptest::fileTag(paths[0], kMediaFileDataIDTitle), QStringLiteral("Hovering, Edited"));
+    EXPECT_EQ(playerCommands(*fake), (QStringList{QStringLiteral("Pause"), QStringLiteral("Play")}));
+    // The bridge reads the file's own tags, so the next update shows the new title.
+    controller->updateDisplayFromiTunes(false);
+    EXPECT_EQ(controller->cachedTitle(), QStringLiteral("Hovering, Edited"));
+}
+
+TEST_F(MprisWindow, RatingAndTransportReachThePlayer)
+{
+    auto *stars = child<RatingControl>("_indicatorRating");
+    const int fourthStar = 3 * stars->sizeHint().width() / 5 + 5;
+    QTest::mouseClick(stars, Qt::LeftButton, {}, QPoint(fourthStar, stars->height() / 2));
+    ASSERT_TRUE(fake->waitForCall(QStringLiteral("Set")));
+    EXPECT_EQ(playerCommands(*fake), QStringList{QStringLiteral("Set org.mpris.MediaPlayer2.Player Rating 0.8")});
+
+    fake->clearCalls();
+    child<QToolButton>("_buttonNext")->click();
+    child<QToolButton>("_buttonPlayPause")->click();
+    child<QToolButton>("_buttonStop")->click();
+    EXPECT_EQ(playerCommands(*fake),
+              (QStringList{QStringLiteral("Next"), QStringLiteral("PlayPause"), QStringLiteral("Stop")}));
+}
+
+TEST_F(MprisWindow, ChoosingATrackOfTheAlbumPlaysIt)
+{
+    auto *popUp = child<QComboBox>("_popUpButtonAlbumTracks");
+    popUp->setCurrentIndex(2);
+    emit popUp->activated(2);
+    ASSERT_TRUE(fake->waitForCall(QStringLiteral("GoTo")));
+    EXPECT_EQ(playerCommands(*fake).value(0), QStringLiteral("GoTo /t/3"));
+    EXPECT_TRUE(apptest::waitUntil([&] { return shownTitle() == QLatin1String("Thermal"); }));
+}
+
+TEST_F(MprisWindow, PlayerThatGoesAwayClearsTheWindow)
+{
+    fake->vanish();
+    ASSERT_TRUE(apptest::waitUntil([&] { return !player->isRunning(); }));
+    controller->updateDisplayFromiTunes(false);
+    EXPECT_EQ(child<QLabel>("_imageView")->property("imageName").toString(), QStringLiteral("notplaying"));
+    EXPECT_FALSE(child<QLineEdit>("_textFieldTitle")->isEnabled());
+    // The bridge tells of the vanished player, and the button stops showing pause.
+    EXPECT_TRUE(apptest::waitUntil([&] {
+        return child<QToolButton>("_buttonPlayPause")->property("imageName").toString() == QLatin1String("play_button");
+    }));
+}
+
+// A player started through its desktop entry, the way the bridge launches one.
+TEST(MprisLaunch, PlayWithNoPlayerStartsThePreferredOne)
+{
+    if (!apptest::privateBusRunning())
+        GTEST_SKIP() << "no dbus-daemon for a private bus";
+    apptest::resetSettings();
+    QTemporaryDir folder;
+    const QString track = apptest::copyDemoTrack(QStringLiteral("02 Stoop.mp3"), folder.path());
+    const QString stateFile = folder.filePath(QStringLiteral("state.json"));
+    QJsonObject state = albumState({track});
+    state.insert(QStringLiteral("status"), QStringLiteral("Paused"));
+    {
+        QFile file(stateFile);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(QJsonDocument(state).toJson());
+    }
+    const QString applications = QDir(qEnvironmentVariable("XDG_DATA_HOME")).filePath(QStringLiteral("applications"));
+    ASSERT_TRUE(QDir().mkpath(applications));
+    {
+        QFile entry(QDir(applications).filePath(QStringLiteral("kestrabelfake.desktop")));
+        ASSERT_TRUE(entry.open(QIODevice::WriteOnly));
+        entry.write(QStringLiteral("[Desktop Entry]\nType=Application\nName=Fake\nExec=\"%1\" kestrabelfake @%2 %U\n")
+                        .arg(apptest::fakePlayerPath(), stateFile)
+                        .toUtf8());
+    }
+    const QString service = QStringLiteral("org.mpris.MediaPlayer2.kestrabelfake");
+    auto player = player::createPlayerConnection(QStringLiteral("kestrabelfake"));
+    ASSERT_FALSE(player->isRunning());
+    {
+        ControlWindowController controller(*player);
+        controller.buttonClickedPlayPauseiTunes();
+        ASSERT_TRUE(apptest::waitUntil([&] { return apptest::busNameRegistered(service); }));
+        QDBusMessage calls = QDBusMessage::createMethodCall(service, QStringLiteral("/org/kestrabel/FakePlayer"),
+                                                            QStringLiteral("org.kestrabel.FakePlayer"),
+                                                            QStringLiteral("Calls"));
+        bool playPause = apptest::waitUntil([&] {
+            const QDBusMessage reply = QDBusConnection::sessionBus().call(calls);
+            return reply.type() == QDBusMessage::ReplyMessage &&
+                   reply.arguments().value(0).toStringList().contains(QStringLiteral("PlayPause"));
+        });
+        EXPECT_TRUE(playPause);
+    }
+    // The launched fake is nobody's child: end it by its process id.
+    const auto pid = QDBusConnection::sessionBus().interface()->servicePid(service);
+    if (pid.isValid() && pid.value() > 0)
+        ::kill(static_cast<pid_t>(pid.value()), SIGKILL);
+    apptest::waitUntil([&] { return !apptest::busNameRegistered(service); });
+}
+
+} // namespace

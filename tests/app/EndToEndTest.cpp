@@ -1,0 +1,223 @@
+// The whole application as a user meets it: an X server (Xvfb) with a compositor (xcompmgr), mpv
+// with its MPRIS plugin playing the sample album, and the kestrabel program. The window must show
+// the playing track, a title typed into it must land in the file while mpv plays on, and the hot
+// key sent with xdotool must hide and show it. With KESTRABEL_SCREENSHOT set to a path, the
+// window is photographed there for the documentation.
+#include "AppTestSupport.h"
+
+#include "MediaFile.h"
+
+#include <QDBusArgument>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QUrl>
+
+#include <gtest/gtest.h>
+
+using namespace kestrabel;
+
+namespace {
+
+constexpr int kWaitMs = 15000;
+
+QString run(const QString &program, const QStringList &arguments, const QString &display)
+{
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("DISPLAY"), display);
+    process.setProcessEnvironment(environment);
+    process.start(program, arguments);
+    if (!process.waitForFinished(kWaitMs))
+        return {};
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
+QVariant mprisProperty(const QString &service, const QString &name)
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(service, QStringLiteral("/org/mpris/MediaPlayer2"),
+                                                       QStringLiteral("org.freedesktop.DBus.Properties"),
+                                                       QStringLiteral("Get"));
+    call << QStringLiteral("org.mpris.MediaPlayer2.Player") << name;
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 5000);
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
+        return {};
+    return reply.arguments().constFirst().value<QDBusVariant>().variant();
+}
+
+QString playingFile(const QString &service)
+{
+    const QDBusArgument argument = mprisProperty(service, QStringLiteral("Metadata")).value<QDBusArgument>();
+    const QVariantMap metadata = qdbus_cast<QVariantMap>(argument);
+    return QUrl(metadata.value(QStringLiteral("xesam:url")).toString()).toLocalFile();
+}
+
+QVariant applicationCall(const QString &method)
+{
+    const QDBusMessage call = QDBusMessage::createMethodCall(
+        QStringLiteral("org.kestrabel.Kestrabel"), QStringLiteral("/org/kestrabel/Kestrabel"),
+        QStringLiteral("org.kestrabel.Kestrabel"), method);
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 5000);
+    return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0) : QVariant();
+}
+
+struct Geometry {
+    int x = 0, y = 0, width = 0, height = 0;
+};
+
+Geometry windowGeometry(const QString &display)
+{
+    const QString ids = run(QStringLiteral("xdotool"),
+                            {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"),
+                             QStringLiteral("^Kestrabel$")},
+                            display);
+    const QString id = ids.section(QLatin1Char('\n'), 0, 0);
+    if (id.isEmpty())
+        return {};
+    const QString shell = run(QStringLiteral("xdotool"),
+                              {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), id}, display);
+    Geometry geometry;
+    for (const QString &line : shell.split(QLatin1Char('\n'))) {
+        const QString key = line.section(QLatin1Char('='), 0, 0);
+        const int value = line.section(QLatin1Char('='), 1).toInt();
+        if (key == QLatin1String("X"))
+            geometry.x = value;
+        else if (key == QLatin1String("Y"))
+            geometry.y = value;
+        else if (key == QLatin1String("WIDTH"))
+            geometry.width = value;
+        else if (key == QLatin1String("HEIGHT"))
+            geometry.height = value;
+    }
+    return geometry;
+}
+
+TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
+{
+    for (const char *tool : {"Xvfb", "xcompmgr", "mpv", "xdotool", "import"}) {
+        if (QStandardPaths::findExecutable(QLatin1String(tool)).isEmpty())
+            GTEST_SKIP() << tool << " is not installed";
+    }
+    if (!apptest::privateBusRunning())
+        GTEST_SKIP() << "no dbus-daemon for a private bus";
+
+    apptest::ChildProcess xvfb(QStringLiteral("Xvfb"),
+                               {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
+                                QStringLiteral("0"), QStringLiteral("1024x640x24"), QStringLiteral("-nolisten"),
+                                QStringLiteral("tcp")});
+    ASSERT_TRUE(xvfb.started());
+    ASSERT_TRUE(apptest::waitUntil([&] { return xvfb.process().canReadLine(); }, kWaitMs));
+    const QString display = QLatin1Char(':') + QString::fromUtf8(xvfb.process().readLine()).trimmed();
+    const QStringList displayEnvironment{QStringLiteral("DISPLAY=") + display};
+    apptest::ChildProcess compositor(QStringLiteral("xcompmgr"), {}, displayEnvironment);
+    ASSERT_TRUE(compositor.started());
+
+    QTemporaryDir folder;
+    QStringList tracks;
+    for (const QString &name : {QStringLiteral("01 Hovering.mp3"), QStringLiteral("02 Stoop.mp3"),
+                                QStringLiteral("03 Thermal.mp3")})
+        tracks << apptest::copyDemoTrack(name, folder.path());
+    QStringList mpvArguments{QStringLiteral("--no-video"), QStringLiteral("--no-terminal"),
+                             QStringLiteral("--force-window=no"), QStringLiteral("--ao=null"),
+                             QStringLiteral("--loop-playlist=inf"), QStringLiteral("--")};
+    mpvArguments << tracks;
+    apptest::ChildProcess mpv(QStringLiteral("mpv"), mpvArguments, displayEnvironment);
+    ASSERT_TRUE(mpv.started());
+    const QString mpvService = QStringLiteral("org.mpris.MediaPlayer2.mpv");
+    ASSERT_TRUE(apptest::waitUntil([&] { return apptest::busNameRegistered(mpvService); }, kWaitMs))
+        << "mpv-mpris did not appear on the bus";
+
+    // The window stays up until the hot key hides it; no update check.
+    const QString config = folder.filePath(QStringLiteral("config"));
+    QDir().mkpath(config + QStringLiteral("/Kestrabel"));
+    {
+        QFile settings(config + QStringLiteral("/Kestrabel/Kestrabel.conf"));
+        ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
+        settings.write("[General]\nkWindowShowStyle=0\nkDontCheckForUpdatesKey=true\n");
+    }
+    apptest::ChildProcess application(QStringLiteral(KESTRABEL_APP_PATH), {},
+                                      {QStringLiteral("DISPLAY=") + display, QStringLiteral("QT_QPA_PLATFORM=xcb"),
+                                       QStringLiteral("XDG_CONFIG_HOME=") + config});
+    ASSERT_TRUE(application.started());
+    ASSERT_TRUE(apptest::waitUntil([&] { return apptest::busNameRegistered(QStringLiteral("org.kestrabel.Kestrabel")); },
+                                   kWaitMs));
+
+    // The window shows the track mpv plays.
+    QString playing;
+    ASSERT_TRUE(apptest::waitUntil(
+        [&] {
+            playing = playingFile(mpvService);
+            const QStringList shown = applicationCall(QStringLiteral("ShownTrack")).toStringList();
+            return !playing.isEmpty() && !shown.isEmpty() &&
+                   shown.first() == apptest::fileTag(playing, kMediaFileDataIDTitle) &&
+                   applicationCall(QStringLiteral("IsWindowVisible")).toBool();
+        },
+        kWaitMs));
+    const QStringList shown = applicationCall(QStringLiteral("ShownTrack")).toStringList();
+    EXPECT_EQ(shown.value(1), QStringLiteral("The Kestrabel Ensemble"));
+    EXPECT_EQ(shown.value(2), QStringLiteral("Demo Flight"));
+
+    Geometry window;
+    ASSERT_TRUE(apptest::waitUntil([&] { return (window = windowGeometry(display)).width > 0; }, kWaitMs));
+    apptest::spinEvents(800);
+    if (const QString shot = qEnvironmentVariable("KESTRABEL_SCREENSHOT"); !shot.isEmpty()) {
+        const QString crop = QStringLiteral("%1x%2+%3+%4")
+                                 .arg(window.width + 40)
+                                 .arg(window.height + 40)
+                                 .arg(std::max(0, window.x - 20))
+                                 .arg(std::max(0, window.y - 20));
+        run(QStringLiteral("import"),
+            {QStringLiteral("-window"), QStringLiteral("root"), QStringLiteral("-crop"), crop, QStringLiteral("+repage"),
+             shot},
+            display);
+        EXPECT_TRUE(QFile::exists(shot));
+    }
+
+    // Type a new title into the title field, the first row of the fields.
+    const QString file = playingFile(mpvService);
+    ASSERT_FALSE(file.isEmpty());
+    const QString newTitle = QStringLiteral("Typed Under Xvfb");
+    const int fieldX = window.x + window.width * 6 / 10;
+    const int fieldY = window.y + 31;
+    run(QStringLiteral("xdotool"),
+        {QStringLiteral("mousemove"), QString::number(fieldX), QString::number(fieldY), QStringLiteral("click"),
+         QStringLiteral("1")},
+        display);
+    run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("ctrl+a")}, display);
+    run(QStringLiteral("xdotool"), {QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("20"), newTitle},
+        display);
+    run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("Return")}, display);
+    EXPECT_TRUE(apptest::waitUntil([&] { return apptest::fileTag(file, kMediaFileDataIDTitle) == newTitle; }, kWaitMs))
+        << "title of " << file.toStdString() << " is "
+        << apptest::fileTag(file, kMediaFileDataIDTitle).toStdString();
+    EXPECT_TRUE(apptest::waitUntil(
+        [&] { return mprisProperty(mpvService, QStringLiteral("PlaybackStatus")).toString() == QLatin1String("Playing"); },
+        kWaitMs));
+    EXPECT_TRUE(mpv.running());
+
+    // The hot key hides the window and brings it back.
+    run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("super+Escape")}, display);
+    EXPECT_TRUE(apptest::waitUntil([&] { return !applicationCall(QStringLiteral("IsWindowVisible")).toBool(); }, kWaitMs));
+    run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("super+Escape")}, display);
+    EXPECT_TRUE(apptest::waitUntil([&] { return applicationCall(QStringLiteral("IsWindowVisible")).toBool(); }, kWaitMs));
+
+    // A second start toggles the first one's window instead of opening another.
+    QProcess second;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("DISPLAY"), display);
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config);
+    second.setProcessEnvironment(environment);
+    second.start(QStringLiteral(KESTRABEL_APP_PATH), {QStringLiteral("--toggle")});
+    ASSERT_TRUE(second.waitForFinished(kWaitMs));
+    EXPECT_EQ(second.exitCode(), 0);
+    EXPECT_TRUE(apptest::waitUntil([&] { return !applicationCall(QStringLiteral("IsWindowVisible")).toBool(); }, kWaitMs));
+    EXPECT_TRUE(application.running());
+}
+
+} // namespace

@@ -1,0 +1,135 @@
+// The global hot key on a real X server (an Xvfb of the test's own), pressed with xdotool: the
+// grab, its Num Lock and Caps Lock variants, a combination another program holds, and the control
+// window toggled by it.
+#include "AppTestSupport.h"
+#include "ScriptedPlayer.h"
+
+#include "ControlWindowController.h"
+#include "GlobalHotKey.h"
+#include "HotKeyMapping.h"
+#include "Preferences.h"
+
+#include <QGuiApplication>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QStandardPaths>
+
+#include <xcb/xcb.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+using namespace kestrabel;
+using namespace kestrabel::app;
+
+namespace {
+
+bool xdotool(const QStringList &arguments)
+{
+    return QProcess::execute(QStringLiteral("xdotool"), arguments) == 0;
+}
+
+class X11HotKey : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (apptest::ownDisplay().isEmpty() || QGuiApplication::platformName() != QLatin1String("xcb"))
+            GTEST_SKIP() << "no Xvfb";
+        if (QStandardPaths::findExecutable(QStringLiteral("xdotool")).isEmpty())
+            GTEST_SKIP() << "no xdotool";
+        apptest::resetSettings();
+    }
+};
+
+TEST_F(X11HotKey, GrabbedCombinationArrivesAndOthersDoNot)
+{
+    GlobalHotKey::Status status{};
+    auto hotKey = GlobalHotKey::registerHotKey(kEscapeKeyCode, hotKeyModifierMask(kCommandKeyBit, 0), &status);
+    ASSERT_EQ(status, GlobalHotKey::Status::Registered);
+    ASSERT_NE(hotKey, nullptr);
+    EXPECT_NE(hotKey->keycode(), 0);
+    EXPECT_EQ(hotKey->modifiers(), 0x40);
+    QSignalSpy pressed(hotKey.get(), &GlobalHotKey::pressed);
+
+    ASSERT_TRUE(xdotool({QStringLiteral("key"), QStringLiteral("super+Escape")}));
+    ASSERT_TRUE(apptest::waitUntil([&] { return pressed.count() == 1; }, 5000));
+
+    ASSERT_TRUE(xdotool({QStringLiteral("key"), QStringLiteral("ctrl+Escape"), QStringLiteral("Escape"),
+                         QStringLiteral("super+F1")}));
+    // The X server delivers in order: once a later grabbed press arrives, the others were not ours.
+    ASSERT_TRUE(xdotool({QStringLiteral("key"), QStringLiteral("super+Escape")}));
+    ASSERT_TRUE(apptest::waitUntil([&] { return pressed.count() >= 2; }, 5000));
+    apptest::spinEvents(100);
+    EXPECT_EQ(pressed.count(), 2);
+}
+
+TEST_F(X11HotKey, NumLockAndCapsLockDoNotGetInTheWay)
+{
+    GlobalHotKey::Status status{};
+    auto hotKey = GlobalHotKey::registerHotKey(122, hotKeyModifierMask(kControlKeyBit, kShiftKeyBit), &status);
+    ASSERT_EQ(status, GlobalHotKey::Status::Registered);
+    QSignalSpy pressed(hotKey.get(), &GlobalHotKey::pressed);
+    for (const QString &lock : {QStringLiteral("Num_Lock"), QStringLiteral("Caps_Lock")}) {
+        const int before = static_cast<int>(pressed.count());
+        ASSERT_TRUE(xdotool({QStringLiteral("key"), lock}));
+        ASSERT_TRUE(xdotool({QStringLiteral("key"), QStringLiteral("ctrl+shift+F1")}));
+        EXPECT_TRUE(apptest::waitUntil([&] { return pressed.count() == before + 1; }, 5000)) << lock.toStdString();
+        ASSERT_TRUE(xdotool({QStringLiteral("key"), lock}));
+    }
+}
+
+TEST_F(X11HotKey, CombinationHeldByAnotherProgramIsReported)
+{
+    xcb_connection_t *other = xcb_connect(apptest::ownDisplay().toLocal8Bit().constData(), nullptr);
+    ASSERT_FALSE(xcb_connection_has_error(other));
+    const xcb_screen_t *screen = xcb_setup_roots_iterator(xcb_get_setup(other)).data;
+
+    GlobalHotKey::Status status{};
+    const uint32_t mask = hotKeyModifierMask(kOptionKeyBit, 0);
+    auto probe = GlobalHotKey::registerHotKey(96, mask, &status);
+    ASSERT_EQ(status, GlobalHotKey::Status::Registered);
+    const uint8_t keycode = probe->keycode();
+    probe.reset();
+
+    xcb_generic_error_t *error = xcb_request_check(
+        other, xcb_grab_key_checked(other, 1, screen->root, XCB_MOD_MASK_1, keycode, XCB_GRAB_MODE_ASYNC,
+                                    XCB_GRAB_MODE_ASYNC));
+    ASSERT_EQ(error, nullptr) << "our released grab must leave the key free";
+
+    auto taken = GlobalHotKey::registerHotKey(96, mask, &status);
+    EXPECT_EQ(taken, nullptr);
+    EXPECT_EQ(status, GlobalHotKey::Status::AlreadyTaken);
+    EXPECT_TRUE(GlobalHotKey::statusMessage(status, 96, mask).contains(QStringLiteral("Alt+F5")));
+    xcb_disconnect(other);
+
+    auto free = GlobalHotKey::registerHotKey(96, mask, &status);
+    EXPECT_EQ(status, GlobalHotKey::Status::Registered);
+}
+
+TEST_F(X11HotKey, HotKeyTogglesTheControlWindow)
+{
+    apptest::ScriptedPlayer player;
+    UserDefaults::setInteger(0, kWindowShowStyle);
+    ControlWindowController controller(player);
+    controller.showWindow();
+    ASSERT_EQ(controller.hotKeyStatus(), GlobalHotKey::Status::Registered);
+    ASSERT_TRUE(apptest::waitUntil([&] { return controller.moveInEffect() == nullptr; }, 5000));
+    ASSERT_TRUE(controller.isWindowVisible());
+
+    ASSERT_TRUE(xdotool({QStringLiteral("key"), QStringLiteral("super+Escape")}));
+    ASSERT_TRUE(apptest::waitUntil([&] { return !controller.window()->isVisible(); }, 5000));
+    ASSERT_TRUE(xdotool({QStringLiteral("key"), QStringLiteral("super+Escape")}));
+    EXPECT_TRUE(apptest::waitUntil([&] { return controller.isWindowVisible(); }, 5000));
+
+    // A new combination from the preferences replaces the old grab.
+    UserDefaults::setInteger(99, kShowWindowKeyCode);
+    UserDefaults::setInteger(kControlKeyBit, kShowWindowKeyModifierKeyCode1);
+    PreferenceNotifier::defaultCenter().postNotificationName(kNotification_ShowWindowKeyModifiersChangedKey);
+    ASSERT_EQ(controller.hotKeyStatus(), GlobalHotKey::Status::Registered);
+    ASSERT_TRUE(apptest::waitUntil([&] { return controller.moveInEffect() == nullptr; }, 5000));
+    ASSERT_TRUE(xdotool({QStringLiteral("key"), QStringLiteral("super+Escape"), QStringLiteral("ctrl+F3")}));
+    EXPECT_TRUE(apptest::waitUntil([&] { return !controller.window()->isVisible(); }, 5000));
+}
+
+} // namespace

@@ -1,0 +1,351 @@
+// Preference defaults and conveniences, the preferences panel and its notifications, the
+// auto-save registry.
+#include "AppTestSupport.h"
+
+#include "AutoSave.h"
+#include "Controls.h"
+#include "GenreComboBox.h"
+#include "Preferences.h"
+#include "PreferencesWindowController.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPixmap>
+#include <QPlainTextEdit>
+#include <QSignalSpy>
+#include <QSlider>
+#include <QTabWidget>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using namespace kestrabel;
+using namespace kestrabel::app;
+
+namespace {
+
+class Preferences : public ::testing::Test {
+protected:
+    void SetUp() override { apptest::resetSettings(); }
+};
+
+QStringList capturedWarnings;
+
+void captureWarnings(QtMsgType type, const QMessageLogContext &, const QString &message)
+{
+    if (type == QtWarningMsg)
+        capturedWarnings << message;
+}
+
+TEST_F(Preferences, RegisteredDefaultsAnswerUntilSomethingIsStored)
+{
+    EXPECT_EQ(UserDefaults::integerForKey(kWindowShowStyle), 1);
+    EXPECT_FLOAT_EQ(UserDefaults::floatForKey(kSecondsToShowWindow), 8.0f);
+    EXPECT_EQ(UserDefaults::integerForKey(kShowWindowKeyCode), 53);
+    EXPECT_EQ(UserDefaults::integerForKey(kShowWindowKeyModifierKeyCode1), 8);
+    EXPECT_EQ(UserDefaults::integerForKey(kShowWindowKeyModifierKeyCode2), 0);
+    EXPECT_FALSE(UserDefaults::boolForKey(kDontCheckForUpdatesKey));
+    EXPECT_FALSE(UserDefaults::objectForKey(kLastUpdateCheckTimeKey).isValid());
+
+    UserDefaults::setInteger(0, kWindowShowStyle);
+    EXPECT_EQ(UserDefaults::integerForKey(kWindowShowStyle), 0);
+    UserDefaults::removeObjectForKey(kWindowShowStyle);
+    EXPECT_EQ(UserDefaults::integerForKey(kWindowShowStyle), 1);
+
+    // Defaults are never written to the file.
+    EXPECT_FALSE(UserDefaults::standardUserDefaults()->contains(kShowWindowKeyCode));
+}
+
+TEST_F(Preferences, SettingsLiveUnderKestrabelKestrabel)
+{
+    UserDefaults::setBool(true, kDontCheckForUpdatesKey);
+    UserDefaults::synchronize();
+    const QString file = UserDefaults::standardUserDefaults()->fileName();
+    EXPECT_TRUE(file.endsWith(QStringLiteral("/Kestrabel/Kestrabel.conf"))) << file.toStdString();
+    EXPECT_TRUE(QFile::exists(file));
+}
+
+TEST_F(Preferences, WithDefaultGettersGiveTheDefaultOnlyWhenNothingIsStored)
+{
+    EXPECT_EQ(UserDefaults::integerForKey(QStringLiteral("unknownKey"), 5), 5);
+    EXPECT_EQ(UserDefaults::stringForKey(QStringLiteral("unknownKey"), QStringLiteral("x")), QStringLiteral("x"));
+    // A registered default counts as stored.
+    EXPECT_EQ(UserDefaults::integerForKey(kWindowShowStyle, 5), 1);
+    UserDefaults::setInteger(0, QStringLiteral("zero"));
+    EXPECT_EQ(UserDefaults::integerForKey(QStringLiteral("zero"), 5), 0);
+    UserDefaults::setBool(false, QStringLiteral("no"));
+    EXPECT_FALSE(UserDefaults::boolForKey(QStringLiteral("no"), true));
+    EXPECT_FLOAT_EQ(UserDefaults::floatForKey(QStringLiteral("unknownKey"), 2.5f), 2.5f);
+    const QDateTime when = QDateTime::fromSecsSinceEpoch(1700000000, Qt::UTC);
+    EXPECT_EQ(UserDefaults::dateForKey(QStringLiteral("unknownKey"), when), when);
+    UserDefaults::setObject(QVariantList{1, 2}, QStringLiteral("list"));
+    EXPECT_EQ(UserDefaults::arrayForKey(QStringLiteral("list"), {}).size(), 2);
+}
+
+TEST_F(Preferences, NumbersStoredAsTextReadBackAsTheirKind)
+{
+    // A float written by the panel is read as a whole number by the panel, as a float by the window.
+    UserDefaults::setFloat(8.7f, kSecondsToShowWindow);
+    UserDefaults::synchronize();
+    EXPECT_EQ(UserDefaults::integerForKey(kSecondsToShowWindow), 8);
+    EXPECT_NEAR(UserDefaults::floatForKey(kSecondsToShowWindow), 8.7f, 1e-5);
+
+    UserDefaults::setObject(QStringLiteral("12.9"), QStringLiteral("text"));
+    EXPECT_EQ(UserDefaults::integerForKey(QStringLiteral("text")), 12);
+    UserDefaults::setObject(QStringLiteral("true"), QStringLiteral("flag"));
+    EXPECT_TRUE(UserDefaults::boolForKey(QStringLiteral("flag")));
+    EXPECT_EQ(UserDefaults::integerForKey(QStringLiteral("flag")), 1);
+    UserDefaults::setObject(QStringLiteral("0"), QStringLiteral("flag"));
+    EXPECT_FALSE(UserDefaults::boolForKey(QStringLiteral("flag")));
+    UserDefaults::setObject(QStringLiteral("1e99"), QStringLiteral("huge"));
+    EXPECT_EQ(UserDefaults::integerForKey(QStringLiteral("huge")), 0);
+
+    const QDateTime when = QDateTime::fromSecsSinceEpoch(1700000000, Qt::UTC);
+    UserDefaults::setObject(when, kLastUpdateCheckTimeKey);
+    UserDefaults::synchronize();
+    EXPECT_EQ(UserDefaults::dateForKey(kLastUpdateCheckTimeKey), when);
+}
+
+TEST_F(Preferences, NotifierEmitsTheSignalOfTheNameOnly)
+{
+    PreferenceNotifier &center = PreferenceNotifier::defaultCenter();
+    QSignalSpy modifiers(&center, &PreferenceNotifier::kNotification_ShowWindowKeyModifiersChangedKey);
+    QSignalSpy parameters(&center, &PreferenceNotifier::kNotification_WindowShowParametersChangedKey);
+    center.postNotificationName(kNotification_WindowShowParametersChangedKey);
+    EXPECT_EQ(modifiers.count(), 0);
+    EXPECT_EQ(parameters.count(), 1);
+    center.postNotificationName(QStringLiteral("kNotification_Unknown"));
+    center.postNotificationName(kNotification_ShowWindowKeyModifiersChangedKey);
+    EXPECT_EQ(modifiers.count(), 1);
+    EXPECT_EQ(parameters.count(), 1);
+}
+
+TEST_F(Preferences, PanelShowsTheStoredValues)
+{
+    UserDefaults::setInteger(0, kWindowShowStyle);
+    UserDefaults::setFloat(12.7f, kSecondsToShowWindow);
+    UserDefaults::setBool(true, kDontCheckForUpdatesKey);
+    UserDefaults::setInteger(122, kShowWindowKeyCode);
+    UserDefaults::setInteger(12, kShowWindowKeyModifierKeyCode1);
+    UserDefaults::setInteger(9, kShowWindowKeyModifierKeyCode2);
+
+    auto *panel = new PreferencesWindowController;
+    QWidget *window = panel->window();
+    EXPECT_EQ(window->findChild<RadioMatrix *>(QStringLiteral("_matrixWindowShowStyle"))->selectedRow(), 0);
+    EXPECT_EQ(window->findChild<QLineEdit *>(QStringLiteral("_textFieldSecondsToShow"))->text(), QStringLiteral("12"));
+    EXPECT_TRUE(window->findChild<QCheckBox *>(QStringLiteral("_checkBoxDontCheckForUpdates"))->isChecked());
+    auto *key = window->findChild<QComboBox *>(QStringLiteral("_popUpButtonKeyComboKey"));
+    EXPECT_EQ(tagOfSelectedItem(key), 122);
+    EXPECT_EQ(key->currentText(), QStringLiteral("F1"));
+    EXPECT_EQ(tagOfSelectedItem(window->findChild<QComboBox *>(QStringLiteral("_popUpButtonKeyCombo1"))), 12);
+    EXPECT_EQ(tagOfSelectedItem(window->findChild<QComboBox *>(QStringLiteral("_popUpButtonKeyCombo2"))), 9);
+    delete panel;
+}
+
+TEST_F(Preferences, PanelChangeWritesEverythingAndPostsBothNotificationsInOrder)
+{
+    auto *panel = new PreferencesWindowController;
+    QWidget *window = panel->window();
+    window->show();
+
+    QStringList order;
+    PreferenceNotifier &center = PreferenceNotifier::defaultCenter();
+    auto a = QObject::connect(&center, &PreferenceNotifier::kNotification_ShowWindowKeyModifiersChangedKey,
+                              [&] { order << QStringLiteral("modifiers"); });
+    auto b = QObject::connect(&center, &PreferenceNotifier::kNotification_WindowShowParametersChangedKey,
+                              [&] { order << QStringLiteral("parameters"); });
+
+    selectItemWithTag(window->findChild<QComboBox *>(QStringLiteral("_popUpButtonKeyComboKey")), 101);
+    selectItemWithTag(window->findChild<QComboBox *>(QStringLiteral("_popUpButtonKeyCombo1")), 11);
+    selectItemWithTag(window->findChild<QComboBox *>(QStringLiteral("_popUpButtonKeyCombo2")), 0);
+    window->findChild<QLineEdit *>(QStringLiteral("_textFieldSecondsToShow"))->setText(QStringLiteral("3.5"));
+    window->findChild<RadioMatrix *>(QStringLiteral("_matrixWindowShowStyle"))->selectCellAtRow(0);
+    // The user's click is the action that writes.
+    QTest::mouseClick(window->findChild<QCheckBox *>(QStringLiteral("_checkBoxDontCheckForUpdates")), Qt::LeftButton);
+
+    EXPECT_EQ(order, (QStringList{QStringLiteral("modifiers"), QStringLiteral("parameters")}));
+    EXPECT_TRUE(UserDefaults::boolForKey(kDontCheckForUpdatesKey));
+    EXPECT_EQ(UserDefaults::integerForKey(kShowWindowKeyCode), 101);
+    EXPECT_EQ(UserDefaults::integerForKey(kShowWindowKeyModifierKeyCode1), 11);
+    EXPECT_EQ(UserDefaults::integerForKey(kShowWindowKeyModifierKeyCode2), 0);
+    EXPECT_EQ(UserDefaults::integerForKey(kWindowShowStyle), 0);
+    EXPECT_FLOAT_EQ(UserDefaults::floatForKey(kSecondsToShowWindow), 3.5f);
+    // Written to the file, not only held in memory.
+    EXPECT_TRUE(QSettings(UserDefaults::standardUserDefaults()->fileName(), QSettings::IniFormat)
+                    .contains(kShowWindowKeyCode));
+
+    // A new panel reads the seconds back whole.
+    auto *second = new PreferencesWindowController;
+    EXPECT_EQ(second->window()->findChild<QLineEdit *>(QStringLiteral("_textFieldSecondsToShow"))->text(),
+              QStringLiteral("3"));
+    delete second;
+
+    QObject::disconnect(a);
+    QObject::disconnect(b);
+    QPointer<PreferencesWindowController> gone(panel);
+    panel->OKButtonClicked();
+    EXPECT_TRUE(apptest::waitUntil([&] { return gone.isNull(); }, 2000));
+}
+
+TEST_F(Preferences, ComboBoxHistoryPutsTheTextFirstWithoutRepeats)
+{
+    QComboBox box;
+    box.setEditable(true);
+    box.addItems({QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")});
+    box.setEditText(QStringLiteral("b"));
+    EXPECT_EQ(saveAutoSaveObject(&box).toStringList(),
+              (QStringList{QStringLiteral("b"), QStringLiteral("a"), QStringLiteral("c")}));
+}
+
+TEST_F(Preferences, ComboBoxHistoryKeepsTenEntries)
+{
+    QComboBox box;
+    box.setEditable(true);
+    QStringList items;
+    for (int i = 1; i <= 12; ++i)
+        items << QStringLiteral("item %1").arg(i);
+    box.addItems(items);
+    box.setEditText(QStringLiteral("new"));
+    const QStringList saved = saveAutoSaveObject(&box).toStringList();
+    ASSERT_EQ(saved.size(), 10);
+    EXPECT_EQ(saved.first(), QStringLiteral("new"));
+    EXPECT_EQ(saved.mid(1), items.mid(0, 9));
+
+    QComboBox restored;
+    restored.setEditable(true);
+    ASSERT_TRUE(restoreAutoSaveObject(&restored, saved));
+    EXPECT_EQ(restored.count(), 10);
+    EXPECT_EQ(restored.currentText(), QStringLiteral("new"));
+}
+
+TEST_F(Preferences, GenreBoxWithItsDataSourceSavesItsText)
+{
+    GenreComboBox genre;
+    genre.awakeFromNib();
+    genre.setStringValue(QStringLiteral("Jazz"));
+    EXPECT_EQ(saveAutoSaveObject(&genre), QVariant(QStringLiteral("Jazz")));
+    ASSERT_TRUE(restoreAutoSaveObject(&genre, QStringLiteral("Techno")));
+    EXPECT_EQ(genre.currentText(), QStringLiteral("Techno"));
+    // The data source's items are untouched by a restore.
+    EXPECT_EQ(genre.count(), 148);
+}
+
+TEST_F(Preferences, PopUpIndexBeyondItsItemsKeepsTheSelection)
+{
+    QComboBox popUp;
+    popUp.addItems({QStringLiteral("one"), QStringLiteral("two"), QStringLiteral("three")});
+    popUp.setCurrentIndex(1);
+    EXPECT_EQ(saveAutoSaveObject(&popUp), QVariant(1));
+    EXPECT_TRUE(restoreAutoSaveObject(&popUp, 7));
+    EXPECT_EQ(popUp.currentIndex(), 1);
+    EXPECT_TRUE(restoreAutoSaveObject(&popUp, 2));
+    EXPECT_EQ(popUp.currentIndex(), 2);
+}
+
+TEST_F(Preferences, RegistryRoundTripThroughTheSettings)
+{
+    const QString name = QStringLiteral("RoundTripWindow");
+    QWidget window;
+    setFrameAutosaveName(&window, name);
+    auto *field = new QLineEdit(QStringLiteral("typed"), &window);
+    auto *check = new QCheckBox(&window);
+    check->setChecked(true);
+    auto *matrix = new RadioMatrix({QStringLiteral("a"), QStringLiteral("b")}, &window);
+    matrix->selectCellAtRow(1);
+    auto *slider = new QSlider(&window);
+    slider->setRange(0, 100);
+    slider->setValue(42);
+    auto *notes = new QPlainTextEdit(QStringLiteral("line one\nline two"), &window);
+    auto *tabs = new QTabWidget(&window);
+    auto *first = new QWidget;
+    first->setObjectName(QStringLiteral("first"));
+    auto *second = new QWidget;
+    second->setObjectName(QStringLiteral("second"));
+    tabs->addTab(first, QStringLiteral("1"));
+    tabs->addTab(second, QStringLiteral("2"));
+    tabs->setCurrentIndex(1);
+    auto *image = new QLabel(&window);
+    QPixmap pixmap(4, 3);
+    pixmap.fill(Qt::red);
+    image->setPixmap(pixmap);
+
+    addAutoSaveObjectForWindow(field, &window, QStringLiteral("field"));
+    addAutoSaveObjectForWindow(check, &window, QStringLiteral("check"));
+    addAutoSaveObjectForWindow(matrix, &window, QStringLiteral("matrix"));
+    addAutoSaveObjectForWindow(slider, &window, QStringLiteral("slider"));
+    addAutoSaveObjectForWindow(notes, &window, QStringLiteral("notes"));
+    addAutoSaveObjectForWindow(tabs, &window, QStringLiteral("tabs"));
+    addAutoSaveObjectForWindow(image, &window, QStringLiteral("image"));
+    saveAutoSaveObjectsForWindow(&window);
+
+    field->clear();
+    check->setChecked(false);
+    matrix->selectCellAtRow(0);
+    slider->setValue(0);
+    notes->clear();
+    tabs->setCurrentIndex(0);
+    image->clear();
+    restoreAutoSaveObjectsForWindow(&window);
+
+    EXPECT_EQ(field->text(), QStringLiteral("typed"));
+    EXPECT_TRUE(check->isChecked());
+    EXPECT_EQ(matrix->selectedRow(), 1);
+    EXPECT_EQ(slider->value(), 42);
+    EXPECT_EQ(notes->toPlainText(), QStringLiteral("line one\nline two"));
+    EXPECT_EQ(tabs->currentIndex(), 1);
+    EXPECT_EQ(image->pixmap().size(), QSize(4, 3));
+    EXPECT_EQ(image->pixmap().toImage().pixelColor(0, 0), QColor(Qt::red));
+}
+
+TEST_F(Preferences, BadStoredValueIsLoggedAndTheOthersAreStillRestored)
+{
+    const QString name = QStringLiteral("BadValues");
+    QComboBox popUp;
+    popUp.addItems({QStringLiteral("one"), QStringLiteral("two")});
+    popUp.setCurrentIndex(1);
+    QLineEdit field;
+    addAutoSaveObject(&popUp, name, QStringLiteral("a popup"));
+    addAutoSaveObject(&field, name, QStringLiteral("b field"));
+    UserDefaults::setObject(QVariantMap{{QStringLiteral("a popup"), QStringLiteral("not a number")},
+                                        {QStringLiteral("b field"), QStringLiteral("restored")}},
+                            name);
+
+    capturedWarnings.clear();
+    const QtMessageHandler previous = qInstallMessageHandler(captureWarnings);
+    restoreAutoSaveObjectsForName(name);
+    qInstallMessageHandler(previous);
+
+    EXPECT_EQ(popUp.currentIndex(), 1);
+    EXPECT_EQ(field.text(), QStringLiteral("restored"));
+    EXPECT_TRUE(capturedWarnings.contains(
+        QStringLiteral("Exception throwing restoring auto-save preferences. Resetting to defaults.")));
+}
+
+TEST_F(Preferences, NothingIsRegisteredWithoutANameOrAControl)
+{
+    QLineEdit field(QStringLiteral("kept"));
+    addAutoSaveObject(&field, QString(), QStringLiteral("key"));
+    addAutoSaveObject(nullptr, QStringLiteral("NoControl"), QStringLiteral("key"));
+    saveAutoSaveObjectsForName(QStringLiteral("NoControl"));
+    EXPECT_FALSE(UserDefaults::objectForKey(QStringLiteral("NoControl")).isValid());
+    // A window without an auto-save name registers nothing either.
+    QWidget window;
+    addAutoSaveObjectForWindow(&field, &window, QStringLiteral("key"));
+    saveAutoSaveObjectsForWindow(&window);
+    EXPECT_TRUE(UserDefaults::standardUserDefaults()->allKeys().isEmpty());
+}
+
+TEST_F(Preferences, RestoreNeedsBothTheRegistrationAndTheStoredDictionary)
+{
+    QLineEdit field(QStringLiteral("unchanged"));
+    addAutoSaveObject(&field, QStringLiteral("NeverSaved"), QStringLiteral("key"));
+    restoreAutoSaveObjectsForName(QStringLiteral("NeverSaved"));
+    EXPECT_EQ(field.text(), QStringLiteral("unchanged"));
+    UserDefaults::setObject(QVariantMap{{QStringLiteral("key"), QStringLiteral("x")}}, QStringLiteral("Unregistered"));
+    restoreAutoSaveObjectsForName(QStringLiteral("Unregistered"));
+    EXPECT_EQ(field.text(), QStringLiteral("unchanged"));
+}
+
+} // namespace
