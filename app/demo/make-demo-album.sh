@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the sample album that `kestrabel --demo` plays: three short MP3 tracks of synthesised
+# Makes the sample album that `kestrabel --demo` plays: three short MP3 tracks (MPEG-1, 32 kHz mono) of synthesised
 # plucked chords with ID3v2.3 tags and a drawn front cover. Needs ffmpeg (with libmp3lame) and
 # ImageMagick. Run it from anywhere; it writes next to itself.
 set -euo pipefail
@@ -26,8 +26,8 @@ for entry in "${tracks[@]}"; do
   pluck="0.30*sin(2*PI*${f1}*t)*exp(-4*mod(t\,0.75))+0.22*sin(2*PI*${f2}*t)*exp(-4*mod(t+0.5\,0.75))+0.20*sin(2*PI*${f3}*t)*exp(-4*mod(t+0.25\,0.75))"
   file=$(printf '%02d %s.mp3' "$number" "$title")
   ffmpeg -nostdin -hide_banner -loglevel error -y \
-    -f lavfi -i "aevalsrc=${pluck}:s=22050:d=12" -i "$work/cover.jpg" \
-    -map 0:a -map 1:v -c:a libmp3lame -b:a 32k -ac 1 -c:v copy -id3v2_version 3 \
+    -f lavfi -i "aevalsrc=${pluck}:s=32000:d=12" -i "$work/cover.jpg" \
+    -map 0:a -map 1:v -c:a libmp3lame -b:a 32k -ac 1 -c:v copy -id3v2_version 3 -write_xing 0 \
     -metadata title="$title" -metadata artist="The Kestrabel Ensemble" -metadata album="Demo Flight" \
     -metadata genre="Ambient" -metadata track="$number/3" -metadata date="2024" \
     -metadata:s:v title="Album cover" -metadata:s:v comment="Cover (front)" -disposition:v attached_pic \
