@@ -37,8 +37,9 @@ MediaFileStatus ID3OpenFile(const char *path, MediaFileFlags readOptions, ID3Tag
 // or 0 for none; *options receives the completed option word.
 int resolveWriteVersion(const ID3Tag &tag, MediaFileFlags *options);
 
-// The ID3v2 tag alone. minimumLength > 0 pads up to that length instead of to the next
-// multiple of 512 (the caller re-uses the room of the tag already in the file).
+// The ID3v2 tag alone. A minimumLength the frames fit in (with at most a megabyte to spare) is
+// padded up to instead of the next multiple of 512: the caller re-uses the room of the tag
+// already in the file.
 MediaFileStatus renderV2(ID3Tag &tag, int version, MediaFileFlags options, uint64_t minimumLength,
                          std::vector<uint8_t> *out);
 

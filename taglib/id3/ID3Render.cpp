@@ -14,6 +14,8 @@ namespace {
 
 constexpr size_t kHeaderSize = 10;
 constexpr uint64_t kPadUnit = 512;
+// A tag that shrank by more than this gives the room back instead of keeping it as padding.
+constexpr uint64_t kMaxReusedPadding = 1 << 20;
 constexpr uint32_t kLargestSynchsafe = (1u << 28) - 1;
 constexpr uint32_t kLargestShortSize = (1u << 24) - 1;
 constexpr uint32_t kAPIC = frameCode("APIC");
@@ -188,7 +190,7 @@ MediaFileStatus renderV2(ID3Tag &tag, int version, MediaFileFlags options, uint6
 
     uint64_t length = kHeaderSize + frames.size();
     if ((ID3Options & kID3OptionPad) && !(options & kMediaFileFlagID3NoPadding)) {
-        if (minimumLength >= length)
+        if (minimumLength >= length && minimumLength - length <= kMaxReusedPadding)
             length = minimumLength;
         else
             length = (length + kPadUnit - 1) / kPadUnit * kPadUnit;

@@ -176,6 +176,31 @@ TEST(Mp3Write, SmallEditsStayInPlaceInTheTagsRoom)
     EXPECT_EQ(again.string(kMediaFileDataIDTitle), "Short");
 }
 
+// A tag with a lot of padding keeps up to a megabyte of it; beyond that the room is given back.
+TEST(Mp3Write, LargeRoomIsKeptUpToAMegabyte)
+{
+    TempDir dir;
+    const std::vector<uint8_t> audio = readFile(fixturePath("no-tags.mp3"));
+    for (uint32_t room : {100000u, 1500000u}) {
+        std::vector<uint8_t> bytes = {'I', 'D', '3', 3, 0, 0,
+                                      uint8_t(room >> 21 & 0x7F), uint8_t(room >> 14 & 0x7F), uint8_t(room >> 7 & 0x7F), uint8_t(room & 0x7F),
+                                      'T', 'I', 'T', '2', 0, 0, 0, 2, 0, 0, 0, 'A'};
+        bytes.resize(10 + room, 0);
+        bytes.insert(bytes.end(), audio.begin(), audio.end());
+        const std::string path = dir.file("room" + std::to_string(room) + ".mp3");
+        writeFile(path, bytes);
+        {
+            OpenFile file(path);
+            ASSERT_EQ(file.status(), kMediaFileNoErr);
+            MediaFileSetString(file.ref(), kMediaFileDataIDTitle, "B");
+            ASSERT_EQ(MediaFileUpdate(file.ref(), kMediaFileFlagKeepTagVersion), kMediaFileNoErr);
+        }
+        const std::vector<uint8_t> after = readFile(path);
+        EXPECT_EQ(readTagHeader(after).size, room < 1000000 ? 10 + room : 512u);
+        EXPECT_EQ(audioPart(after), audio);
+    }
+}
+
 TEST(Mp3Write, GrowingTagRewritesTheFileOrMovesTheAudioInPlace)
 {
     TempDir dir;
