@@ -1,5 +1,4 @@
 // The MP3 kind behind the core's dispatch: the ID3 engine over a file opened by path.
-#include "FrameContents.h"
 #include "ID3Engine.h"
 
 #include "core/FormatHandler.h"

@@ -186,6 +186,20 @@ TEST(Mp3Read, Id3v1FillsWhatTheId3v2TagLacks)
     EXPECT_EQ(file.integer(kMediaFileDataIDMetaDataSize), int32_t(header.size + 128));
 }
 
+TEST(Mp3Read, FileShorterThanAnId3v1Tag)
+{
+    // The ID3v1 read fails on a 22-byte file, which does not matter once the ID3v2 tag parsed.
+    TempDir dir;
+    const std::string path = dir.file("tiny.mp3");
+    writeFile(path, std::string("ID3\3\0\0\0\0\0\x0c" "TIT2\0\0\0\2\0\0\0A", 22));
+    OpenFile file(path);
+    ASSERT_EQ(file.status(), kMediaFileNoErr);
+    EXPECT_EQ(file.string(kMediaFileDataIDTitle), "A");
+    MediaFileStatus status = 0;
+    file.integer(kMediaFileDataIDBitRate, &status);
+    EXPECT_EQ(status, kMediaFileErrNotFound) << "no audio";
+}
+
 TEST(Mp3Read, UnsupportedIdsAnswerUnsupported)
 {
     OpenFile file(fixturePath("id3v23-full.mp3"));
