@@ -71,7 +71,8 @@ MprisConnection::MprisConnection(const QDBusConnection &bus, const QString &pref
     : QObject(parent), bus_(bus), players_(new MprisPlayerList(bus, this)), preferred_(preferredPlayer)
 {
     qDBusRegisterMetaType<QList<QVariantMap>>();
-    connect(players_, &MprisPlayerList::playersChanged, this, &MprisConnection::playersChanged);
+    // Queued: a rescan can happen in the middle of choosing the current player.
+    connect(players_, &MprisPlayerList::playersChanged, this, &MprisConnection::playersChanged, Qt::QueuedConnection);
     bus_.connect(QString(), QLatin1String(kMprisObjectPath), kPropertiesInterface, QStringLiteral("PropertiesChanged"),
                  this, SLOT(propertiesChanged(QDBusMessage)));
     currentService();
