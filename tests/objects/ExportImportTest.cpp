@@ -29,6 +29,8 @@ QVariantMap exported(const std::string &path)
     return dictionary.value_or(QVariantMap());
 }
 
+bool haveMutagen() { return runCommand("/usr/bin/python3 -c 'import mutagen' 2>/dev/null") == 0; }
+
 const KindCase *firstAvailableKind()
 {
     for (const KindCase &c : kAudioKinds)
@@ -346,6 +348,17 @@ protected:
             EXPECT_EQ(imageFromArtworkData(toArt).size(), imageFromArtworkData(fromArt).size());
         } else {
             EXPECT_TRUE(toArt.isEmpty());
+        }
+
+        // mutagen reads what the import wrote.
+        if (c.kind != kMediaFileTypeAIFF && c.kind != kMediaFileTypeWAVE && haveMutagen()) {
+            std::string output;
+            std::string script = "import mutagen,sys; f = mutagen.File(sys.argv[1], easy=True); "
+                                 "print(f['title'][0], f['album'][0], f['tracknumber'][0], sep='|')";
+            EXPECT_EQ(runCommand("/usr/bin/python3 -c " + shellQuote(script) + " " + shellQuote(target), &output, true), 0)
+                << output;
+            EXPECT_EQ(output.substr(0, output.find_last_of('|')), "Kestrel Song|Birds of Prey") << output;
+            EXPECT_EQ(output.substr(output.find_last_of('|') + 1, 1), "3") << output;
         }
 
         std::string before = decodedAudioMd5(fixturePath(plainFixture(c)));
