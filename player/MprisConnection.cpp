@@ -138,7 +138,7 @@ QString MprisConnection::currentService()
     if (!chosen && players.size() > 1) {
         // The current player keeps its place while it plays; otherwise the player that plays
         // and was active last. Choosing a playing player marks it active, so that after the
-        // edit flow has paused it, it still outranks idle players that appeared before.
+        // edit flow has paused it, it still outranks idle players that appeared after it.
         const MprisPlayer *playing = nullptr;
         for (auto it = players.crbegin(); it != players.crend(); ++it)
             if (reportsPlaying(it->service)) {
