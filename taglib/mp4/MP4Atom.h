@@ -1,4 +1,4 @@
-// The atom tree of an MPEG-4 file and the reader that builds it.
+// One node of an MPEG-4 atom tree, and the test of where an atom stands in it.
 #pragma once
 
 #include "MediaFile.h"

@@ -65,3 +65,27 @@ TEST(Mp4Cli, DamagedFileFailsAndIsNotTouched)
     EXPECT_EQ(cli("show " + shellQuote(path), &output), 1) << output;
     EXPECT_EQ(readFile(path), before);
 }
+
+// The dictionary of a tagged file imported into one without udta: every container is created
+// and the audio after moov moves.
+TEST(Mp4Cli, ExportThenImportIntoAFileWithoutTags)
+{
+    std::string output;
+    if (cli("export --help", &output) != 0)
+        GTEST_SKIP() << "this build's kestrabel-tag has no export (built without the object layer)";
+    TempDir dir;
+    std::string source = dir.copyFixture("tagged.m4a");
+    std::string target = dir.copyFixture("no-udta-faststart.m4a");
+    std::string plist = dir.file("tags.plist");
+    ASSERT_EQ(cli("export -o " + shellQuote(plist) + " " + shellQuote(source), &output), 0) << output;
+    ASSERT_EQ(cli("import " + shellQuote(plist) + " " + shellQuote(target), &output), 0) << output;
+    ASSERT_EQ(cli("show --json " + shellQuote(target), &output), 0) << output;
+    for (const char *expected : {"\"kMediaFileDataIDTitle\": \"Tiny Tone\"", "\"kMediaFileDataIDArtist\": \"Test Artist\"",
+                                 "\"kMediaFileDataIDTrackNumber\": 3", "\"kMediaFileDataIDTotalTracks\": 12",
+                                 "\"kMediaFileDataIDGenre\": \"Chillout\"", "\"kMediaFileDataIDYear\": 2021"})
+        EXPECT_TRUE(contains(output, expected)) << expected << "\n" << output;
+    if (haveFfmpeg()) {
+        EXPECT_EQ(decodeErrors(target), "");
+        EXPECT_EQ(decodedAudio(target), decodedAudio(fixturePath("no-udta-faststart.m4a")));
+    }
+}
