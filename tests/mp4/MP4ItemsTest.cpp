@@ -290,19 +290,6 @@ TEST(Mp4Items, StoredGenreNumberOutsideTheListIsRefused)
     EXPECT_EQ(MP4GetGenre(*file, &genre), kMediaFileErrShortHeader) << "a value too short to hold the number";
 }
 
-TEST(Mp4Items, YearIsTextReadAsALeadingNumber)
-{
-    std::unique_ptr<MP4File> file;
-    ASSERT_EQ(MP4FileOpen(fixturePath("no-tags.m4a"), &file), kMediaFileNoErr);
-    ASSERT_EQ(MP4SetText(*file, MP4ItemSlot::Year, "2004-05-06T00:00:00Z"), kMediaFileNoErr);
-    TempDir dir;
-    std::string path = dir.copyFixture("no-tags.m4a");
-    ASSERT_EQ(MP4FileSave(*file, path, 0), kMediaFileNoErr);
-    OpenFile reopened(path);
-    EXPECT_EQ(reopened.integer(kMediaFileDataIDYear), 2004);
-    EXPECT_EQ(reopened.string(kMediaFileDataIDYear), "2004");
-}
-
 TEST(Mp4Items, LyricsLineEndingsConvertBothWays)
 {
     TempDir dir;
