@@ -30,7 +30,7 @@ const QString kRatingProperty = QStringLiteral("Rating");
 
 // A player that does not answer within this time counts as failed; the window asks several
 // questions per update and must not freeze on a hung player.
-constexpr int kCallTimeoutMs = 1500;
+constexpr int kCallTimeoutMs = 3000;
 constexpr int kLaunchWaitMs = 5000;
 constexpr int kLaunchPollMs = 100;
 constexpr qint64 kMaxArtworkBytes = 32 * 1024 * 1024;

@@ -131,9 +131,10 @@ TEST_F(LaunchTest, PreferredPlayerIsStartedFromItsDesktopEntry)
     MprisConnection connection(QDBusConnection::sessionBus(), "launchme");
     ASSERT_FALSE(connection.isRunning());
     EXPECT_TRUE(connection.launch());
+    // launch() waits a while for the player to show up; a loaded machine may need longer.
+    EXPECT_TRUE(waitUntil([&] { return busNameRegistered("org.mpris.MediaPlayer2.launchme"); }));
     rememberLaunched("org.mpris.MediaPlayer2.launchme");
-    EXPECT_TRUE(connection.isRunning());
-    EXPECT_EQ(connection.copyCurrentTrackName(), "Started");
+    EXPECT_TRUE(waitUntil([&] { return connection.copyCurrentTrackName() == "Started"; }));
 }
 
 TEST_F(LaunchTest, DefaultAudioApplicationIsStartedWithoutPreference)
@@ -145,8 +146,9 @@ TEST_F(LaunchTest, DefaultAudioApplicationIsStartedWithoutPreference)
     ASSERT_EQ(defaultAudioPlayerEntry(), "defaultfake.desktop");
     MprisConnection connection(QDBusConnection::sessionBus());
     EXPECT_TRUE(connection.launch());
+    EXPECT_TRUE(waitUntil([&] { return busNameRegistered("org.mpris.MediaPlayer2.defaultfake"); }));
     rememberLaunched("org.mpris.MediaPlayer2.defaultfake");
-    EXPECT_EQ(connection.copyCurrentTrackName(), "Started");
+    EXPECT_TRUE(waitUntil([&] { return connection.copyCurrentTrackName() == "Started"; }));
 }
 
 TEST_F(LaunchTest, NothingToStartFails)
