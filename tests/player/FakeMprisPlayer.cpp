@@ -17,6 +17,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTimer>
 
 #include <cstdio>
 
@@ -402,5 +403,12 @@ int main(int argc, char **argv)
             return 1;
     if (!bus.registerService(QStringLiteral("org.mpris.MediaPlayer2.") + QString::fromLocal8Bit(argv[1])))
         return 1;
+    // Launched fakes are not the test's children: they end with the test's private bus.
+    QTimer busWatch;
+    QObject::connect(&busWatch, &QTimer::timeout, &app, [&] {
+        if (!bus.isConnected())
+            app.quit();
+    });
+    busWatch.start(500);
     return app.exec();
 }
