@@ -2,6 +2,8 @@
 #include "Batch.h"
 #include "Commands.h"
 
+#include "core/DataIDRules.h"
+
 #include "util/File.h"
 
 #include <cstdio>
@@ -51,10 +53,16 @@ MediaFileStatus applyChange(MediaFileRef ref, const Change &change)
 {
     MediaFileDataID id = change.info->dataID;
     switch (change.info->valueType) {
-    case 'I':
+    case 'I': {
+        // Through the integer setter, which every integer ID has (Season and File Kind have no
+        // text form); the text is read as "%d" reads it, so "7/12" stores 7.
         if (change.remove)
             return MediaFileSetInteger(ref, id, 0);
-        return MediaFileSetString(ref, id, change.value.c_str());
+        int32_t value = 0;
+        if (MediaFileStatus status = scanIntegerText(change.value, &value))
+            return status;
+        return MediaFileSetInteger(ref, id, value);
+    }
     case 'D':
         if (change.remove)
             return MediaFileSetData(ref, id, "", 0);

@@ -44,7 +44,9 @@ FileReport collectReport(const std::string &path, bool audioInfo)
     FileReport report;
     report.path = path;
     MediaFileRef ref = nullptr;
-    report.status = MediaFileOpen(path.c_str(), &ref, audioInfo ? 0 : kMediaFileFlagSkipMPEGInfo);
+    // A file with a damaged or missing tag still shows what can be read from it.
+    MediaFileFlags flags = kMediaFileFlagIgnoreTagErrors | (audioInfo ? 0 : kMediaFileFlagSkipMPEGInfo);
+    report.status = MediaFileOpen(path.c_str(), &ref, flags);
     if (report.status != kMediaFileNoErr) {
         report.error = statusText(report.status);
         return report;

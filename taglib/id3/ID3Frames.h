@@ -13,9 +13,9 @@
 
 namespace kestrabel::id3 {
 
-// Statuses the engine returns that the shared status table has no constant for.
-inline constexpr MediaFileStatus kID3ErrBadVersion = -6715; // major version 5 or more
-inline constexpr MediaFileStatus kID3ErrNoMagic = -6748;    // "ID3" or "TAG" missing
+// The engine's names for two shared statuses.
+inline constexpr MediaFileStatus kID3ErrBadVersion = kMediaFileErrBadVersion;
+inline constexpr MediaFileStatus kID3ErrNoMagic = kMediaFileErrBadMagic;
 
 // Process-wide render options: bit 0 pads tags to a multiple of 512 bytes, bit 0x40 writes 2.4
 // frame sizes synchsafe. The latter is clear on purpose, so 2.4 frame sizes go out plain; a

@@ -29,8 +29,8 @@ inline constexpr uint32_t kStco = fourCC("stco");
 inline constexpr uint32_t kFree = fourCC("free");
 inline constexpr uint32_t kUuid = fourCC("uuid");
 
-// The public header names no constant for this status; the ID3 reader uses it for a missing magic.
-inline constexpr MediaFileStatus kMP4ErrTypeMismatch = -6748;
+// An atom whose type is not the one its place requires.
+inline constexpr MediaFileStatus kMP4ErrTypeMismatch = kMediaFileErrBadMagic;
 
 // Sizes above this are refused, both when reading and when a save would produce one.
 inline constexpr uint64_t kMaxAtomSize = 0x7FFFFFFE;

@@ -57,6 +57,8 @@ TEST(Vocabulary, StatusNames)
     EXPECT_STREQ(MediaFileGetStatusName(-6755), "kMediaFileErrCantOpen");
     EXPECT_STREQ(MediaFileGetStatusName(0), "kMediaFileNoErr");
     EXPECT_STREQ(MediaFileGetStatusName(-6771), "kMediaFileErrExists");
+    EXPECT_STREQ(MediaFileGetStatusName(-6748), "kMediaFileErrBadMagic");
+    EXPECT_STREQ(MediaFileGetStatusName(-6715), "kMediaFileErrBadVersion");
     EXPECT_STREQ(MediaFileGetStatusName(2), "ENOENT");
     EXPECT_STREQ(MediaFileGetStatusName(-1), "?");
     EXPECT_STRNE(MediaFileGetStatusMessage(-6735), "unknown status");
