@@ -20,12 +20,12 @@ printf 'This is a text file with an image name.\n' > not-an-image.png
 
 # Audio without tags.
 # MPEG 2.5 frames at 8 kHz hold 72 ms: half a second gives the audio scan a few frames.
-sox -n -r 8000 -c 1 -b 16 tone.wav synth 0.5 sine 440
+sox -R -n -r 8000 -c 1 -b 16 tone.wav synth 0.5 sine 440
 lame --quiet -m m -b 8 --resample 8 --noreplaygain tone.wav plain.mp3
 ff "${tone[@]}" -c:a aac -b:a 16k -map_metadata -1 plain.m4a
-sox -n -r 8000 -c 1 -b 16 plain.aiff synth 0.1 sine 440
-sox -n -r 8000 -c 1 -b 16 plain.wav synth 0.1 sine 440
-sox -n -r 8000 -c 1 -b 16 tone.wav synth 0.1 sine 440
+sox -R -n -r 8000 -c 1 -b 16 plain.aiff synth 0.1 sine 440
+sox -R -n -r 8000 -c 1 -b 16 plain.wav synth 0.1 sine 440
+sox -R -n -r 8000 -c 1 -b 16 tone.wav synth 0.1 sine 440
 oggenc --quiet -q 0 -o plain.ogg tone.wav
 flac --silent --force -o plain.flac tone.wav
 rm tone.wav
@@ -48,7 +48,7 @@ from mutagen.id3 import ID3, TIT2, TPE1, TALB, TCON, COMM, TCOM, TRCK, TPOS, TYE
 from mutagen.aiff import AIFF
 from mutagen.mp4 import MP4, MP4Cover
 from mutagen.oggvorbis import OggVorbis
-from mutagen.flac import FLAC, Picture
+from mutagen.flac import FLAC, MetadataBlock
 
 cover = open("cover.jpg", "rb").read()
 
@@ -106,14 +106,12 @@ ogg = OggVorbis("tagged.ogg")
 vorbis_fields(ogg, "TRACKTOTAL")
 ogg.save()
 
+# FLAC keeps its cover in an APPLICATION block "ESCN" whose data is "PIC1" and the image.
 flac = FLAC("tagged.flac")
 vorbis_fields(flac, "TOTALTRACKS")
-picture = Picture()
-picture.type = 3
-picture.mime = "image/jpeg"
-picture.width, picture.height, picture.depth = 24, 16, 24
-picture.data = cover
-flac.add_picture(picture)
+escn = MetadataBlock(b"ESCN" + b"PIC1" + cover)
+escn.code = 2
+flac.metadata_blocks.append(escn)
 flac.save()
 PY
 

@@ -246,7 +246,7 @@ TEST_F(Import, OverwriteOnReplacesAndConvertsArtwork)
     int32_t track = 0;
     MediaFileGetInteger(wrapper.mediaFileRef(), kMediaFileDataIDTrackNumber, &track);
     EXPECT_EQ(track, 5);
-    if (kind->carriesArtwork) {
+    if (kind->addsArtwork) {
         QByteArray artwork = wrapper.mediaFileDataForID(kMediaFileDataIDArtwork);
         EXPECT_TRUE(artwork.startsWith("\xFF\xD8")) << "the PNG of the plist is stored as JPEG";
         EXPECT_EQ(imageFromArtworkData(artwork).size(), QSize(24, 16));
@@ -343,7 +343,7 @@ protected:
         QByteArray fromArt = from.value(key(kArtworkExportKey)).toByteArray();
         QByteArray toArt = to.value(key(kArtworkExportKey)).toByteArray();
         EXPECT_EQ(fromArt.isEmpty(), !c.fixtureHasArtwork);
-        if (withArtwork && c.fixtureHasArtwork) {
+        if (withArtwork && c.fixtureHasArtwork && c.addsArtwork) {
             EXPECT_TRUE(toArt.startsWith("\xFF\xD8"));
             EXPECT_EQ(imageFromArtworkData(toArt).size(), imageFromArtworkData(fromArt).size());
         } else {
@@ -369,6 +369,28 @@ protected:
 
     TempDir dir;
 };
+
+TEST_P(RoundTrip, OverwriteReplacesTheCover)
+{
+    const KindCase &c = GetParam();
+    if (!c.fixtureHasArtwork)
+        GTEST_SKIP() << "the tagged fixture of this kind has no cover";
+    std::string path = dir.copyFixture(taggedFixture(c));
+    QByteArray before = openWrapper(path).mediaFileDataForID(kMediaFileDataIDArtwork);
+    ASSERT_FALSE(before.isEmpty());
+    {
+        MediaFileWrapper wrapper = openWrapper(path);
+        ASSERT_EQ(wrapper.setMediaFileDataFromDictionaryRepresentationAtPath(
+                      qpath(fixturePath("objects/export-by-plistlib.plist")), true),
+                  kMediaFileNoErr);
+        ASSERT_EQ(wrapper.update(kSaveFlags), kMediaFileNoErr);
+    }
+    QByteArray after = openWrapper(path).mediaFileDataForID(kMediaFileDataIDArtwork);
+    EXPECT_NE(after, before);
+    EXPECT_TRUE(after.startsWith("\xFF\xD8"));
+    EXPECT_EQ(imageFromArtworkData(after).size(), QSize(24, 16));
+    EXPECT_EQ(openWrapper(path).mediaFileStringForID(kMediaFileDataIDTitle), QStringLiteral("Written by plistlib"));
+}
 
 TEST_P(RoundTrip, WithArtwork) { roundTrip(true); }
 TEST_P(RoundTrip, WithoutArtwork) { roundTrip(false); }

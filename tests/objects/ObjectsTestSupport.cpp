@@ -29,7 +29,7 @@ std::string unavailableReason(const KindCase &c)
 const KindCase *firstArtworkKind()
 {
     for (const KindCase &c : kAudioKinds)
-        if (c.carriesArtwork && unavailableReason(c).empty())
+        if (c.addsArtwork && unavailableReason(c).empty())
             return &c;
     return nullptr;
 }

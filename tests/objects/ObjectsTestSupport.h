@@ -17,14 +17,15 @@ namespace kestrabel::test {
 struct KindCase {
     const char *extension;
     MediaFileType kind;
-    bool fixtureHasArtwork; // objects/tagged.<ext> carries a front cover
-    bool carriesArtwork;    // the kind stores Cover Art at all
+    bool fixtureHasArtwork; // objects/tagged.<ext> carries a cover
+    bool addsArtwork;       // Cover Art can be given to a file that has none
 };
 
+// FLAC only ever replaces the picture block a file already has; Ogg stores no artwork.
 inline constexpr KindCase kAudioKinds[] = {
     {"mp3", kMediaFileTypeMP3, true, true},    {"m4a", kMediaFileTypeMP4, true, true},
     {"aiff", kMediaFileTypeAIFF, true, true},  {"wav", kMediaFileTypeWAVE, false, true},
-    {"ogg", kMediaFileTypeOgg, false, false},  {"flac", kMediaFileTypeFLAC, true, true},
+    {"ogg", kMediaFileTypeOgg, false, false},  {"flac", kMediaFileTypeFLAC, true, false},
 };
 
 // How the tests save: the versions a file has, and for an MP3 without an ID3v2 tag (nothing
@@ -41,7 +42,7 @@ inline void PrintTo(const KindCase &c, std::ostream *out) { *out << c.extension;
 // landed answers kMediaFileErrUnsupported at open; any other failure is a real fault.
 std::string unavailableReason(const KindCase &c);
 
-// The first kind of the table that is available and stores artwork; null when none is.
+// The first kind of the table that is available and takes new artwork; null when none is.
 const KindCase *firstArtworkKind();
 
 QString qpath(const std::string &path);
