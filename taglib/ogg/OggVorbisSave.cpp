@@ -154,6 +154,11 @@ private:
         return kMediaFileNoErr;
     }
 
+    // Granule positions the input pages carried are kept; the packets between them get the
+    // running sample count. A position below the count (the trimmed end of a stream, or a
+    // stream that restarts its count) resets the count and closes the page, so that the
+    // position lands on a page of its own. Each packet is held back until the next one arrives,
+    // so that the last can carry the end-of-stream mark.
     void arrive(const ogg_packet &packet)
     {
         long blockSize = vorbis_packet_blocksize(file_.info.get(), const_cast<ogg_packet *>(&packet));
