@@ -8,6 +8,9 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
+#include <csignal>
+#include <sys/prctl.h>
+
 namespace kestrabel::app {
 
 namespace {
@@ -83,6 +86,8 @@ std::unique_ptr<DemoSession> DemoSession::start(player::PlayerConnection &player
     session->mpv_->setArguments(mpvArguments(session->files_));
     session->mpv_->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     session->mpv_->setStandardOutputFile(QProcess::nullDevice());
+    // The demo's player must not outlive us, however we end.
+    session->mpv_->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     session->mpv_->start();
     if (!session->mpv_->waitForStarted(kStartMs))
         return fail(QStringLiteral("mpv did not start"));

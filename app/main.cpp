@@ -12,9 +12,13 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QSocketNotifier>
 
+#include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <sys/socket.h>
+#include <unistd.h>
 
 using namespace kestrabel;
 
@@ -27,6 +31,35 @@ int toggleRunningInstance(int argc, char **argv)
         return 0;
     std::fputs("kestrabel: no running Kestrabel answered on the session bus\n", stderr);
     return 1;
+}
+
+int gSignalSocket[2] = {-1, -1};
+
+void forwardSignal(int)
+{
+    const char byte = 1;
+    [[maybe_unused]] const auto written = ::write(gSignalSocket[0], &byte, 1);
+}
+
+// Ctrl+C or a polite kill ends the event loop, so the window's place is saved and the demo's copy
+// and player are cleaned up.
+void quitOnTerminationSignals(QCoreApplication &application)
+{
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, gSignalSocket) != 0)
+        return;
+    auto *notifier = new QSocketNotifier(gSignalSocket[1], QSocketNotifier::Read, &application);
+    QObject::connect(notifier, &QSocketNotifier::activated, &application, [notifier] {
+        char byte = 0;
+        [[maybe_unused]] const auto read = ::read(gSignalSocket[1], &byte, 1);
+        notifier->setEnabled(false);
+        QCoreApplication::quit();
+    });
+    struct sigaction action {};
+    action.sa_handler = forwardSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
 }
 
 } // namespace
@@ -78,6 +111,7 @@ int main(int argc, char **argv)
         }
     }
 
+    quitOnTerminationSignals(application);
     app::AppDelegate delegate(*player);
     delegate.applicationDidFinishLaunching();
     busInterface.setController(delegate.mainController());

@@ -98,22 +98,53 @@ Geometry windowGeometry(const QString &display)
     return geometry;
 }
 
+// An X server of the test's own; its display name, or empty when it did not start.
+QString startXvfb(apptest::ChildProcess &xvfb)
+{
+    if (!xvfb.started() || !apptest::waitUntil([&] { return xvfb.process().canReadLine(); }, kWaitMs))
+        return {};
+    return QLatin1Char(':') + QString::fromUtf8(xvfb.process().readLine()).trimmed();
+}
+
+QStringList xvfbArguments()
+{
+    return {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"), QStringLiteral("0"),
+            QStringLiteral("1024x640x24"), QStringLiteral("-nolisten"), QStringLiteral("tcp")};
+}
+
+void writeSettings(const QString &config)
+{
+    // The window stays up until the hot key hides it; no update check.
+    QDir().mkpath(config + QStringLiteral("/Kestrabel"));
+    QFile settings(config + QStringLiteral("/Kestrabel/Kestrabel.conf"));
+    if (settings.open(QIODevice::WriteOnly))
+        settings.write("[General]\nkWindowShowStyle=0\nkDontCheckForUpdatesKey=true\n");
+}
+
+bool skipWithout(std::initializer_list<const char *> tools, std::string *missing)
+{
+    for (const char *tool : tools) {
+        if (QStandardPaths::findExecutable(QLatin1String(tool)).isEmpty()) {
+            *missing = std::string(tool) + " is not installed";
+            return true;
+        }
+    }
+    if (!apptest::privateBusRunning()) {
+        *missing = "no dbus-daemon for a private bus";
+        return true;
+    }
+    return false;
+}
+
 TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
 {
-    for (const char *tool : {"Xvfb", "xcompmgr", "mpv", "xdotool", "import"}) {
-        if (QStandardPaths::findExecutable(QLatin1String(tool)).isEmpty())
-            GTEST_SKIP() << tool << " is not installed";
-    }
-    if (!apptest::privateBusRunning())
-        GTEST_SKIP() << "no dbus-daemon for a private bus";
+    std::string missing;
+    if (skipWithout({"Xvfb", "xcompmgr", "mpv", "xdotool", "import"}, &missing))
+        GTEST_SKIP() << missing;
 
-    apptest::ChildProcess xvfb(QStringLiteral("Xvfb"),
-                               {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-                                QStringLiteral("0"), QStringLiteral("1024x640x24"), QStringLiteral("-nolisten"),
-                                QStringLiteral("tcp")});
-    ASSERT_TRUE(xvfb.started());
-    ASSERT_TRUE(apptest::waitUntil([&] { return xvfb.process().canReadLine(); }, kWaitMs));
-    const QString display = QLatin1Char(':') + QString::fromUtf8(xvfb.process().readLine()).trimmed();
+    apptest::ChildProcess xvfb(QStringLiteral("Xvfb"), xvfbArguments());
+    const QString display = startXvfb(xvfb);
+    ASSERT_FALSE(display.isEmpty());
     const QStringList displayEnvironment{QStringLiteral("DISPLAY=") + display};
     apptest::ChildProcess compositor(QStringLiteral("xcompmgr"), {}, displayEnvironment);
     ASSERT_TRUE(compositor.started());
@@ -133,14 +164,8 @@ TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
     ASSERT_TRUE(apptest::waitUntil([&] { return apptest::busNameRegistered(mpvService); }, kWaitMs))
         << "mpv-mpris did not appear on the bus";
 
-    // The window stays up until the hot key hides it; no update check.
     const QString config = folder.filePath(QStringLiteral("config"));
-    QDir().mkpath(config + QStringLiteral("/Kestrabel"));
-    {
-        QFile settings(config + QStringLiteral("/Kestrabel/Kestrabel.conf"));
-        ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
-        settings.write("[General]\nkWindowShowStyle=0\nkDontCheckForUpdatesKey=true\n");
-    }
+    writeSettings(config);
     apptest::ChildProcess application(QStringLiteral(KESTRABEL_APP_PATH), {},
                                       {QStringLiteral("DISPLAY=") + display, QStringLiteral("QT_QPA_PLATFORM=xcb"),
                                        QStringLiteral("XDG_CONFIG_HOME=") + config});
@@ -218,6 +243,42 @@ TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
     EXPECT_EQ(second.exitCode(), 0);
     EXPECT_TRUE(apptest::waitUntil([&] { return !applicationCall(QStringLiteral("IsWindowVisible")).toBool(); }, kWaitMs));
     EXPECT_TRUE(application.running());
+}
+
+TEST(EndToEnd, DemoPlaysTheSampleAlbumAndCleansUpWhenEnded)
+{
+    std::string missing;
+    if (skipWithout({"Xvfb", "mpv"}, &missing))
+        GTEST_SKIP() << missing;
+    apptest::ChildProcess xvfb(QStringLiteral("Xvfb"), xvfbArguments());
+    const QString display = startXvfb(xvfb);
+    ASSERT_FALSE(display.isEmpty());
+
+    QTemporaryDir folder;
+    const QString config = folder.filePath(QStringLiteral("config"));
+    writeSettings(config);
+    const QString temporary = folder.filePath(QStringLiteral("tmp"));
+    QDir().mkpath(temporary);
+    apptest::ChildProcess application(QStringLiteral(KESTRABEL_APP_PATH), {QStringLiteral("--demo")},
+                                      {QStringLiteral("DISPLAY=") + display, QStringLiteral("QT_QPA_PLATFORM=xcb"),
+                                       QStringLiteral("XDG_CONFIG_HOME=") + config,
+                                       QStringLiteral("TMPDIR=") + temporary});
+    ASSERT_TRUE(application.started());
+    const QString mpvService = QStringLiteral("org.mpris.MediaPlayer2.mpv");
+    ASSERT_TRUE(apptest::waitUntil([&] { return apptest::busNameRegistered(mpvService); }, kWaitMs));
+    ASSERT_TRUE(apptest::waitUntil(
+        [&] {
+            return applicationCall(QStringLiteral("ShownTrack")).toStringList().value(2) == QLatin1String("Demo Flight");
+        },
+        kWaitMs));
+    // mpv plays the copy, not the bundled album.
+    EXPECT_TRUE(playingFile(mpvService).startsWith(temporary));
+
+    application.process().terminate();
+    ASSERT_TRUE(application.process().waitForFinished(kWaitMs));
+    EXPECT_EQ(application.process().exitStatus(), QProcess::NormalExit);
+    EXPECT_TRUE(apptest::waitUntil([&] { return !apptest::busNameRegistered(mpvService); }, kWaitMs));
+    EXPECT_TRUE(QDir(temporary).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot));
 }
 
 } // namespace
