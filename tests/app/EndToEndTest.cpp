@@ -242,6 +242,11 @@ TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
     ASSERT_TRUE(second.waitForFinished(kWaitMs));
     EXPECT_EQ(second.exitCode(), 0);
     EXPECT_TRUE(apptest::waitUntil([&] { return !applicationCall(QStringLiteral("IsWindowVisible")).toBool(); }, kWaitMs));
+    // A plain second start does the same and leaves.
+    second.start(QStringLiteral(KESTRABEL_APP_PATH), {});
+    ASSERT_TRUE(second.waitForFinished(kWaitMs));
+    EXPECT_EQ(second.exitCode(), 0);
+    EXPECT_TRUE(apptest::waitUntil([&] { return applicationCall(QStringLiteral("IsWindowVisible")).toBool(); }, kWaitMs));
     EXPECT_TRUE(application.running());
 }
 

@@ -9,6 +9,8 @@
 #include "PlayerConnection.h"
 
 #include <QAbstractButton>
+#include <QApplication>
+#include <QFile>
 #include <QDesktopServices>
 #include <QMessageBox>
 #include <QPushButton>
@@ -304,6 +306,41 @@ TEST_F(Launch, NoNewerVersionShowsNothing)
     delegate.applicationDidFinishLaunching();
     ASSERT_TRUE(apptest::waitUntil([&] { return server.requests() == 1 && !delegate.productUpdateCheck(); }, 10000));
     EXPECT_EQ(delegate.updateAlert(), nullptr);
+}
+
+TEST_F(Launch, MenuOpensPreferencesTheAboutBoxAndTheGuide)
+{
+    UserDefaults::setBool(true, kDontCheckForUpdatesKey);
+    AppDelegate delegate(*player);
+    delegate.applicationDidFinishLaunching();
+    EXPECT_FALSE(delegate.applicationShouldOpenUntitledFile());
+    auto visibleWindows = [](const QString &name) {
+        int count = 0;
+        for (QWidget *widget : QApplication::topLevelWidgets())
+            count += widget->objectName() == name && widget->isVisible();
+        return count;
+    };
+    delegate.createWindow(2);
+    delegate.createWindow(2);
+    EXPECT_EQ(visibleWindows(QStringLiteral("PreferencesWindowController")), 2);
+    delegate.createWindow(3);
+    delegate.createWindow(3);
+    EXPECT_EQ(visibleWindows(QStringLiteral("AboutBox")), 1);
+    const int before = static_cast<int>(QApplication::topLevelWidgets().size());
+    delegate.createWindow(7);
+    EXPECT_EQ(QApplication::topLevelWidgets().size(), before);
+
+    UrlCatcher files;
+    QDesktopServices::setUrlHandler(QStringLiteral("file"), &files, "open");
+    EXPECT_TRUE(delegate.showHelpFile());
+    QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
+    ASSERT_EQ(files.opened.size(), 1);
+    EXPECT_TRUE(files.opened.first().toLocalFile().endsWith(QStringLiteral("/UserGuide.html")));
+    EXPECT_TRUE(QFile::exists(files.opened.first().toLocalFile()));
+    for (QWidget *widget : QApplication::topLevelWidgets()) {
+        if (widget->objectName() == QLatin1String("PreferencesWindowController"))
+            widget->close();
+    }
 }
 
 TEST_F(Launch, SheetAlertOpensTheInformationLocationAndReportsTheButton)
