@@ -99,6 +99,13 @@ struct StatusName {
 
 constexpr StatusName kStatusNames[] = {
     {0, "kMediaFileNoErr", "success"},
+    // The Ogg Vorbis handler's own codes.
+    {-1, "kOggVorbisErrWrite", "writing the Ogg stream failed; the original file is unchanged"},
+    {2001, "kOggVorbisErrMemory", "out of memory in the Ogg handler"},
+    {2002, "kOggVorbisErrTempFile", "the temporary file beside the Ogg file cannot be created"},
+    {2003, "kOggVorbisErrNotVorbis", "not an Ogg Vorbis stream"},
+    {2004, "kOggVorbisErrArgument", "a bad argument, or no vendor string"},
+    {2005, "kOggVorbisErrNoComment", "the stream has no comment header"},
     {-6700, "kMediaFileErrIO", "a seek, tell or write failed"},
     {-6702, "kMediaFileErrNoTag", "the file has no tag of that kind"},
     {-6703, "kMediaFileErrCantCreate", "the export dictionary could not be made"},

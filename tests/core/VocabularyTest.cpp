@@ -60,6 +60,7 @@ TEST(Vocabulary, StatusNames)
     EXPECT_STREQ(MediaFileGetStatusName(-6748), "kMediaFileErrBadMagic");
     EXPECT_STREQ(MediaFileGetStatusName(-6715), "kMediaFileErrBadVersion");
     EXPECT_STREQ(MediaFileGetStatusName(2), "ENOENT");
-    EXPECT_STREQ(MediaFileGetStatusName(-1), "?");
+    EXPECT_STREQ(MediaFileGetStatusName(2003), "kOggVorbisErrNotVorbis") << "above the errno range";
+    EXPECT_STREQ(MediaFileGetStatusName(-2), "?");
     EXPECT_STRNE(MediaFileGetStatusMessage(-6735), "unknown status");
 }
