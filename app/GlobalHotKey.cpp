@@ -150,7 +150,8 @@ void GlobalHotKey::ungrabAll()
         for (const uint16_t variant : grabbedVariants_)
             xcb_ungrab_key(connection, keycode_, root, static_cast<uint16_t>(modifiers_ | variant));
     }
-    xcb_flush(connection);
+    // A round trip, so that the keys are free for whoever asks next, a new grab of ours included.
+    XcbReply<xcb_get_input_focus_reply_t>(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
     roots_.clear();
 }
 

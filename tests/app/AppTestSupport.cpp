@@ -13,6 +13,7 @@
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QRandomGenerator>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -32,6 +33,7 @@ namespace {
 
 constexpr int kStartMs = 10000;
 constexpr int kCallTimeoutMs = 5000;
+constexpr int kStopMs = 2000;
 
 QString &busAddress()
 {
@@ -72,24 +74,6 @@ std::unique_ptr<ChildProcess> startBus()
     return daemon;
 }
 
-std::unique_ptr<ChildProcess> startXvfb()
-{
-    if (QStandardPaths::findExecutable(QStringLiteral("Xvfb")).isEmpty())
-        return nullptr;
-    auto server = std::make_unique<ChildProcess>(
-        QStringLiteral("Xvfb"), QStringList{QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-                                            QStringLiteral("0"), QStringLiteral("1024x640x24"),
-                                            QStringLiteral("-nolisten"), QStringLiteral("tcp")});
-    if (!server->started())
-        return nullptr;
-    const QString number = firstLine(server->process());
-    if (number.isEmpty())
-        return nullptr;
-    displayName() = QLatin1Char(':') + number;
-    qputenv("DISPLAY", displayName().toUtf8());
-    return server;
-}
-
 } // namespace
 
 int runTests(int argc, char **argv, Display display)
@@ -109,7 +93,9 @@ int runTests(int argc, char **argv, Display display)
 
     std::unique_ptr<ChildProcess> xserver;
     if (display == Display::OwnX11) {
-        xserver = startXvfb();
+        xserver = startXvfb(&displayName());
+        if (xserver)
+            qputenv("DISPLAY", displayName().toUtf8());
         qputenv("QT_QPA_PLATFORM", xserver ? "xcb" : "offscreen");
     } else {
         qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -187,8 +173,32 @@ void ChildProcess::kill()
 {
     if (process_->state() == QProcess::NotRunning)
         return;
+    // Asked first, so that servers remove their lock files and sockets.
+    process_->terminate();
+    if (process_->waitForFinished(kStopMs))
+        return;
     process_->kill();
     process_->waitForFinished(kCallTimeoutMs);
+}
+
+std::unique_ptr<ChildProcess> startXvfb(QString *display)
+{
+    if (QStandardPaths::findExecutable(QStringLiteral("Xvfb")).isEmpty())
+        return nullptr;
+    constexpr int kAttempts = 8;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        const int number = 200 + QRandomGenerator::global()->bounded(2000);
+        auto server = std::make_unique<ChildProcess>(
+            QStringLiteral("Xvfb"),
+            QStringList{QStringLiteral(":%1").arg(number), QStringLiteral("-displayfd"), QStringLiteral("1"),
+                        QStringLiteral("-screen"), QStringLiteral("0"), QStringLiteral("1024x640x24"),
+                        QStringLiteral("-nolisten"), QStringLiteral("tcp")});
+        if (server->started() && !firstLine(server->process()).isEmpty()) {
+            *display = QStringLiteral(":%1").arg(number);
+            return server;
+        }
+    }
+    return nullptr;
 }
 
 bool busNameRegistered(const QString &name)

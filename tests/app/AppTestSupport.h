@@ -51,6 +51,10 @@ private:
 
 bool busNameRegistered(const QString &name);
 
+// An Xvfb on a display number picked at random away from the usual low ones, so that parallel
+// tests (and servers other tests left behind) never share one; null when none would start.
+std::unique_ptr<ChildProcess> startXvfb(QString *display);
+
 // The fake player of the player bridge's tests, as org.mpris.MediaPlayer2.<name>.
 class FakePlayer {
 public:

@@ -98,20 +98,6 @@ Geometry windowGeometry(const QString &display)
     return geometry;
 }
 
-// An X server of the test's own; its display name, or empty when it did not start.
-QString startXvfb(apptest::ChildProcess &xvfb)
-{
-    if (!xvfb.started() || !apptest::waitUntil([&] { return xvfb.process().canReadLine(); }, kWaitMs))
-        return {};
-    return QLatin1Char(':') + QString::fromUtf8(xvfb.process().readLine()).trimmed();
-}
-
-QStringList xvfbArguments()
-{
-    return {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"), QStringLiteral("0"),
-            QStringLiteral("1024x640x24"), QStringLiteral("-nolisten"), QStringLiteral("tcp")};
-}
-
 void writeSettings(const QString &config)
 {
     // The window stays up until the hot key hides it; no update check.
@@ -142,9 +128,9 @@ TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
     if (skipWithout({"Xvfb", "xcompmgr", "mpv", "xdotool", "import"}, &missing))
         GTEST_SKIP() << missing;
 
-    apptest::ChildProcess xvfb(QStringLiteral("Xvfb"), xvfbArguments());
-    const QString display = startXvfb(xvfb);
-    ASSERT_FALSE(display.isEmpty());
+    QString display;
+    const auto xvfb = apptest::startXvfb(&display);
+    ASSERT_NE(xvfb, nullptr);
     const QStringList displayEnvironment{QStringLiteral("DISPLAY=") + display};
     apptest::ChildProcess compositor(QStringLiteral("xcompmgr"), {}, displayEnvironment);
     ASSERT_TRUE(compositor.started());
@@ -255,9 +241,9 @@ TEST(EndToEnd, DemoPlaysTheSampleAlbumAndCleansUpWhenEnded)
     std::string missing;
     if (skipWithout({"Xvfb", "mpv"}, &missing))
         GTEST_SKIP() << missing;
-    apptest::ChildProcess xvfb(QStringLiteral("Xvfb"), xvfbArguments());
-    const QString display = startXvfb(xvfb);
-    ASSERT_FALSE(display.isEmpty());
+    QString display;
+    const auto xvfb = apptest::startXvfb(&display);
+    ASSERT_NE(xvfb, nullptr);
 
     QTemporaryDir folder;
     const QString config = folder.filePath(QStringLiteral("config"));
