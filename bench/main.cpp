@@ -37,7 +37,7 @@ const char *const kKinds[] = {"mp3-v23", "mp3-v24", "m4a", "flac", "ogg", "wav-b
 uint64_t kestrabelReadAll(const std::string &path)
 {
     MediaFileRef ref = nullptr;
-    if (MediaFileOpen(path.c_str(), &ref, 0) != 0)
+    if (MediaFileOpen(path.c_str(), &ref, kMediaFileFlagIgnoreTagErrors) != 0)
         return 0;
     uint64_t sum = 0;
     for (size_t i = 0; i < MediaFileGetDataIDCount(); ++i) {
@@ -78,7 +78,7 @@ uint64_t kestrabelReadAll(const std::string &path)
 bool kestrabelSetTitle(const std::string &path, const std::string &title)
 {
     MediaFileRef ref = nullptr;
-    if (MediaFileOpen(path.c_str(), &ref, kMediaFileFlagSkipMPEGInfo) != 0)
+    if (MediaFileOpen(path.c_str(), &ref, kMediaFileFlagSkipMPEGInfo | kMediaFileFlagIgnoreTagErrors) != 0)
         return false;
     bool ok = MediaFileSetString(ref, kMediaFileDataIDTitle, title.c_str()) == 0 &&
               MediaFileUpdate(ref, kMediaFileFlagKeepTagVersion) == 0;
@@ -89,7 +89,7 @@ bool kestrabelSetTitle(const std::string &path, const std::string &title)
 bool kestrabelAddCover(const std::string &path, const std::vector<uint8_t> &jpeg)
 {
     MediaFileRef ref = nullptr;
-    if (MediaFileOpen(path.c_str(), &ref, kMediaFileFlagSkipMPEGInfo) != 0)
+    if (MediaFileOpen(path.c_str(), &ref, kMediaFileFlagSkipMPEGInfo | kMediaFileFlagIgnoreTagErrors) != 0)
         return false;
     bool ok = MediaFileSetData(ref, kMediaFileDataIDArtwork, jpeg.data(), jpeg.size()) == 0 &&
               MediaFileUpdate(ref, kMediaFileFlagKeepTagVersion | kMediaFileFlagID3v23) == 0;

@@ -32,7 +32,9 @@ def make_bases(folder):
         "flac": ("base.flac", tone + ["-c:a", "flac"]),
         "ogg": ("base.ogg", tone + ["-c:a", "libvorbis", "-q:a", "0"]),
         "wav-bext": ("base.wav", tone + ["-c:a", "pcm_s16le", "-write_bext", "1", "-metadata", "description=Benchmark take",
-                                         "-metadata", "originator=Kestrabel", "-metadata", "origination_date=2026-11-21"]),
+                                         "-metadata", "originator=Kestrabel", "-metadata", "origination_date=2026-11-21",
+                                         # Without a coding history the chunk is too short to be a bext chunk.
+                                         "-metadata", "coding_history=A=PCM,F=22050,W=16,M=mono,T=bench\r\n"]),
         "aiff": ("base.aiff", tone + ["-c:a", "pcm_s16be"]),
     }
     paths = {}

@@ -84,6 +84,8 @@ std::string reportAsText(const FileReport &report)
         } else if (const auto *text = std::get_if<std::string>(&entry.value)) {
             // Keep one entry per line: continuation lines are indented under the value.
             std::string clean = util::sanitizeUtf8(*text);
+            while (!clean.empty() && (clean.back() == '\n' || clean.back() == '\r'))
+                clean.pop_back();
             std::string indent = "\n" + std::string(width + 5, ' ');
             for (char c : clean) {
                 if (c == '\n')
