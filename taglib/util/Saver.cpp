@@ -105,7 +105,9 @@ MediaFileStatus writeSameLength(const std::string &path, const std::vector<Repla
     for (const Replacement &edit : edits)
         if (MediaFileStatus status = file.writeAt(edit.offset, edit.bytes))
             return status;
-    return fsyncStatus(file.fd());
+    // No fsync here: overwriting bytes where they stand cannot be made atomic by one, and the
+    // kernel writes them back as it does for every other program's in-place edit.
+    return file.close();
 }
 
 MediaFileStatus writeInPlaceMove(const std::string &path, const std::vector<Replacement> &edits, uint64_t size)
