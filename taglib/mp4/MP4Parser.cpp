@@ -35,7 +35,7 @@ bool standsAt(const MP4Atom &atom, std::string_view ancestry) { return checkAnce
 
 class Parser {
 public:
-    Parser(const util::File &file, MP4File &mp4) : file_(file), mp4_(mp4) {}
+    Parser(const util::File &file, MP4File &mp4) : file_(file, mp4.fileSize), mp4_(mp4) {}
 
     MediaFileStatus parseLevel(MP4Atom *parent)
     {
@@ -172,7 +172,7 @@ private:
         return kMediaFileNoErr;
     }
 
-    const util::File &file_;
+    util::CachedReader file_;
     MP4File &mp4_;
     uint64_t position_ = 0;
     bool insideMoov_ = false;

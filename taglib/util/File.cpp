@@ -3,6 +3,7 @@
 #include "FileOps.h"
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -102,6 +103,38 @@ MediaFileStatus File::size(uint64_t *out) const
     if (fstat(fd_, &st) != 0)
         return statusFromErrno(kMediaFileErrTell);
     *out = static_cast<uint64_t>(st.st_size);
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus CachedReader::readAt(uint64_t offset, std::span<uint8_t> out)
+{
+    if (out.size() > blockSize_)
+        return file_.readAt(offset, out);
+    if (out.empty())
+        return kMediaFileNoErr;
+    bool cached = offset >= blockStart_ && offset - blockStart_ + out.size() <= block_.size();
+    if (!cached) {
+        if (offset >= size_)
+            return kMediaFileErrShortRead;
+        std::vector<uint8_t> block(static_cast<size_t>(std::min<uint64_t>(blockSize_, size_ - offset)));
+        if (MediaFileStatus status = file_.readAt(offset, block))
+            return status;
+        block_ = std::move(block);
+        blockStart_ = offset;
+        if (out.size() > block_.size())
+            return kMediaFileErrShortRead;
+    }
+    std::memcpy(out.data(), block_.data() + (offset - blockStart_), out.size());
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus CachedReader::readUpTo(uint64_t offset, size_t count, std::vector<uint8_t> *out)
+{
+    size_t available = offset >= size_ ? 0 : static_cast<size_t>(std::min<uint64_t>(count, size_ - offset));
+    std::vector<uint8_t> bytes(available);
+    if (MediaFileStatus status = readAt(offset, bytes))
+        return status;
+    *out = std::move(bytes);
     return kMediaFileNoErr;
 }
 

@@ -47,6 +47,26 @@ private:
     int fd_ = -1;
 };
 
+// Serves many small reads near one another from one system call: a handler that walks a tree
+// of small headers would otherwise make one pread per header. Reads larger than the block go
+// straight to the file.
+class CachedReader {
+public:
+    CachedReader(const File &file, uint64_t fileSize, size_t blockSize = 64 * 1024)
+        : file_(file), size_(fileSize), blockSize_(blockSize) {}
+
+    // The same results as File::readAt and File::readUpTo, against the size given here.
+    MediaFileStatus readAt(uint64_t offset, std::span<uint8_t> out);
+    MediaFileStatus readUpTo(uint64_t offset, size_t count, std::vector<uint8_t> *out);
+
+private:
+    const File &file_;
+    uint64_t size_;
+    size_t blockSize_;
+    std::vector<uint8_t> block_;
+    uint64_t blockStart_ = 0;
+};
+
 // errno as a status, or the given fallback when errno is 0.
 MediaFileStatus statusFromErrno(MediaFileStatus fallback = kMediaFileErrIO);
 

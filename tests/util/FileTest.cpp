@@ -124,3 +124,29 @@ TEST(Strings, PathComponents)
     ASSERT_EQ(parentComponent("rel/song.mp3", 1, &parent), 0);
     EXPECT_EQ(parent, "rel");
 }
+
+TEST(CachedReader, SameAnswersAsTheFileWithFewerReads)
+{
+    test::TempDir dir;
+    std::string path = dir.file("f.bin");
+    auto original = sequence(200);
+    test::writeFile(path, original);
+    File file;
+    ASSERT_EQ(File::openRead(path, &file), 0);
+    CachedReader reader(file, 200, 64);
+    uint8_t four[4];
+    ASSERT_EQ(reader.readAt(10, four), 0);
+    EXPECT_EQ(four[0], 10);
+    ASSERT_EQ(reader.readAt(70, four), 0) << "outside the first block: refilled";
+    EXPECT_EQ(four[3], 73);
+    std::vector<uint8_t> big(100);
+    ASSERT_EQ(reader.readAt(50, big), 0) << "larger than a block: read directly";
+    EXPECT_EQ(big[99], 149);
+    EXPECT_EQ(reader.readAt(198, four), kMediaFileErrShortRead);
+    EXPECT_EQ(reader.readAt(200, four), kMediaFileErrShortRead);
+    std::vector<uint8_t> some;
+    ASSERT_EQ(reader.readUpTo(190, 32, &some), 0);
+    EXPECT_EQ(some.size(), 10u);
+    ASSERT_EQ(reader.readUpTo(500, 32, &some), 0);
+    EXPECT_TRUE(some.empty());
+}
