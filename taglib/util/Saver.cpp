@@ -133,7 +133,7 @@ MediaFileStatus writeInPlaceMove(const std::string &path, const std::vector<Repl
         if (MediaFileStatus status = file.writeAt(it->offset, it->bytes))
             return status;
     }
-    return fsyncStatus(file.fd());
+    return file.close();
 }
 
 MediaFileStatus writeThroughNewFile(const std::string &path, const File &original, const std::vector<Replacement> &edits,
