@@ -65,10 +65,13 @@ std::optional<QVariant> fromPlist(plist_t node, int depth)
         return std::nullopt;
     switch (plist_get_node_type(node)) {
     case PLIST_STRING: {
-        char *raw = nullptr;
-        plist_get_string_val(node, &raw);
-        CString text(raw);
-        return QVariant(QString::fromUtf8(text ? text.get() : ""));
+        // Not plist_get_string_val: it asserts that the text has no NUL inside, and a hostile
+        // file can have one.
+        uint64_t length = 0;
+        const char *text = plist_get_string_ptr(node, &length);
+        if (!text || length > uint64_t(std::numeric_limits<qsizetype>::max()))
+            return QVariant(QString());
+        return QVariant(QString::fromUtf8(text, qsizetype(length)));
     }
     case PLIST_UINT: {
         // libplist keeps every integer in 64 bits; a negative one comes back two's-complement.
@@ -210,11 +213,14 @@ PlistPtr toPlist(const QVariant &value, const QStringList &keyOrder, int depth)
 
 std::optional<QVariantMap> propertyListDictionaryFromData(const QByteArray &bytes)
 {
-    if (bytes.isEmpty() || bytes.size() > kMaxPropertyListFileSize)
+    // XML only, and no NUL byte anywhere (XML has none): libplist asserts, and so aborts, on a
+    // key or text whose stored length disagrees with its C length, which a binary property list
+    // or a raw NUL in XML can produce.
+    if (bytes.isEmpty() || bytes.size() > kMaxPropertyListFileSize || bytes.contains('\0'))
         return std::nullopt;
     try {
         plist_t raw = nullptr;
-        plist_from_memory(bytes.constData(), uint32_t(bytes.size()), &raw);
+        plist_from_xml(bytes.constData(), uint32_t(bytes.size()), &raw);
         PlistPtr root(raw);
         if (!root || plist_get_node_type(root.get()) != PLIST_DICT)
             return std::nullopt;

@@ -19,7 +19,7 @@ constexpr qint64 kMaxPropertyListFileSize = qint64(512) << 20;
 // Containers nested deeper than this are refused in both directions.
 constexpr int kMaxPropertyListDepth = 64;
 
-// XML or binary. Nothing when the bytes are not a property list or its root is not a dictionary.
+// XML only. Nothing when the bytes are not an XML property list or its root is not a dictionary.
 std::optional<QVariantMap> propertyListDictionaryFromData(const QByteArray &bytes);
 // Nothing when the file is missing, unreadable, too large or not a dictionary property list.
 std::optional<QVariantMap> readPropertyListDictionary(const QString &path);

@@ -159,4 +159,12 @@ unmarked = record("No marker", "Unmarked Album", 2)
 del unmarked["kMediaFileDataExportKey"]
 with open("no-marker.plist", "wb") as f:
     plistlib.dump(unmarked, f)
+
+# Texts with a NUL inside, which libplist's getters abort on: a raw NUL byte in an XML
+# string, and a binary property list whose key holds one.
+xml = plistlib.dumps({"kMediaFileDataIDTitle": "before"})
+with open("nul-in-string.plist", "wb") as f:
+    f.write(xml.replace(b"before", b"bef\0re"))
+with open("nul-in-key-binary.plist", "wb") as f:
+    plistlib.dump({"kMediaFileDataID\0Title": "x"}, f, fmt=plistlib.FMT_BINARY)
 PY

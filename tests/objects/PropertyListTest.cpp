@@ -127,7 +127,7 @@ print("ok")
         << output;
 }
 
-TEST(PropertyList, WeReadPlistlibBinaryAndXml)
+TEST(PropertyList, WeReadPlistlibXmlAndRefuseBinary)
 {
     if (!havePlistlib())
         GTEST_SKIP() << "no Python with plistlib at " << systemPython;
@@ -140,6 +140,10 @@ TEST(PropertyList, WeReadPlistlibBinaryAndXml)
                               format + ")' " + shellQuote(path);
         ASSERT_EQ(runCommand(command), 0);
         std::optional<QVariantMap> read = readPropertyListDictionary(qpath(path));
+        if (std::string(format) == "FMT_BINARY") {
+            EXPECT_FALSE(read) << "only XML property lists are read";
+            continue;
+        }
         ASSERT_TRUE(read);
         EXPECT_EQ(read->value(QStringLiteral("s")), QStringLiteral("Ünïcode"));
         EXPECT_EQ(read->value(QStringLiteral("i")), QVariant(-3));
@@ -150,6 +154,19 @@ TEST(PropertyList, WeReadPlistlibBinaryAndXml)
         QVariantMap inner{{QStringLiteral("k"), QVariantList{1, 2}}};
         EXPECT_EQ(read->value(QStringLiteral("a")), inner);
     }
+}
+
+TEST(PropertyList, NulInsideATextIsRefusedNotFatal)
+{
+    // libplist aborts on these when asked for the text; they must be refused before that.
+    for (const char *name : {"objects/nul-in-string.plist", "objects/nul-in-key-binary.plist"}) {
+        SCOPED_TRACE(name);
+        EXPECT_FALSE(readPropertyListDictionary(qpath(fixturePath(name))));
+    }
+    QByteArray xml = "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key><string>x</string></dict></plist>";
+    EXPECT_TRUE(propertyListDictionaryFromData(xml));
+    xml.replace("<string>x", QByteArray("<string>x\0", 10));
+    EXPECT_FALSE(propertyListDictionaryFromData(xml));
 }
 
 TEST(PropertyList, ExportReadByPlistlibHasTheSameKeysAndValues)
