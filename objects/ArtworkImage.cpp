@@ -2,6 +2,7 @@
 
 #include <QBuffer>
 #include <QFile>
+#include <QFileInfo>
 #include <QImageReader>
 #include <QPainter>
 
@@ -35,8 +36,10 @@ DecodedImage decode(const QByteArray &bytes)
 MediaFileStatus jpegArtworkFromImageFile(const QString &path, QByteArray *out)
 {
     try {
+        // Regular files only: a device or a pipe could block or never end.
         QFile file(path);
-        if (path.isEmpty() || !file.open(QIODevice::ReadOnly) || file.size() > kMaxArtworkFileSize)
+        if (path.isEmpty() || !QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly) ||
+            file.size() > kMaxArtworkFileSize)
             return kMediaFileErrNotImage;
         QByteArray bytes = file.read(kMaxArtworkFileSize + 1);
         if (bytes.isEmpty() || bytes.size() > kMaxArtworkFileSize)

@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
 #include <QSet>
 #include <QTimeZone>
@@ -235,8 +236,10 @@ std::optional<QVariantMap> propertyListDictionaryFromData(const QByteArray &byte
 
 std::optional<QVariantMap> readPropertyListDictionary(const QString &path)
 {
+    // Regular files only: a device or a pipe could block or never end.
     QFile file(path);
-    if (path.isEmpty() || !file.open(QIODevice::ReadOnly) || file.size() > kMaxPropertyListFileSize)
+    if (path.isEmpty() || !QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly) ||
+        file.size() > kMaxPropertyListFileSize)
         return std::nullopt;
     try {
         QByteArray bytes = file.read(kMaxPropertyListFileSize + 1);

@@ -68,6 +68,8 @@ TEST(ArtworkImage, ConversionToJpeg)
     EXPECT_EQ(jpegArtworkFromImageFile(qpath(fixturePath("objects/not-an-image.png")), &out), kMediaFileErrNotImage);
     EXPECT_EQ(jpegArtworkFromImageFile(qpath("/nonexistent.png"), &out), kMediaFileErrNotImage);
     EXPECT_EQ(jpegArtworkFromImageFile(QString(), &out), kMediaFileErrNotImage);
+    EXPECT_EQ(jpegArtworkFromImageFile(QStringLiteral("/dev/zero"), &out), kMediaFileErrNotImage);
+    EXPECT_EQ(jpegArtworkFromImageFile(qpath(fixturePath("objects")), &out), kMediaFileErrNotImage);
     EXPECT_EQ(out, QByteArray("untouched"));
 
     EXPECT_TRUE(jpegArtworkFromImage(QImage()).isEmpty());

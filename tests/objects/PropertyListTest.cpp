@@ -71,6 +71,8 @@ TEST(PropertyList, RefusesWhatItCannotHold)
     deepXml += "</dict></plist>";
     EXPECT_FALSE(propertyListDictionaryFromData(QByteArray::fromStdString(deepXml)));
     EXPECT_FALSE(propertyListDictionaryFromData(QByteArray()));
+    EXPECT_FALSE(readPropertyListDictionary(QStringLiteral("/dev/zero"))) << "not read at all";
+    EXPECT_FALSE(readPropertyListDictionary(qpath(dir.path().string())));
     EXPECT_FALSE(propertyListDictionaryFromData(QByteArray("\x00\x01garbage", 9)));
 
     EXPECT_EQ(writePropertyListAtomically(sample(), qpath(dir.file("no/such/folder/x.plist"))), ENOENT);
