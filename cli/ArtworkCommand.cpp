@@ -46,35 +46,27 @@ QString besideImagePath(const QString &mediaPath, const QString &extension)
 
 int runArtwork(const Args &args)
 {
-    bool overwrite = false, optionsDone = false;
+    bool overwrite = false;
     std::optional<std::string> output;
     BatchOptions batch;
     std::vector<std::string> files;
-    for (size_t i = 0; i < args.size(); ++i) {
-        const std::string &arg = args[i];
-        std::string error;
-        OptionMatch match = optionsDone ? OptionMatch::NotMine : takeBatchOption(args, i, &batch, &error);
-        if (match == OptionMatch::Error)
-            return usageError("artwork", error);
-        if (match == OptionMatch::Taken)
-            continue;
-        if (optionsDone || arg.empty() || arg[0] != '-' || arg == "-") {
-            files.push_back(arg);
-        } else if (arg == "--") {
-            optionsDone = true;
-        } else if (arg == "-h" || arg == "--help") {
-            std::fputs(kArtworkHelp, stdout);
-            return 0;
-        } else if (arg == "--overwrite") {
+    int parsed = parseCommandLine("artwork", kArtworkHelp, args, &batch, &files, [&](const std::string &arg, size_t &i, std::string *error) {
+        if (arg == "--overwrite") {
             overwrite = true;
         } else if (arg == "-o" || arg == "--output") {
-            if (i + 1 >= args.size() || args[i + 1].empty())
-                return usageError("artwork", arg + " needs a file name");
-            output = args[++i];
+            std::string value;
+            if (!takeValue(args, i, &value)) {
+                *error = arg + " needs a file name";
+                return OptionMatch::Error;
+            }
+            output = value;
         } else {
-            return usageError("artwork", "unknown option " + arg);
+            return OptionMatch::NotMine;
         }
-    }
+        return OptionMatch::Taken;
+    });
+    if (parsed >= 0)
+        return parsed;
     if (files.empty())
         return usageError("artwork", "no FILE given");
 

@@ -85,6 +85,44 @@ OptionMatch takeBatchOption(const Args &args, size_t &i, BatchOptions *options, 
     return OptionMatch::Taken;
 }
 
+int parseCommandLine(const char *command, const char *help, const Args &args, BatchOptions *batch,
+                     std::vector<std::string> *operands, const OwnOption &own)
+{
+    bool optionsDone = false;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string &arg = args[i];
+        if (optionsDone || arg.empty() || arg[0] != '-' || arg == "-") {
+            operands->push_back(arg);
+            continue;
+        }
+        if (arg == "--") {
+            optionsDone = true;
+            continue;
+        }
+        if (arg == "-h" || arg == "--help") {
+            std::fputs(help, stdout);
+            return 0;
+        }
+        std::string error;
+        OptionMatch match = takeBatchOption(args, i, batch, &error);
+        if (match == OptionMatch::NotMine)
+            match = own(arg, i, &error);
+        if (match == OptionMatch::NotMine)
+            return usageError(command, "unknown option " + arg);
+        if (match == OptionMatch::Error)
+            return error.empty() ? 2 : usageError(command, error);
+    }
+    return -1;
+}
+
+bool takeValue(const Args &args, size_t &i, std::string *out)
+{
+    if (i + 1 >= args.size() || args[i + 1].empty())
+        return false;
+    *out = args[++i];
+    return true;
+}
+
 void addError(JobResult *result, const std::string &message)
 {
     result->err += "kestrabel-tag: " + message + "\n";

@@ -20,6 +20,21 @@ enum class OptionMatch { NotMine, Taken, Error };
 // Takes -r, --recursive, -j N, -jN, --jobs N and --jobs=N at args[i], moving i past a value.
 OptionMatch takeBatchOption(const Args &args, size_t &i, BatchOptions *options, std::string *error);
 
+// A command's own options: Taken (consumed, i moved past any value), NotMine (an unknown
+// option) or Error (a usage error described in *error; an empty description means the handler
+// has already reported the problem itself).
+using OwnOption = std::function<OptionMatch(const std::string &arg, size_t &i, std::string *error)>;
+
+// The argument walk every command shares: -r/-j, "--", -h/--help and the operands are handled
+// here, every other option goes to own. Returns -1 when the command should run, otherwise the
+// exit status to return (0 after printing help, 2 after a usage error).
+int parseCommandLine(const char *command, const char *help, const Args &args, BatchOptions *batch,
+                     std::vector<std::string> *operands, const OwnOption &own);
+
+// The value after the option at args[i] ("-o FILE"), moving i onto it; false at the end or
+// when the value is empty.
+bool takeValue(const Args &args, size_t &i, std::string *out);
+
 struct JobResult {
     std::string out; // to standard output
     std::string err; // complete lines to standard error

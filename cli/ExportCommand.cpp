@@ -105,37 +105,29 @@ int exportArchive(const std::vector<std::string> &arguments, const BatchOptions 
 
 int runExport(const Args &args)
 {
-    bool artwork = false, overwrite = false, optionsDone = false;
+    bool artwork = false, overwrite = false;
     std::optional<std::string> output, archive;
     BatchOptions batch;
     std::vector<std::string> files;
-    for (size_t i = 0; i < args.size(); ++i) {
-        const std::string &arg = args[i];
-        std::string error;
-        OptionMatch match = optionsDone ? OptionMatch::NotMine : takeBatchOption(args, i, &batch, &error);
-        if (match == OptionMatch::Error)
-            return usageError("export", error);
-        if (match == OptionMatch::Taken)
-            continue;
-        if (optionsDone || arg.empty() || arg[0] != '-' || arg == "-") {
-            files.push_back(arg);
-        } else if (arg == "--") {
-            optionsDone = true;
-        } else if (arg == "-h" || arg == "--help") {
-            std::fputs(kExportHelp, stdout);
-            return 0;
-        } else if (arg == "--artwork") {
+    int parsed = parseCommandLine("export", kExportHelp, args, &batch, &files, [&](const std::string &arg, size_t &i, std::string *error) {
+        if (arg == "--artwork") {
             artwork = true;
         } else if (arg == "--overwrite") {
             overwrite = true;
         } else if (arg == "-o" || arg == "--output" || arg == "--archive") {
-            if (i + 1 >= args.size() || args[i + 1].empty())
-                return usageError("export", arg + " needs a file name");
-            (arg == "--archive" ? archive : output) = args[++i];
+            std::string value;
+            if (!takeValue(args, i, &value)) {
+                *error = arg + " needs a file name";
+                return OptionMatch::Error;
+            }
+            (arg == "--archive" ? archive : output) = value;
         } else {
-            return usageError("export", "unknown option " + arg);
+            return OptionMatch::NotMine;
         }
-    }
+        return OptionMatch::Taken;
+    });
+    if (parsed >= 0)
+        return parsed;
     if (files.empty())
         return usageError("export", "no FILE given");
     if (output && archive)

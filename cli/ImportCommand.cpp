@@ -51,30 +51,17 @@ bool isArchive(const QVariantMap &root)
 
 int runImport(const Args &args)
 {
-    bool overwrite = false, optionsDone = false;
+    bool overwrite = false;
     BatchOptions batch;
     std::vector<std::string> operands;
-    for (size_t i = 0; i < args.size(); ++i) {
-        const std::string &arg = args[i];
-        std::string error;
-        OptionMatch match = optionsDone ? OptionMatch::NotMine : takeBatchOption(args, i, &batch, &error);
-        if (match == OptionMatch::Error)
-            return usageError("import", error);
-        if (match == OptionMatch::Taken)
-            continue;
-        if (optionsDone || arg.empty() || arg[0] != '-' || arg == "-") {
-            operands.push_back(arg);
-        } else if (arg == "--") {
-            optionsDone = true;
-        } else if (arg == "-h" || arg == "--help") {
-            std::fputs(kImportHelp, stdout);
-            return 0;
-        } else if (arg == "--overwrite") {
-            overwrite = true;
-        } else {
-            return usageError("import", "unknown option " + arg);
-        }
-    }
+    int parsed = parseCommandLine("import", kImportHelp, args, &batch, &operands, [&](const std::string &arg, size_t &, std::string *) {
+        if (arg != "--overwrite")
+            return OptionMatch::NotMine;
+        overwrite = true;
+        return OptionMatch::Taken;
+    });
+    if (parsed >= 0)
+        return parsed;
     if (operands.empty())
         return usageError("import", "no PLIST given");
     if (operands.size() < 2)

@@ -104,61 +104,50 @@ int runSet(const Args &args)
     std::vector<std::string> files;
     MediaFileFlags flags = kMediaFileFlagKeepTagVersion;
     bool versionChosen = false;
-    bool optionsDone = false;
     BatchOptions batch;
-    for (size_t i = 0; i < args.size(); ++i) {
-        const std::string &arg = args[i];
-        std::string batchError;
-        OptionMatch match = optionsDone ? OptionMatch::NotMine : takeBatchOption(args, i, &batch, &batchError);
-        if (match == OptionMatch::Error)
-            return usageError("set", batchError);
-        if (match == OptionMatch::Taken)
-            continue;
-        auto needValue = [&](std::string *out) {
-            if (i + 1 >= args.size())
-                return false;
-            *out = args[++i];
-            return true;
-        };
-        if (optionsDone || arg.empty() || arg[0] != '-' || arg == "-") {
-            files.push_back(arg);
-        } else if (arg == "--") {
-            optionsDone = true;
-        } else if (arg == "-h" || arg == "--help") {
-            std::fputs(kSetHelp, stdout);
-            return 0;
-        } else if (arg == "-t" || arg == "--tag") {
-            std::string assignment;
-            if (!needValue(&assignment))
-                return usageError("set", arg + " needs NAME=VALUE");
-            size_t equals = assignment.find('=');
-            if (equals == std::string::npos)
-                return usageError("set", "'" + assignment + "' is not NAME=VALUE");
-            std::string name = assignment.substr(0, equals);
-            const MediaFileDataIDInfo *info = MediaFileFindDataID(name.c_str());
+    // A data ID that can be changed, by any of its names; an error names why not.
+    auto writableID = [](const std::string &name, std::string *error) -> const MediaFileDataIDInfo * {
+        const MediaFileDataIDInfo *info = MediaFileFindDataID(name.c_str());
+        if (!info)
+            *error = "unknown data ID '" + name + "'";
+        else if (info->readOnly)
+            *error = std::string(info->constantName) + " is read-only";
+        return info && !info->readOnly ? info : nullptr;
+    };
+    int parsed = parseCommandLine("set", kSetHelp, args, &batch, &files, [&](const std::string &arg, size_t &i, std::string *error) {
+        std::string value;
+        if (arg == "-t" || arg == "--tag") {
+            if (!takeValue(args, i, &value)) {
+                *error = arg + " needs NAME=VALUE";
+                return OptionMatch::Error;
+            }
+            size_t equals = value.find('=');
+            if (equals == std::string::npos) {
+                *error = "'" + value + "' is not NAME=VALUE";
+                return OptionMatch::Error;
+            }
+            const MediaFileDataIDInfo *info = writableID(value.substr(0, equals), error);
             if (!info)
-                return usageError("set", "unknown data ID '" + name + "'");
-            if (info->readOnly)
-                return usageError("set", std::string(info->constantName) + " is read-only");
-            changes.push_back({info, false, assignment.substr(equals + 1)});
+                return OptionMatch::Error;
+            changes.push_back({info, false, value.substr(equals + 1)});
         } else if (arg == "--remove") {
-            std::string name;
-            if (!needValue(&name))
-                return usageError("set", "--remove needs NAME");
-            const MediaFileDataIDInfo *info = MediaFileFindDataID(name.c_str());
+            if (!takeValue(args, i, &value)) {
+                *error = "--remove needs NAME";
+                return OptionMatch::Error;
+            }
+            const MediaFileDataIDInfo *info = writableID(value, error);
             if (!info)
-                return usageError("set", "unknown data ID '" + name + "'");
-            if (info->readOnly)
-                return usageError("set", std::string(info->constantName) + " is read-only");
+                return OptionMatch::Error;
             changes.push_back({info, true, {}});
         } else if (arg == "--artwork") {
-            std::string imagePath;
-            if (!needValue(&imagePath))
-                return usageError("set", "--artwork needs IMAGE");
+            if (!takeValue(args, i, &value)) {
+                *error = "--artwork needs IMAGE";
+                return OptionMatch::Error;
+            }
             std::vector<uint8_t> bytes;
-            if (MediaFileStatus status = readArtworkImage(imagePath, &bytes)) {
-                printError(imagePath + ": cannot read the image: " + statusText(status));
-                return 2;
+            if (MediaFileStatus status = readArtworkImage(value, &bytes)) {
+                printError(value + ": cannot read the image: " + statusText(status));
+                return OptionMatch::Error; // reported; no usage hint for a bad image
             }
             changes.push_back({MediaFileGetDataIDInfo(kMediaFileDataIDArtwork), false, std::string(bytes.begin(), bytes.end())});
         } else if (arg == "--id3v2.2" || arg == "--id3v2.3" || arg == "--id3v2.4") {
@@ -178,9 +167,12 @@ int runSet(const Args &args)
         } else if (arg == "--in-place") {
             flags |= kMediaFileFlagInPlace;
         } else {
-            return usageError("set", "unknown option " + arg);
+            return OptionMatch::NotMine;
         }
-    }
+        return OptionMatch::Taken;
+    });
+    if (parsed >= 0)
+        return parsed;
     if (files.empty())
         return usageError("set", "no FILE given");
     if (changes.empty())

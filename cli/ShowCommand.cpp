@@ -95,30 +95,17 @@ int runShow(const Args &args)
     bool json = false, audioInfo = true;
     BatchOptions batch;
     std::vector<std::string> files;
-    bool optionsDone = false;
-    for (size_t i = 0; i < args.size(); ++i) {
-        const std::string &arg = args[i];
-        std::string error;
-        OptionMatch match = optionsDone ? OptionMatch::NotMine : takeBatchOption(args, i, &batch, &error);
-        if (match == OptionMatch::Error)
-            return usageError("show", error);
-        if (match == OptionMatch::Taken)
-            continue;
-        if (!optionsDone && arg == "--") {
-            optionsDone = true;
-        } else if (!optionsDone && arg == "--json") {
+    int parsed = parseCommandLine("show", kShowHelp, args, &batch, &files, [&](const std::string &arg, size_t &, std::string *) {
+        if (arg == "--json")
             json = true;
-        } else if (!optionsDone && arg == "--no-audio-info") {
+        else if (arg == "--no-audio-info")
             audioInfo = false;
-        } else if (!optionsDone && (arg == "-h" || arg == "--help")) {
-            std::fputs(kShowHelp, stdout);
-            return 0;
-        } else if (!optionsDone && arg.size() > 1 && arg[0] == '-') {
-            return usageError("show", "unknown option " + arg);
-        } else {
-            files.push_back(arg);
-        }
-    }
+        else
+            return OptionMatch::NotMine;
+        return OptionMatch::Taken;
+    });
+    if (parsed >= 0)
+        return parsed;
     if (files.empty())
         return usageError("show", "no FILE given");
     auto job = [&](const std::string &path, size_t) {
