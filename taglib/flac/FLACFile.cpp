@@ -244,33 +244,13 @@ MediaFileStatus FLACSetPicture(FLACFile &file, std::span<const uint8_t> image)
     return kMediaFileNoErr;
 }
 
-MediaFileStatus FLACGetSampleRate(FLACFile &file, int32_t *out)
+MediaFileStatus FLACGetStreamInfo(FLACFile &file, int32_t FLACFile::*field, int32_t *out)
 {
     if (MediaFileStatus status = scanForOtherBlocks(file))
         return status;
     if (!file.hasStreamInfo)
         return kMediaFileErrNotFound;
-    *out = file.sampleRate;
-    return kMediaFileNoErr;
-}
-
-MediaFileStatus FLACGetBitRate(FLACFile &file, int32_t *out)
-{
-    if (MediaFileStatus status = scanForOtherBlocks(file))
-        return status;
-    if (!file.hasStreamInfo)
-        return kMediaFileErrNotFound;
-    *out = file.bitRate;
-    return kMediaFileNoErr;
-}
-
-MediaFileStatus FLACGetChannels(FLACFile &file, int32_t *out)
-{
-    if (MediaFileStatus status = scanForOtherBlocks(file))
-        return status;
-    if (!file.hasStreamInfo)
-        return kMediaFileErrNotFound;
-    *out = file.channels;
+    *out = file.*field;
     return kMediaFileNoErr;
 }
 

@@ -61,9 +61,8 @@ MediaFileStatus FLACGetPicture(FLACFile &file, std::vector<uint8_t> *out);
 // Replaces an existing picture block; a file without one is left without one.
 MediaFileStatus FLACSetPicture(FLACFile &file, std::span<const uint8_t> image);
 
-MediaFileStatus FLACGetSampleRate(FLACFile &file, int32_t *out);
-// Sample rate times bits per sample over 1,024; the channel count does not enter.
-MediaFileStatus FLACGetBitRate(FLACFile &file, int32_t *out);
-MediaFileStatus FLACGetChannels(FLACFile &file, int32_t *out);
+// One of the stream information fields: &FLACFile::sampleRate, ::channels, or ::bitRate (sample
+// rate times bits per sample over 1,024; the channel count does not enter).
+MediaFileStatus FLACGetStreamInfo(FLACFile &file, int32_t FLACFile::*field, int32_t *out);
 
 } // namespace kestrabel::flac

@@ -29,11 +29,11 @@ public:
     {
         switch (id) {
         case kMediaFileDataIDBitRate:
-            return flac::FLACGetBitRate(*file_, out);
+            return flac::FLACGetStreamInfo(*file_, &flac::FLACFile::bitRate, out);
         case kMediaFileDataIDChannels:
-            return flac::FLACGetChannels(*file_, out);
+            return flac::FLACGetStreamInfo(*file_, &flac::FLACFile::channels, out);
         case kMediaFileDataIDSampleRate:
-            return flac::FLACGetSampleRate(*file_, out);
+            return flac::FLACGetStreamInfo(*file_, &flac::FLACFile::sampleRate, out);
         default:
             break;
         }
