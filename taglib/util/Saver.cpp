@@ -87,7 +87,8 @@ MediaFileStatus copyRange(int in, uint64_t offset, uint64_t length, int out, uin
 
 MediaFileStatus validate(std::vector<Replacement> &edits, uint64_t size)
 {
-    std::sort(edits.begin(), edits.end(), [](const Replacement &a, const Replacement &b) { return a.offset < b.offset; });
+    // Stable, so that several insertions at one offset keep the order the handler gave them.
+    std::stable_sort(edits.begin(), edits.end(), [](const Replacement &a, const Replacement &b) { return a.offset < b.offset; });
     uint64_t previousEnd = 0;
     for (const Replacement &edit : edits) {
         if (edit.offset < previousEnd || edit.offset > size || edit.length > size - edit.offset)
@@ -97,17 +98,89 @@ MediaFileStatus validate(std::vector<Replacement> &edits, uint64_t size)
     return kMediaFileNoErr;
 }
 
-MediaFileStatus writeSameLength(const std::string &path, const std::vector<Replacement> &edits)
+bool isAppend(const Replacement &edit, uint64_t size) { return edit.offset == size && edit.length == 0; }
+
+// True when no byte of the original has to move: every edit keeps its length or adds bytes at
+// the end (a chunk appended to a WAVE or AIFF file).
+bool movesNothing(const std::vector<Replacement> &edits, uint64_t size)
+{
+    return std::all_of(edits.begin(), edits.end(),
+                       [size](const Replacement &e) { return e.bytes.size() == e.length || isAppend(e, size); });
+}
+
+// Writes edits that move nothing where they go: appends first, past the original end, then the
+// overwrites. The bytes under each overwrite are read beforehand, so a failing write is undone
+// by writing them back and cutting the appended bytes off; the file is then the original.
+// This costs one small read per edit, and spares copying the whole file for what is usually a
+// few hundred bytes of tag. No fsync, as for any in-place edit: one cannot make it atomic.
+MediaFileStatus writeWithoutMoving(const std::string &path, const std::vector<Replacement> &edits, uint64_t size)
 {
     File file;
     if (MediaFileStatus status = File::openReadWrite(path, &file))
         return status;
-    for (const Replacement &edit : edits)
-        if (MediaFileStatus status = file.writeAt(edit.offset, edit.bytes))
+    std::vector<std::vector<uint8_t>> before(edits.size());
+    for (size_t i = 0; i < edits.size(); ++i) {
+        if (isAppend(edits[i], size))
+            continue;
+        before[i].resize(edits[i].length);
+        if (MediaFileStatus status = file.readAt(edits[i].offset, before[i]))
             return status;
-    // No fsync here: overwriting bytes where they stand cannot be made atomic by one, and the
-    // kernel writes them back as it does for every other program's in-place edit.
+    }
+    auto undo = [&](size_t overwritten, MediaFileStatus status) {
+        for (size_t i = 0; i < overwritten; ++i)
+            if (!isAppend(edits[i], size))
+                (void)file.writeAt(edits[i].offset, before[i]);
+        (void)truncateFile(file, size);
+        return status;
+    };
+    uint64_t end = size;
+    for (const Replacement &edit : edits) {
+        if (!isAppend(edit, size))
+            continue;
+        if (MediaFileStatus status = file.writeAt(end, edit.bytes))
+            return undo(0, status);
+        end += edit.bytes.size();
+    }
+    for (size_t i = 0; i < edits.size(); ++i) {
+        if (isAppend(edits[i], size))
+            continue;
+        // A failed write may have written part of its range, so it is restored as well.
+        if (MediaFileStatus status = file.writeAt(edits[i].offset, edits[i].bytes))
+            return undo(i + 1, status);
+    }
     return file.close();
+}
+
+// Moves [start, end of file) by distance in pieces of kCopyChunk, so that memory stays bounded
+// whatever the file's size: from the end backwards when the file grows, from the start
+// forwards when it shrinks, so that no piece overwrites bytes not yet moved.
+MediaFileStatus shiftTail(const File &file, uint64_t start, uint64_t size, int64_t distance)
+{
+    if (distance == 0)
+        return kMediaFileNoErr;
+    std::vector<uint8_t> buffer(static_cast<size_t>(std::min<uint64_t>(kCopyChunk, std::max<uint64_t>(size - start, 1))));
+    auto movePiece = [&](uint64_t from, size_t length) {
+        std::span<uint8_t> piece(buffer.data(), length);
+        if (MediaFileStatus status = file.readAt(from, piece))
+            return status;
+        return file.writeAt(static_cast<uint64_t>(static_cast<int64_t>(from) + distance), piece);
+    };
+    if (distance > 0) {
+        for (uint64_t pieceEnd = size; pieceEnd > start;) {
+            size_t length = static_cast<size_t>(std::min<uint64_t>(buffer.size(), pieceEnd - start));
+            pieceEnd -= length;
+            if (MediaFileStatus status = movePiece(pieceEnd, length))
+                return status;
+        }
+        return kMediaFileNoErr;
+    }
+    for (uint64_t from = start; from < size;) {
+        size_t length = static_cast<size_t>(std::min<uint64_t>(buffer.size(), size - from));
+        if (MediaFileStatus status = movePiece(from, length))
+            return status;
+        from += length;
+    }
+    return truncateFile(file, static_cast<uint64_t>(static_cast<int64_t>(size) + distance));
 }
 
 MediaFileStatus writeInPlaceMove(const std::string &path, const std::vector<Replacement> &edits, uint64_t size)
@@ -125,11 +198,12 @@ MediaFileStatus writeInPlaceMove(const std::string &path, const std::vector<Repl
             return statusFromErrno();
     }
     // Last range first, so that the offsets of the earlier ones still hold.
+    uint64_t currentSize = size;
     for (auto it = edits.rbegin(); it != edits.rend(); ++it) {
         int64_t delta = static_cast<int64_t>(it->bytes.size()) - static_cast<int64_t>(it->length);
-        if (delta != 0)
-            if (MediaFileStatus status = moveTail(file, static_cast<int64_t>(it->offset + it->length), delta))
-                return status;
+        if (MediaFileStatus status = shiftTail(file, it->offset + it->length, currentSize, delta))
+            return status;
+        currentSize = static_cast<uint64_t>(static_cast<int64_t>(currentSize) + delta);
         if (MediaFileStatus status = file.writeAt(it->offset, it->bytes))
             return status;
     }
@@ -248,9 +322,8 @@ MediaFileStatus saveReplacements(const std::string &path, std::vector<Replacemen
                 edits.end());
     if (edits.empty())
         return kMediaFileNoErr;
-    bool sameLength = std::all_of(edits.begin(), edits.end(), [](const Replacement &e) { return e.bytes.size() == e.length; });
-    if (sameLength)
-        return writeSameLength(path, edits);
+    if (movesNothing(edits, size))
+        return writeWithoutMoving(path, edits, size);
     if ((flags & kMediaFileFlagInPlace) || st.st_nlink > 1)
         return writeInPlaceMove(path, edits, size);
     return writeThroughNewFile(path, original, edits, size);

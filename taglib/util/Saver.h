@@ -1,11 +1,13 @@
 // The one way every handler writes a file. A handler describes its save as byte ranges of the
 // original to replace with new bytes; the saver chooses how to carry that out:
-//  - every range keeps its length: the bytes are written in place and nothing else moves, so a
-//    player that has the file open is not disturbed;
-//  - otherwise a new file is written beside the original and renamed over it, so a crash or a
-//    full disk cannot leave a half-moved file;
+//  - no byte of the original has to move (every range keeps its length, or bytes are appended
+//    at the end): the bytes are written where they go, and a failing write is undone, so a
+//    player that has the file open is not disturbed and a big file is not copied;
+//  - otherwise a new file is written beside the original, flushed and renamed over it, so a
+//    crash or a full disk cannot leave a half-moved file;
 //  - a file with several hard links, or a caller asking for kMediaFileFlagInPlace, gets the
-//    classic in-place move of the tail instead (a rename would split the links).
+//    classic in-place move of the tail instead (a rename would split the links), in pieces of
+//    bounded size.
 // The resulting bytes are the same on every path.
 #pragma once
 

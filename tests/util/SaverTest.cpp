@@ -111,6 +111,20 @@ TEST_F(SaverTest, NewFileKeepsOwnerAndGroup)
     EXPECT_EQ(st.st_gid, 65534u);
 }
 
+TEST_F(SaverTest, InPlaceMoveOfATailLargerThanOnePiece)
+{
+    // Larger than the saver's copy buffer, so the tail moves in several pieces each way.
+    std::vector<uint8_t> big = sequence(20u << 20);
+    test::writeFile(path, big);
+    std::vector<Replacement> grow = {{1000, 10, std::vector<uint8_t>(5000, 0xEE)}, {(9u << 20) + 3, 0, {1, 2, 3}}};
+    ASSERT_EQ(saveReplacements(path, grow, kMediaFileFlagInPlace), 0);
+    auto grown = expectedAfter(big, grow);
+    ASSERT_EQ(test::readFile(path), grown);
+    std::vector<Replacement> shrink = {{7, 4990, {}}, {(17u << 20) + 1, 100, {4}}};
+    ASSERT_EQ(saveReplacements(path, shrink, kMediaFileFlagInPlace), 0);
+    EXPECT_EQ(test::readFile(path), expectedAfter(grown, shrink));
+}
+
 TEST_F(SaverTest, ShrinkingInPlaceWhenAskedAndWithHardLinks)
 {
     std::vector<Replacement> edits = {{1000, 4000, {5, 5}}, {250000, 10, {}}};
@@ -210,6 +224,53 @@ TEST_F(SaverTest, EveryFailingStepOfANewFileSaveLeavesTheOriginalUntouched)
             EXPECT_EQ(now, original) << "call " << n << " failed but the file changed";
         }
         EXPECT_EQ(entriesIn(dir.path()), 1u) << "call " << n << " left a temporary file";
+    }
+    EXPECT_TRUE(sawSuccess);
+}
+
+namespace {
+// A torn write: the Nth call writes the first half of its bytes, then fails.
+ssize_t tornPwrite(int fd, const void *b, size_t n, off_t o)
+{
+    if (shouldFail()) {
+        (void)!::pwrite(fd, b, n / 2, o);
+        return errno = gFailErrno, -1;
+    }
+    return ::pwrite(fd, b, n, o);
+}
+} // namespace
+
+TEST_F(SaverTest, AppendsAndSameLengthEditsStayInTheFileAndAreUndoneWhenAWriteFails)
+{
+    // A header field, a chunk rewritten at its own length and two chunks appended (in the order
+    // given, although they share an offset): nothing moves, so the file is not copied.
+    std::vector<Replacement> edits = {{300000, 0, std::vector<uint8_t>(5000, 0xA1)},
+                                      {4, 4, {9, 9, 9, 9}},
+                                      {300000, 0, {0xB2, 0xB2}},
+                                      {1000, 600, std::vector<uint8_t>(600, 0xC3)}};
+    std::vector<uint8_t> expected = original;
+    std::fill(expected.begin() + 4, expected.begin() + 8, 9);
+    std::fill(expected.begin() + 1000, expected.begin() + 1600, 0xC3);
+    expected.insert(expected.end(), 5000, 0xA1);
+    expected.insert(expected.end(), 2, 0xB2);
+    ino_t inode = inodeOf(path);
+    bool sawSuccess = false;
+    for (int n = 0; n < 16 && !sawSuccess; ++n) {
+        test::writeFile(path, original);
+        inode = inodeOf(path);
+        fileOps().pwrite = tornPwrite;
+        gCallsBeforeFailure = n;
+        MediaFileStatus status = saveReplacements(path, edits, 0);
+        resetFileOps();
+        EXPECT_EQ(inodeOf(path), inode) << "call " << n << ": the file was replaced";
+        if (status == 0) {
+            EXPECT_EQ(test::readFile(path), expected);
+            sawSuccess = true;
+        } else {
+            EXPECT_EQ(status, EIO) << "call " << n;
+            EXPECT_EQ(test::readFile(path), original) << "call " << n << " failed and was not undone";
+        }
+        EXPECT_EQ(entriesIn(dir.path()), 1u);
     }
     EXPECT_TRUE(sawSuccess);
 }
