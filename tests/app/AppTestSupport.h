@@ -1,17 +1,25 @@
 // What the application's tests share: a private session bus and private settings for each test
-// process, the scriptable fake MPRIS player (the player bridge's test program), an X server of
-// our own where a test needs real X11, and bounded waits that keep the event loop turning.
+// process, the scriptable fake MPRIS player (the player bridge's test program) and an X server
+// of our own where a test needs real X11.
 #pragma once
 
-#include <QJsonObject>
-#include <QProcess>
-#include <QString>
-#include <QStringList>
+#include "PlayerTestSupport.h"
 
-#include <functional>
+#include <QJsonObject>
+#include <QString>
+
 #include <memory>
 
 namespace kestrabel::apptest {
+
+// The private bus, child processes, bounded waits and the fake player of the player bridge's tests.
+using test::busNameRegistered;
+using test::ChildProcess;
+using test::fakePlayerPath;
+using test::FakePlayer;
+using test::privateBusRunning;
+using test::spinEvents;
+using test::waitUntil;
 
 // How main() prepares the process before QApplication exists.
 enum class Display {
@@ -23,59 +31,13 @@ enum class Display {
 };
 int runTests(int argc, char **argv, Display display);
 
-bool privateBusRunning();
 // The DISPLAY of the test's own X server; empty when there is none.
 QString ownDisplay();
-
-// Runs the event loop until condition holds or timeoutMs passes; returns the last answer.
-bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 10000);
-// Runs the event loop for a moment, for "nothing else happens" checks.
-void spinEvents(int milliseconds);
-
-// A child process killed when this object goes, or when the test process dies.
-class ChildProcess {
-public:
-    ChildProcess(const QString &program, const QStringList &arguments, const QStringList &environment = {});
-    ~ChildProcess();
-    ChildProcess(const ChildProcess &) = delete;
-    ChildProcess &operator=(const ChildProcess &) = delete;
-    bool started() const { return started_; }
-    bool running() const { return process_->state() == QProcess::Running; }
-    void kill();
-    QProcess &process() { return *process_; }
-
-private:
-    std::unique_ptr<QProcess> process_;
-    bool started_ = false;
-};
-
-bool busNameRegistered(const QString &name);
 
 // An Xvfb on a display number picked at random away from the usual low ones, so that parallel
 // tests (and servers other tests left behind) never share one; null when none would start.
 std::unique_ptr<ChildProcess> startXvfb(QString *display);
 
-// The fake player of the player bridge's tests, as org.mpris.MediaPlayer2.<name>.
-class FakePlayer {
-public:
-    FakePlayer(const QString &name, const QJsonObject &state);
-    bool ready() const { return ready_; }
-    QString service() const { return service_; }
-    bool script(const QJsonObject &changes);
-    // Every call the fake received since the last clear, as "Method arg arg".
-    QStringList calls();
-    void clearCalls();
-    // Waits until a call starting with prefix arrived.
-    bool waitForCall(const QString &prefix, int timeoutMs = 5000);
-    void vanish();
-
-private:
-    QString service_;
-    std::unique_ptr<ChildProcess> child_;
-    bool ready_ = false;
-};
-
-QString fakePlayerPath();
 QString cliPath();
 
 // A copy of a sample-album track ("01 Hovering.mp3") in folder.

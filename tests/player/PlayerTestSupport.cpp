@@ -23,6 +23,7 @@ namespace {
 
 constexpr int kBusStartMs = 10000;
 constexpr int kCallTimeoutMs = 5000;
+constexpr int kStopMs = 2000;
 
 QString &busAddress()
 {
@@ -33,27 +34,7 @@ QString &busAddress()
 // The bus daemon lives for the whole binary; it is killed when the binary exits, however it exits.
 class BusDaemon : public ::testing::Environment {
 public:
-    void SetUp() override
-    {
-        if (QStandardPaths::findExecutable(QStringLiteral("dbus-daemon")).isEmpty())
-            return;
-        daemon_ = std::make_unique<ChildProcess>(
-            QStringLiteral("dbus-daemon"),
-            QStringList{QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
-                        QStringLiteral("--print-address=1"), QStringLiteral("--address=unix:tmpdir=/tmp")});
-        if (!daemon_->started())
-            return;
-        QProcess &process = daemon_->process();
-        const QDeadlineTimer deadline(kBusStartMs);
-        while (!process.canReadLine() && !deadline.hasExpired() && process.state() == QProcess::Running)
-            process.waitForReadyRead(100);
-        const QString address = QString::fromUtf8(process.readLine()).trimmed();
-        if (address.isEmpty())
-            return;
-        qputenv("DBUS_SESSION_BUS_ADDRESS", address.toUtf8());
-        busAddress() = address;
-    }
-
+    void SetUp() override { daemon_ = startPrivateBus(); }
     void TearDown() override { daemon_.reset(); }
 
 private:
@@ -69,6 +50,32 @@ QDBusMessage controlCall(const QString &service, const QString &method, const QV
 }
 
 } // namespace
+
+QString firstLine(QProcess &process)
+{
+    const QDeadlineTimer deadline(kBusStartMs);
+    while (!process.canReadLine() && !deadline.hasExpired() && process.state() == QProcess::Running)
+        process.waitForReadyRead(100);
+    return QString::fromUtf8(process.readLine()).trimmed();
+}
+
+std::unique_ptr<ChildProcess> startPrivateBus()
+{
+    if (QStandardPaths::findExecutable(QStringLiteral("dbus-daemon")).isEmpty())
+        return nullptr;
+    auto daemon = std::make_unique<ChildProcess>(
+        QStringLiteral("dbus-daemon"),
+        QStringList{QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
+                    QStringLiteral("--print-address=1"), QStringLiteral("--address=unix:tmpdir=/tmp")});
+    if (!daemon->started())
+        return nullptr;
+    const QString address = firstLine(daemon->process());
+    if (address.isEmpty())
+        return nullptr;
+    qputenv("DBUS_SESSION_BUS_ADDRESS", address.toUtf8());
+    busAddress() = address;
+    return daemon;
+}
 
 bool privateBusRunning() { return !busAddress().isEmpty(); }
 QString privateBusAddress() { return busAddress(); }
@@ -94,10 +101,13 @@ void spinEvents(int milliseconds)
     }
 }
 
-ChildProcess::ChildProcess(const QString &program, const QStringList &arguments) : process_(std::make_unique<QProcess>())
+ChildProcess::ChildProcess(const QString &program, const QStringList &arguments, const QStringList &environment)
+    : process_(std::make_unique<QProcess>())
 {
     process_->setProgram(program);
     process_->setArguments(arguments);
+    if (!environment.isEmpty())
+        process_->setEnvironment(QProcess::systemEnvironment() + environment);
     process_->setProcessChannelMode(QProcess::SeparateChannels);
     process_->setStandardErrorFile(QProcess::nullDevice());
     // A test that crashes or is killed by its timeout must not leave players and buses behind.
@@ -111,6 +121,9 @@ ChildProcess::~ChildProcess() { kill(); }
 void ChildProcess::kill()
 {
     if (process_->state() == QProcess::NotRunning)
+        return;
+    process_->terminate();
+    if (process_->waitForFinished(kStopMs))
         return;
     process_->kill();
     process_->waitForFinished(kCallTimeoutMs);
@@ -148,6 +161,18 @@ QStringList FakePlayer::calls()
 }
 
 void FakePlayer::clearCalls() { controlCall(service_, QStringLiteral("ClearCalls")); }
+
+bool FakePlayer::waitForCall(const QString &prefix, int timeoutMs)
+{
+    return waitUntil(
+        [&] {
+            for (const QString &call : calls())
+                if (call.startsWith(prefix))
+                    return true;
+            return false;
+        },
+        timeoutMs);
+}
 
 void FakePlayer::vanish()
 {

@@ -1,5 +1,6 @@
 // A private session bus for the whole test binary, child processes that die with the test,
-// the scriptable fake player, and bounded waits that keep the Qt event loop turning.
+// the scriptable fake player, and bounded waits that keep the Qt event loop turning. The
+// application's tests use them too.
 #pragma once
 
 #include <QJsonObject>
@@ -26,14 +27,17 @@ bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 10000);
 // Runs the event loop for a moment, for "nothing else happens" checks.
 void spinEvents(int milliseconds);
 
-// A child process killed when this object goes, or when the test process dies.
+// A child process killed when this object goes, or when the test process dies. environment
+// entries ("NAME=value") are added to this process's own.
 class ChildProcess {
 public:
-    ChildProcess(const QString &program, const QStringList &arguments);
+    ChildProcess(const QString &program, const QStringList &arguments, const QStringList &environment = {});
     ~ChildProcess();
     ChildProcess(const ChildProcess &) = delete;
     ChildProcess &operator=(const ChildProcess &) = delete;
     bool started() const { return started_; }
+    bool running() const { return process_->state() == QProcess::Running; }
+    // Asks first, so that servers remove their lock files and sockets, then kills.
     void kill();
     QProcess &process() { return *process_; }
 
@@ -41,6 +45,13 @@ private:
     std::unique_ptr<QProcess> process_;
     bool started_ = false;
 };
+
+// Starts a session bus daemon and points DBUS_SESSION_BUS_ADDRESS at it; null when none
+// would start. privateBusRunning() then says yes.
+std::unique_ptr<ChildProcess> startPrivateBus();
+
+// Reads the first line a starting server prints (its address or its display number).
+QString firstLine(QProcess &process);
 
 // Whether a name has an owner on the private bus.
 bool busNameRegistered(const QString &name);
@@ -56,6 +67,8 @@ public:
     // Every method call the fake received since the last clear, as "Method arg arg".
     QStringList calls();
     void clearCalls();
+    // Waits until a call starting with prefix arrived.
+    bool waitForCall(const QString &prefix, int timeoutMs = 5000);
     // Kills the process: its names vanish from the bus.
     void vanish();
     // The same without running the event loop, so that no name-owner signal reaches anyone yet.
