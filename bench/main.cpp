@@ -174,8 +174,16 @@ ChildResult inChild(const std::function<bool()> &work)
 
 void ensureCorpus(const Options &options)
 {
-    if (fs::exists(options.corpus / kKinds[std::size(kKinds) - 1]))
+    // A corpus made earlier for another --count is made again, so the figures say what they claim.
+    bool complete = std::all_of(std::begin(kKinds), std::end(kKinds), [&](const char *kind) {
+        fs::path folder = options.corpus / kind;
+        return fs::is_directory(folder) &&
+               std::distance(fs::directory_iterator(folder), fs::directory_iterator()) == options.count;
+    });
+    if (complete)
         return;
+    for (const char *kind : kKinds)
+        fs::remove_all(options.corpus / kind); // only what we made: --corpus may name a folder with other things in it
     std::fprintf(stderr, "bench: generating %d files per kind in %s (once)\n", options.count, options.corpus.c_str());
     std::string command = "/usr/bin/python3 " + (options.sourceDir / "make_corpus.py").string() + " " + options.corpus.string() + " " +
                           std::to_string(options.count);
