@@ -1,4 +1,5 @@
 #include "OggVorbisFile.h"
+#include "VorbisCommentPacket.h"
 
 #include <atomic>
 #include <climits>
@@ -105,7 +106,7 @@ bool readHeaderPackets(PageReader &reader, OggVorbisFile &file)
     int taken = 0;
     while (taken < 2) {
         int result = ogg_stream_packetout(stream.get(), &packet);
-        if (result < 0 || (result > 0 && vorbis_synthesis_headerin(file.info.get(), file.comment.get(), &packet) < 0)) {
+        if (result < 0 || (result > 0 && readHeaderPacket(file.info.get(), file.comment.get(), &packet) < 0)) {
             file.lastError = "Corrupt secondary header.";
             return false;
         }

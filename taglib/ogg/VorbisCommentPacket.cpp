@@ -1,0 +1,101 @@
+#include "VorbisCommentPacket.h"
+
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <span>
+#include <utility>
+#include <vector>
+
+namespace kestrabel::ogg {
+
+namespace {
+
+constexpr uint8_t kCommentPacketType = 3;
+constexpr size_t kPacketHeaderSize = 7; // the type byte and "vorbis"
+
+// A little-endian 32-bit length that fits an int, as libvorbis needs it to.
+bool readLength(std::span<const uint8_t> bytes, size_t *at, uint32_t *out)
+{
+    if (bytes.size() - *at < 4)
+        return false;
+    const uint8_t *p = bytes.data() + *at;
+    *out = uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
+    *at += 4;
+    return *out <= static_cast<uint32_t>(INT_MAX);
+}
+
+// A NUL-terminated copy in memory that vorbis_comment_clear will free.
+char *copyText(const uint8_t *text, size_t length)
+{
+    char *copy = static_cast<char *>(std::malloc(length + 1));
+    if (copy) {
+        std::memcpy(copy, text, length);
+        copy[length] = '\0';
+    }
+    return copy;
+}
+
+} // namespace
+
+bool readCommentPacket(const vorbis_info &info, vorbis_comment *comment, const ogg_packet &packet)
+{
+    // The states in which libvorbis refuses a comment header, or may: no identification header
+    // yet, a comment header already read, a packet marked as the stream's first.
+    if (info.rate == 0 || comment->vendor || packet.b_o_s || !packet.packet || packet.bytes < 0)
+        return false;
+    std::span<const uint8_t> bytes(packet.packet, static_cast<size_t>(packet.bytes));
+    if (bytes.size() < kPacketHeaderSize || bytes[0] != kCommentPacketType || std::memcmp(bytes.data() + 1, "vorbis", 6) != 0)
+        return false;
+    size_t at = kPacketHeaderSize;
+    uint32_t vendorLength = 0, count = 0;
+    if (!readLength(bytes, &at, &vendorLength) || vendorLength > bytes.size() - at)
+        return false;
+    size_t vendorAt = at;
+    at += vendorLength;
+    // Every entry needs at least its 4-byte length: a larger count is a damaged packet.
+    if (!readLength(bytes, &at, &count) || count > (bytes.size() - at) / 4)
+        return false;
+    std::vector<std::pair<size_t, uint32_t>> entries;
+    entries.reserve(count);
+    for (uint32_t i = 0; i < count; ++i) {
+        uint32_t length = 0;
+        if (!readLength(bytes, &at, &length) || length > bytes.size() - at)
+            return false;
+        entries.emplace_back(at, length);
+        at += length;
+    }
+    // The framing bit ends the packet.
+    if (at >= bytes.size() || !(bytes[at] & 1))
+        return false;
+
+    vorbis_comment filled;
+    vorbis_comment_init(&filled);
+    filled.vendor = copyText(bytes.data() + vendorAt, vendorLength);
+    filled.user_comments = static_cast<char **>(std::calloc(count + 1, sizeof *filled.user_comments));
+    filled.comment_lengths = static_cast<int *>(std::calloc(count + 1, sizeof *filled.comment_lengths));
+    bool complete = filled.vendor && filled.user_comments && filled.comment_lengths;
+    for (uint32_t i = 0; complete && i < count; ++i) {
+        filled.user_comments[i] = copyText(bytes.data() + entries[i].first, entries[i].second);
+        filled.comment_lengths[i] = static_cast<int>(entries[i].second);
+        filled.comments = static_cast<int>(i + 1);
+        complete = filled.user_comments[i] != nullptr;
+    }
+    if (!complete) {
+        vorbis_comment_clear(&filled);
+        return false;
+    }
+    vorbis_comment_clear(comment);
+    *comment = filled;
+    return true;
+}
+
+int readHeaderPacket(vorbis_info *info, vorbis_comment *comment, ogg_packet *packet)
+{
+    if (readCommentPacket(*info, comment, *packet))
+        return 0;
+    return vorbis_synthesis_headerin(info, comment, packet);
+}
+
+} // namespace kestrabel::ogg
