@@ -13,6 +13,8 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <limits>
+#include <optional>
+#include <span>
 #include <unistd.h>
 
 namespace kestrabel::flac {
@@ -27,11 +29,13 @@ using ChainPtr = std::unique_ptr<FLAC__Metadata_Chain, ChainDeleter>;
 using IteratorPtr = std::unique_ptr<FLAC__Metadata_Iterator, IteratorDeleter>;
 
 // The original file, read-only; reads stop at `limit`, so that a rewrite copies no audio.
+// libFLAC asks for every field of a block separately, so small reads go through a cache.
 struct InputStream {
     const util::File *file = nullptr;
     uint64_t size = 0;
     uint64_t limit = std::numeric_limits<uint64_t>::max();
     uint64_t position = 0;
+    std::optional<util::CachedReader> cache;
 };
 
 size_t readInput(void *buffer, size_t size, size_t count, FLAC__IOHandle handle)
@@ -43,18 +47,12 @@ size_t readInput(void *buffer, size_t size, size_t count, FLAC__IOHandle handle)
     if (stream->position >= end)
         return 0;
     size_t wanted = static_cast<size_t>(std::min<uint64_t>(size * count, end - stream->position));
-    size_t done = 0;
-    while (done < wanted) {
-        ssize_t n = ::pread(stream->file->fd(), static_cast<char *>(buffer) + done, wanted - done,
-                            static_cast<off_t>(stream->position + done));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            break;
-        done += static_cast<size_t>(n);
-    }
-    stream->position += done;
-    return done / size;
+    std::span<uint8_t> out(static_cast<uint8_t *>(buffer), wanted);
+    // The size was taken when the save began; a file cut short since reads as ended.
+    if (stream->cache->readAt(stream->position, out) != kMediaFileNoErr)
+        return 0;
+    stream->position += wanted;
+    return wanted / size;
 }
 
 int seekInput(FLAC__IOHandle handle, FLAC__int64 offset, int whence)
@@ -168,6 +166,7 @@ MediaFileStatus FLACFileSave(FLACFile &file, MediaFileFlags flags)
     stream.file = &input;
     if (MediaFileStatus status = util::fileSize(input, &stream.size))
         return status;
+    stream.cache.emplace(input, stream.size);
     ChainPtr current(FLAC__metadata_chain_new());
     if (!current)
         return kMediaFileErrMemory;
