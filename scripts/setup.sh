@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   # build
-  build-essential cmake ninja-build pkg-config clang-14 libclang-rt-14-dev lld-14
+  build-essential cmake ninja-build pkg-config ccache clang-14 libclang-rt-14-dev lld-14
   # the tag library's own dependencies
   zlib1g-dev libogg-dev libvorbis-dev libflac-dev libexif-dev libplist-dev
   # tests
