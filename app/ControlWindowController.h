@@ -8,7 +8,7 @@
 #include "GlobalHotKey.h"
 #include "WindowEffect.h"
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <QObject>
 #include <QPointer>

@@ -1,6 +1,6 @@
 // kestrabel-bench: reading and writing speed against TagLib and mutagen, on a corpus it makes
 // itself. Prints a Markdown report; see bench/README.md.
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 #include "PeerTagLib.h"
 
 #include <algorithm>

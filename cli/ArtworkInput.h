@@ -1,7 +1,7 @@
 // The bytes that set --artwork stores for an image file.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstdint>
 #include <string>

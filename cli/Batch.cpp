@@ -1,7 +1,7 @@
 #include "Batch.h"
 
 #include "FileWalker.h"
-#include "KindDetection.h"
+#include "core/KindDetection.h"
 #include "Progress.h"
 
 #include <algorithm>

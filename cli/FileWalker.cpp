@@ -1,6 +1,6 @@
 #include "FileWalker.h"
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <algorithm>
 #include <filesystem>

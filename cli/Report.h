@@ -1,7 +1,7 @@
 // What a command found out about one file, kept apart from how it is printed.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,6 @@
 #include "FuzzCommon.h"
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstdio>
 #include <cstdlib>

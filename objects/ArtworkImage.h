@@ -2,7 +2,7 @@
 // image readers and writer.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <QByteArray>
 #include <QImage>

@@ -2,7 +2,7 @@
 // order of the tables is the order in which the keys are written and applied.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <QStringList>
 

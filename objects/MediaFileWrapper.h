@@ -3,7 +3,7 @@
 // allowed, artwork conversion to JPEG, and the tag dictionary export and import.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <QByteArray>
 #include <QImage>

@@ -3,7 +3,7 @@
 // real <-> double, date <-> QDateTime (UTC), array <-> QVariantList, dict <-> QVariantMap.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <QByteArray>
 #include <QString>

@@ -1,6 +1,6 @@
 #include "FileTags.h"
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 #include "MprisMetadata.h"
 
 #include <QFile>

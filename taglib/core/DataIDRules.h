@@ -1,7 +1,7 @@
 // Rules about data IDs that the dispatch and the chunk-file handler share.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstdint>
 #include <string>

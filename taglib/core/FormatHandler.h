@@ -2,7 +2,7 @@
 // the core owns it and destroys it at close.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstdint>
 #include <memory>

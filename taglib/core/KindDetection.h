@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <string_view>
 

@@ -1,5 +1,5 @@
 // The handle and the dispatch from each operation to the handler of the file's kind.
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include "DataIDRules.h"
 #include "FormatHandler.h"

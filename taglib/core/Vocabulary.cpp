@@ -1,5 +1,5 @@
 // The fixed names of kinds, data IDs and statuses, and the look-ups over them.
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cerrno>
 #include <iterator>

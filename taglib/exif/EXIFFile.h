@@ -1,7 +1,7 @@
 // Four descriptive values from the EXIF block of an image, through libexif; read only.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <libexif/exif-data.h>
 

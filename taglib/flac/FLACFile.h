@@ -2,7 +2,7 @@
 // stream information and a cover picture kept in an "ESCN" application block.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <FLAC/metadata.h>
 

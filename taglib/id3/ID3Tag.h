@@ -2,7 +2,7 @@
 // AIFF/WAVE chunk handler, which keeps an ID3 tag in a chunk and parses and renders it in memory.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstdint>
 #include <memory>

@@ -2,7 +2,7 @@
 // history, served as data IDs 300 to 304 and 306.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstdint>
 #include <span>

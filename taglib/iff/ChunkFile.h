@@ -2,7 +2,7 @@
 // 12-byte container header, the two chunks this handler owns, and how a save rewrites them.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 #include "util/ByteCursor.h"
 #include "util/File.h"
 #include "util/Saver.h"

@@ -1,7 +1,7 @@
 // One node of an MPEG-4 atom tree, and the test of where an atom stands in it.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 #include "util/ByteCursor.h"
 
 #include <array>

@@ -2,7 +2,7 @@
 // the save share.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 #include "util/File.h"
 
 #include <ogg/ogg.h>

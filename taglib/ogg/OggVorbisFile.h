@@ -5,7 +5,7 @@
 
 #include "OggStreams.h"
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstdint>
 #include <memory>

@@ -3,7 +3,7 @@
 // both read back by the same name they were written with.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstddef>
 

@@ -3,7 +3,7 @@
 // rare while tags are rendered frame by frame.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstdint>
 #include <cstdlib>

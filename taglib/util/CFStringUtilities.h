@@ -2,7 +2,7 @@
 // launch by the application before anything else runs.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <string>
 #include <string_view>

@@ -2,7 +2,7 @@
 // in-place move of a file's tail.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstdint>
 #include <span>

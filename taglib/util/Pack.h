@@ -4,7 +4,7 @@
 // compile error or a clean status rather than undefined behaviour.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstdint>
 #include <initializer_list>

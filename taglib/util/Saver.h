@@ -11,7 +11,7 @@
 // The resulting bytes are the same on every path.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstdint>
 #include <string>

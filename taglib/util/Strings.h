@@ -1,7 +1,7 @@
 // Small text and path helpers behind kind detection and the path-derived data IDs.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -2,7 +2,7 @@
 // All take and give std::string / std::u16string-free byte vectors; lengths are in bytes.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstdint>
 #include <span>

@@ -2,7 +2,7 @@
 
 #include "Preferences.h"
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <QApplication>
 #include <QDir>

@@ -7,7 +7,7 @@
 #include "Preferences.h"
 #include "RatingControl.h"
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 #include "PlayerConnection.h"
 
 #include <QComboBox>

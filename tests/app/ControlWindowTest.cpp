@@ -9,7 +9,7 @@
 #include "Preferences.h"
 #include "RatingControl.h"
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <QBuffer>
 #include <QComboBox>

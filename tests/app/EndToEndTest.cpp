@@ -5,7 +5,7 @@
 // window is photographed there for the documentation.
 #include "AppTestSupport.h"
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <QDBusArgument>
 #include <QDBusConnection>

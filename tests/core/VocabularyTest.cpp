@@ -1,4 +1,4 @@
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <gtest/gtest.h>
 #include <set>

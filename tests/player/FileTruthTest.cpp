@@ -1,6 +1,6 @@
 // Truth from the file: when the fake player's track is a local file, its fields, artwork and
 // album come from the file's own tags, however stale the player's metadata is.
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 #include "MprisConnection.h"
 #include "PlayerTestSupport.h"
 #include "TestSupport.h"

@@ -1,6 +1,6 @@
 // The bridge against a real player: mpv with the mpv-mpris plugin on a private bus, playing MP3
 // files made with ffmpeg for each test.
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 #include "MprisConnection.h"
 #include "PlayerTestSupport.h"
 #include "TestSupport.h"

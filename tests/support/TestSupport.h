@@ -1,7 +1,7 @@
 // Helpers every test folder shares.
 #pragma once
 
-#include "MediaFile.h"
+#include <kestrabel/MediaFile.h>
 
 #include <cstdint>
 #include <filesystem>
