@@ -2,9 +2,8 @@
 #include "Batch.h"
 #include "Commands.h"
 #include "MediaFileWrapper.h"
+#include "OutputFile.h"
 
-#include <QFile>
-#include <QFileInfo>
 
 #include <cstdio>
 #include <optional>
@@ -18,8 +17,10 @@ stored in the tag (not re-encoded).
 
   (default)          beside each file, named after it with the image's own
                      extension: a.mp3 -> a.jpg (or a.png, …)
-  -o, --output OUT   into OUT (exactly one FILE)
-  --overwrite        replace an existing image file
+  -o, --output OUT   into OUT (exactly one FILE); "-" writes the image to
+                     standard output
+  --overwrite        replace an existing image file (never a folder, device,
+                     FIFO or socket: those are refused)
   -r, --recursive    go through folders: every media file below them, in name
                      order; files of no media kind are skipped
   -j, --jobs N       read N files at once (0: one per processor core)
@@ -31,15 +32,11 @@ kMediaFileErrNotImage), 2 for a usage error.
 
 namespace {
 
-QString qtPath(const std::string &path) { return QFile::decodeName(path.c_str()); }
-
-// a.mp3 with PNG artwork -> a.png; the name's extension is the text behind its last ".".
-QString besideImagePath(const QString &mediaPath, const QString &extension)
+// A name's extension is the text behind the last "." of its last component.
+std::string imageExtension(const QByteArray &artwork)
 {
-    qsizetype nameStart = mediaPath.lastIndexOf(u'/') + 1;
-    qsizetype dot = mediaPath.lastIndexOf(u'.');
-    QString stem = dot >= nameStart ? mediaPath.left(dot) : mediaPath;
-    return stem + u'.' + extension;
+    QString extension = imageFileExtension(artwork);
+    return extension.isEmpty() ? std::string("jpg") : extension.toStdString();
 }
 
 } // namespace
@@ -77,33 +74,29 @@ int runArtwork(const Args &args)
     auto job = [&](const std::string &path, size_t) {
         JobResult result;
         MediaFileStatus status = kMediaFileNoErr;
-        std::optional<MediaFileWrapper> wrapper = MediaFileWrapper::mediaFileWithFileAtPath(qtPath(path), false, &status);
+        std::optional<MediaFileWrapper> wrapper =
+            MediaFileWrapper::initWithFileAtNativePath(QByteArray::fromStdString(path), false, false, &status);
         if (!wrapper) {
-            addError(&result, path + ": cannot open: " + statusText(status));
+            addError(&result, path + ": cannot open: " + openFailureText(path, status));
             return result;
         }
-        QString target;
-        if (output) {
-            target = qtPath(*output);
-        } else {
-            QString extension = imageFileExtension(wrapper->mediaFileDataForID(kMediaFileDataIDArtwork));
-            target = besideImagePath(wrapper->pathString(), extension.isEmpty() ? QStringLiteral("jpg") : extension);
-        }
-        std::string shown = QFile::encodeName(target).toStdString();
-        QFileInfo info(target);
-        if (info.isDir()) {
-            addError(&result, shown + ": " + statusText(kMediaFileErrBadPath));
-            return result;
-        }
-        if (info.exists() && !overwrite) {
-            addError(&result, shown + ": exists (use --overwrite to replace it): " + statusText(kMediaFileErrExists));
-            return result;
-        }
-        status = writeArtworkFile(*wrapper, target);
-        if (status > 0 || status == kMediaFileErrWrite)
-            addError(&result, shown + ": cannot write the image: " + statusText(status));
-        else if (status != kMediaFileNoErr)
+        QByteArray artwork;
+        status = artworkFileBytes(*wrapper, &artwork);
+        std::string target = output ? *output : pathBeside(path, imageExtension(artwork));
+        if (status != kMediaFileNoErr) {
             addError(&result, path + ": " + statusText(status));
+            return result;
+        }
+        if (isStandardOutput(target)) {
+            result.out.assign(artwork.constData(), size_t(artwork.size()));
+            return result;
+        }
+        std::string cause;
+        status = writeOutputFile(target, std::string_view(artwork.constData(), size_t(artwork.size())), overwrite, &cause);
+        if (status == kMediaFileErrExists)
+            addError(&result, target + ": exists (use --overwrite to replace it): " + statusText(status));
+        else if (status != kMediaFileNoErr)
+            addError(&result, target + ": cannot write the image: " + (cause.empty() ? "" : cause + ": ") + statusText(status));
         return result;
     };
     int status = runBatchOnFiles(list, batch, job);

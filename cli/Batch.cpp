@@ -138,7 +138,7 @@ std::vector<std::string> batchFiles(const std::vector<std::string> &arguments, c
     for (const std::string &message : list.errors)
         printError(message);
     *folderErrors = !list.errors.empty();
-    return list.files;
+    return distinctFiles(std::move(list.files));
 }
 
 int runBatch(const std::vector<std::string> &arguments, const BatchOptions &options, const Job &job, const Emit &emit)

@@ -2,12 +2,13 @@
 #include "Commands.h"
 #include "ExportFormat.h"
 #include "MediaFileWrapper.h"
+#include "OutputFile.h"
 #include "PropertyList.h"
 
 #include <QFile>
-#include <QFileInfo>
 
 #include <cstdio>
+#include <sys/stat.h>
 #include <optional>
 
 namespace kestrabel::cli {
@@ -20,11 +21,14 @@ Writes the tags of each FILE as an XML property list (a tag dictionary marked
 'kestrabel-tag import' applies again.
 
   (default)            one dictionary beside each file: a.mp3 -> a.plist
-  -o, --output OUT     one dictionary into OUT (exactly one FILE)
-  --archive OUT        one archive of all files into OUT: a dictionary of tag
-                       dictionaries keyed by file name without extension
+  -o, --output OUT     one dictionary into OUT (exactly one FILE); "-" writes
+                       it to standard output
+  --archive OUT        one archive of all files into OUT ("-": standard
+                       output): a dictionary of tag dictionaries keyed by file
+                       name without extension
   --artwork            include the cover art
-  --overwrite          replace an existing OUT or .plist file
+  --overwrite          replace an existing OUT or .plist file (never a folder,
+                       device, FIFO or socket: those are refused)
   -r, --recursive      go through folders: every media file below them, in name
                        order; files of no media kind are skipped
   -j, --jobs N         read N files at once (0: one per processor core)
@@ -36,18 +40,52 @@ namespace {
 
 QString qtPath(const std::string &path) { return QFile::decodeName(path.c_str()); }
 
+// Names keep their bytes; only a leading "~" goes through Qt's text.
+std::string expandTilde(const std::string &path)
+{
+    if (path.empty() || path[0] != '~')
+        return path;
+    return QFile::encodeName(expandTildeInPath(qtPath(path))).toStdString();
+}
+
+std::optional<MediaFileWrapper> openWrapper(const std::string &path, MediaFileStatus *status)
+{
+    return MediaFileWrapper::initWithFileAtNativePath(QByteArray::fromStdString(path), false, false, status);
+}
+
+// Puts bytes where OUT says: standard output through the job's result (so that it keeps the
+// order of the files), a file otherwise. False when it failed, with the error added.
+bool deliver(const std::string &out, const QByteArray &bytes, bool overwrite, JobResult *result)
+{
+    if (isStandardOutput(out)) {
+        result->out.append(bytes.constData(), size_t(bytes.size()));
+        return true;
+    }
+    std::string cause;
+    MediaFileStatus status = writeOutputFile(out, std::string_view(bytes.constData(), size_t(bytes.size())), overwrite, &cause);
+    if (status == kMediaFileErrExists)
+        addError(result, out + ": exists (use --overwrite to replace it): " + statusText(status));
+    else if (status != kMediaFileNoErr)
+        addError(result, out + ": cannot write: " + (cause.empty() ? "" : cause + ": ") + statusText(status));
+    return status == kMediaFileNoErr;
+}
+
 int exportArchive(const std::vector<std::string> &arguments, const BatchOptions &batch, const std::string &archivePath,
                   bool artwork, bool overwrite)
 {
-    QString target = qtPath(archivePath);
-    QFileInfo info(target);
-    if (info.isDir()) {
-        printError(archivePath + ": " + statusText(kMediaFileErrBadPath));
-        return 1;
-    }
-    if (info.exists() && !overwrite) {
-        printError(archivePath + ": exists (use --overwrite to replace it): " + statusText(kMediaFileErrExists));
-        return 1;
+    std::string target = expandTilde(archivePath);
+    struct stat existing {};
+    if (!isStandardOutput(target) && stat(target.c_str(), &existing) == 0) {
+        if (!S_ISREG(existing.st_mode)) {
+            JobResult refused;
+            deliver(target, {}, overwrite, &refused);
+            std::fputs(refused.err.c_str(), stderr);
+            return 1;
+        }
+        if (!overwrite) {
+            printError(archivePath + ": exists (use --overwrite to replace it): " + statusText(kMediaFileErrExists));
+            return 1;
+        }
     }
     bool folderErrors = false;
     std::vector<std::string> files = batchFiles(arguments, batch, &folderErrors);
@@ -59,9 +97,9 @@ int exportArchive(const std::vector<std::string> &arguments, const BatchOptions 
     auto job = [&](const std::string &path, size_t index) {
         JobResult result;
         MediaFileStatus status = kMediaFileNoErr;
-        std::optional<MediaFileWrapper> wrapper = MediaFileWrapper::mediaFileWithFileAtPath(qtPath(path), false, &status);
+        std::optional<MediaFileWrapper> wrapper = openWrapper(path, &status);
         if (!wrapper) {
-            addError(&result, path + ": cannot open: " + statusText(status));
+            addError(&result, path + ": cannot open: " + openFailureText(path, status));
             return result;
         }
         std::optional<QVariantMap> dictionary = wrapper->getDictionaryRepresentation(artwork);
@@ -94,10 +132,17 @@ int exportArchive(const std::vector<std::string> &arguments, const BatchOptions 
         printError(archivePath + ": not written: no file was exported");
         return 1;
     }
-    if (MediaFileStatus written = writePropertyListAtomically(archive, target, exportKeyOrder())) {
-        printError(archivePath + ": cannot write the archive: " + statusText(written));
+    QByteArray xml;
+    if (MediaFileStatus made = propertyListBytes(archive, exportKeyOrder(), &xml)) {
+        printError(archivePath + ": cannot write the archive: " + statusText(made));
         return 1;
     }
+    JobResult written;
+    if (!deliver(target, xml, overwrite, &written))
+        status = 1;
+    std::fwrite(written.out.data(), 1, written.out.size(), stdout);
+    std::fflush(stdout);
+    std::fputs(written.err.c_str(), stderr);
     return folderErrors ? 1 : status;
 }
 
@@ -142,18 +187,19 @@ int runExport(const Args &args)
     auto job = [&](const std::string &path, size_t) {
         JobResult result;
         MediaFileStatus status = kMediaFileNoErr;
-        std::optional<MediaFileWrapper> wrapper = MediaFileWrapper::mediaFileWithFileAtPath(qtPath(path), false, &status);
+        std::optional<MediaFileWrapper> wrapper = openWrapper(path, &status);
         if (!wrapper) {
-            addError(&result, path + ": cannot open: " + statusText(status));
+            addError(&result, path + ": cannot open: " + openFailureText(path, status));
             return result;
         }
-        QString target = output ? qtPath(*output) : dictionaryPathBeside(wrapper->pathString());
-        std::string shown = QFile::encodeName(target).toStdString();
-        status = writeDictionaryRepresentation(*wrapper, target, overwrite, artwork);
-        if (status == kMediaFileErrExists)
-            addError(&result, shown + ": exists (use --overwrite to replace it): " + statusText(status));
-        else if (status != kMediaFileNoErr)
-            addError(&result, shown + ": cannot write: " + statusText(status));
+        std::string target = output ? expandTilde(*output) : pathBeside(path, "plist");
+        std::optional<QVariantMap> dictionary = wrapper->getDictionaryRepresentation(artwork);
+        QByteArray xml;
+        status = dictionary ? propertyListBytes(*dictionary, exportKeyOrder(), &xml) : kMediaFileErrCantCreate;
+        if (status != kMediaFileNoErr)
+            addError(&result, target + ": cannot write: " + statusText(status));
+        else
+            deliver(target, xml, overwrite, &result);
         return result;
     };
     int status = runBatchOnFiles(list, batch, job);

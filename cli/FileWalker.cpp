@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <set>
 #include <system_error>
+#include <sys/stat.h>
+#include <utility>
 
 namespace kestrabel::cli {
 namespace fs = std::filesystem;
@@ -48,6 +51,19 @@ bool isMediaFile(const std::string &path)
     if (MediaFileGetTypeForPath(path.c_str(), &kind) != kMediaFileNoErr)
         return false;
     return kind != kMediaFileTypeUnsupported && kind != kMediaFileTypeWMA;
+}
+
+std::vector<std::string> distinctFiles(std::vector<std::string> files)
+{
+    std::set<std::pair<dev_t, ino_t>> seen;
+    std::vector<std::string> kept;
+    kept.reserve(files.size());
+    for (std::string &file : files) {
+        struct stat st {};
+        if (stat(file.c_str(), &st) != 0 || seen.insert({st.st_dev, st.st_ino}).second)
+            kept.push_back(std::move(file));
+    }
+    return kept;
 }
 
 FileList expandFileArguments(const std::vector<std::string> &arguments, bool recursive)

@@ -16,6 +16,12 @@ struct FileList {
 // no media kind are skipped without a word. Symbolic links to folders are not followed.
 FileList expandFileArguments(const std::vector<std::string> &arguments, bool recursive);
 
+// Keeps the first of names that reach the same file (the same device and inode, through
+// links, "..", overlapping folders or a name given twice), so that no file is worked on twice
+// and no two workers ever save one file. Names that cannot be looked up are kept; they fail
+// when they are opened.
+std::vector<std::string> distinctFiles(std::vector<std::string> files);
+
 // Whether kind detection makes the file a kind that opens.
 bool isMediaFile(const std::string &path);
 

@@ -4,7 +4,7 @@
 #include "MediaFileWrapper.h"
 #include "PropertyList.h"
 
-#include <QFile>
+#include "util/File.h"
 
 #include <cstdio>
 #include <optional>
@@ -34,7 +34,14 @@ Exit status: 0 when every file was saved, 1 when any failed, 2 for a usage error
 
 namespace {
 
-QString qtPath(const std::string &path) { return QFile::decodeName(path.c_str()); }
+// By the name's bytes, so that a name that is not UTF-8 is read too.
+std::optional<QVariantMap> readDictionary(const std::string &path)
+{
+    std::vector<uint8_t> bytes;
+    if (util::readWholeFile(path, &bytes, uint64_t(kMaxPropertyListFileSize)) != kMediaFileNoErr)
+        return std::nullopt;
+    return propertyListDictionaryFromData(QByteArray(reinterpret_cast<const char *>(bytes.data()), qsizetype(bytes.size())));
+}
 
 // An archive holds only dictionaries; a tag dictionary holds texts, numbers and bytes.
 bool isArchive(const QVariantMap &root)
@@ -67,7 +74,7 @@ int runImport(const Args &args)
     if (operands.size() < 2)
         return usageError("import", "no FILE given");
     const std::string plistPath = operands.front();
-    std::optional<QVariantMap> root = readPropertyListDictionary(qtPath(plistPath));
+    std::optional<QVariantMap> root = readDictionary(plistPath);
     if (!root) {
         printError(plistPath + ": not a readable property list with a dictionary: " + statusText(kMediaFileErrParam));
         return 1;
@@ -78,9 +85,9 @@ int runImport(const Args &args)
     auto job = [&](const std::string &path, size_t) {
         JobResult result;
         MediaFileStatus status = kMediaFileNoErr;
-        std::optional<MediaFileWrapper> wrapper = MediaFileWrapper::mediaFileWithFileAtPath(qtPath(path), false, &status);
+        std::optional<MediaFileWrapper> wrapper = MediaFileWrapper::initWithFileAtNativePath(QByteArray::fromStdString(path), false, false, &status);
         if (!wrapper) {
-            addError(&result, path + ": cannot open: " + statusText(status));
+            addError(&result, path + ": cannot open: " + openFailureText(path, status));
             return result;
         }
         std::optional<QVariantMap> dictionary = *root;

@@ -40,12 +40,27 @@ std::string jsonString(std::string_view raw)
     return out + "\"";
 }
 
+std::string pathBytesField(std::string_view path)
+{
+    if (util::sanitizeUtf8(path) == path)
+        return {};
+    static constexpr char kHex[] = "0123456789abcdef";
+    std::string hex;
+    for (unsigned char c : path) {
+        hex += kHex[c >> 4];
+        hex += kHex[c & 15];
+    }
+    return ", \"path_bytes\": \"" + hex + "\"";
+}
+
 std::string reportAsJson(const FileReport &report)
 {
-    std::string out = "{\"path\": " + jsonString(report.path);
+    std::string out = "{\"path\": " + jsonString(report.path) + pathBytesField(report.path);
     if (report.status != kMediaFileNoErr) {
         out += ", \"status\": " + std::to_string(report.status);
         std::string error = std::string(MediaFileGetStatusName(report.status)) + ": " + MediaFileGetStatusMessage(report.status);
+        if (!report.cause.empty())
+            error += ": " + report.cause;
         out += ", \"error\": " + jsonString(error) + "}";
         return out;
     }

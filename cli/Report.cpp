@@ -1,6 +1,10 @@
 #include "Report.h"
 
+#include <cerrno>
 #include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace kestrabel::cli {
 
@@ -38,6 +42,51 @@ std::string groupDigits(uint64_t value)
 std::string statusText(MediaFileStatus status)
 {
     return std::string(MediaFileGetStatusName(status)) + " (" + std::to_string(status) + "): " + MediaFileGetStatusMessage(status);
+}
+
+namespace {
+
+const char *fileTypeName(mode_t mode)
+{
+    if (S_ISFIFO(mode))
+        return "a FIFO";
+    if (S_ISSOCK(mode))
+        return "a socket";
+    if (S_ISCHR(mode))
+        return "a character device";
+    if (S_ISBLK(mode))
+        return "a block device";
+    if (S_ISDIR(mode))
+        return "a folder";
+    return "not a file";
+}
+
+// Why path cannot be opened for reading, asked of the system again; empty when it can.
+std::string openCause(const std::string &path)
+{
+    struct stat st {};
+    if (stat(path.c_str(), &st) != 0)
+        return strerrordesc_np(errno) ? strerrordesc_np(errno) : "unknown system error";
+    if (!S_ISREG(st.st_mode))
+        return std::string("not a regular file (") + fileTypeName(st.st_mode) + ")";
+    int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return strerrordesc_np(errno) ? strerrordesc_np(errno) : "unknown system error";
+    ::close(fd);
+    return {};
+}
+
+} // namespace
+
+std::string openFailureCause(const std::string &path, MediaFileStatus status)
+{
+    return status > 0 ? std::string() : openCause(path); // an errno already says why
+}
+
+std::string openFailureText(const std::string &path, MediaFileStatus status)
+{
+    std::string cause = openFailureCause(path, status);
+    return cause.empty() ? statusText(status) : statusText(status) + ": " + cause;
 }
 
 } // namespace kestrabel::cli

@@ -28,6 +28,7 @@ struct FileReport {
     MediaFileType kind = kMediaFileTypeUnsupported;
     MediaFileStatus status = kMediaFileNoErr;
     std::string error; // the message when status is not 0
+    std::string cause; // the system's reason for a failed open, when the status lacks it
     std::vector<Entry> entries;
 };
 
@@ -37,5 +38,11 @@ std::string describeBytes(const uint8_t *bytes, size_t length);
 std::string groupDigits(uint64_t value);
 // "kMediaFileErrCantOpen (-6755): the file cannot be opened"
 std::string statusText(MediaFileStatus status);
+// statusText of a failed open, with the system's reason when the status does not carry it:
+// "kMediaFileErrCantOpen (-6755): the file cannot be opened: No such file or directory",
+// "…: not a regular file (a FIFO)".
+std::string openFailureText(const std::string &path, MediaFileStatus status);
+// The reason alone; empty when the status is an errno or the system sees nothing wrong.
+std::string openFailureCause(const std::string &path, MediaFileStatus status);
 
 } // namespace kestrabel::cli

@@ -185,7 +185,7 @@ int runSet(const Args &args)
         // the application.
         MediaFileStatus status = MediaFileOpen(path.c_str(), &ref, kMediaFileFlagIgnoreTagErrors | kMediaFileFlagSkipMPEGInfo);
         if (status != kMediaFileNoErr) {
-            addError(&result, path + ": cannot open: " + statusText(status));
+            addError(&result, path + ": cannot open: " + openFailureText(path, status));
             return result;
         }
         MediaFileFlags fileFlags = flags;

@@ -19,6 +19,9 @@ adjustment) as their kind and length.
                     {"path": ..., "kind": "MP3", "status": 0, "values": {...}}
                     keys are data-ID constant names; byte values give their length
                     and SHA-256. A file that fails gives {"path", "status", "error"}.
+                    A name that is not valid UTF-8 shows U+FFFD in "path" for
+                    the bytes that are not; "path_bytes" then holds the name's
+                    exact bytes as lower-case hex ("path_bytes": "6ae92e6d7033").
   --no-audio-info   do not scan the audio stream (no bit rate, sample rate,
                     channels or play time); faster on large files.
   -r, --recursive   go through folders: every media file below them, in name
@@ -48,7 +51,8 @@ FileReport collectReport(const std::string &path, bool audioInfo)
     MediaFileFlags flags = kMediaFileFlagIgnoreTagErrors | (audioInfo ? 0 : kMediaFileFlagSkipMPEGInfo);
     report.status = MediaFileOpen(path.c_str(), &ref, flags);
     if (report.status != kMediaFileNoErr) {
-        report.error = statusText(report.status);
+        report.cause = openFailureCause(path, report.status);
+        report.error = openFailureText(path, report.status);
         return report;
     }
     MediaFileGetType(ref, &report.kind);

@@ -29,6 +29,10 @@ QString imageFileExtension(const QByteArray &bytes);
 
 class MediaFileWrapper;
 
+// The Cover Art bytes as stored, once they are known to be an image: kMediaFileErrNoArtwork,
+// kMediaFileErrNotImage or the getter's status otherwise.
+MediaFileStatus artworkFileBytes(const MediaFileWrapper &wrapper, QByteArray *out);
+
 // createSeparateArtworkFileForMediaFileAtFullPath with the same rules and statuses, except that
 // a failed write is reported (an errno) where the wrapper's method keeps the original's silence.
 MediaFileStatus writeArtworkFile(const MediaFileWrapper &wrapper, const QString &path);

@@ -22,6 +22,12 @@ struct FreeDeleter {
 std::optional<MediaFileWrapper> MediaFileWrapper::initWithFileAtPath(const QString &path, bool audioFilesOnly,
                                                                      bool readMPEGInfo, MediaFileStatus *error)
 {
+    return initWithFileAtNativePath(QFile::encodeName(path), audioFilesOnly, readMPEGInfo, error);
+}
+
+std::optional<MediaFileWrapper> MediaFileWrapper::initWithFileAtNativePath(const QByteArray &path, bool audioFilesOnly,
+                                                                           bool readMPEGInfo, MediaFileStatus *error)
+{
     auto report = [error](MediaFileStatus status) {
         if (error)
             *error = status;
@@ -36,7 +42,7 @@ std::optional<MediaFileWrapper> MediaFileWrapper::initWithFileAtPath(const QStri
     if (!readMPEGInfo)
         flags |= kMediaFileFlagSkipMPEGInfo;
     MediaFileRef ref = nullptr;
-    MediaFileStatus status = MediaFileOpen(QFile::encodeName(path).constData(), &ref, flags);
+    MediaFileStatus status = MediaFileOpen(path.constData(), &ref, flags);
     if (status != kMediaFileNoErr || !ref) {
         report(status != kMediaFileNoErr ? status : kMediaFileErrNullRef);
         return std::nullopt;

@@ -23,6 +23,10 @@ public:
                                                              bool readMPEGInfo, MediaFileStatus *error = nullptr);
     static std::optional<MediaFileWrapper> mediaFileWithFileAtPath(const QString &path, bool readMPEGInfo,
                                                                   MediaFileStatus *error = nullptr);
+    // The same with the name's bytes as the file system has them: a name that is not UTF-8
+    // does not survive the trip through a QString.
+    static std::optional<MediaFileWrapper> initWithFileAtNativePath(const QByteArray &path, bool audioFilesOnly,
+                                                                   bool readMPEGInfo, MediaFileStatus *error = nullptr);
     static std::optional<MediaFileWrapper> audioMediaFileWithFileAtPath(const QString &path, bool readMPEGInfo,
                                                                        MediaFileStatus *error = nullptr);
 

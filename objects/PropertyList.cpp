@@ -266,18 +266,23 @@ QByteArray propertyListXml(const QVariantMap &root, const QStringList &keyOrder)
     return xml;
 }
 
+MediaFileStatus propertyListBytes(const QVariantMap &root, const QStringList &keyOrder, QByteArray *out)
+{
+    try {
+        *out = propertyListXml(root, keyOrder);
+    } catch (const std::bad_alloc &) {
+        return kMediaFileErrMemory;
+    }
+    return out->isEmpty() ? kMediaFileErrCantCreate : kMediaFileNoErr;
+}
+
 MediaFileStatus writePropertyListAtomically(const QVariantMap &root, const QString &path, const QStringList &keyOrder)
 {
     if (path.isEmpty())
         return kMediaFileErrBadPath;
     QByteArray xml;
-    try {
-        xml = propertyListXml(root, keyOrder);
-    } catch (const std::bad_alloc &) {
-        return kMediaFileErrMemory;
-    }
-    if (xml.isEmpty())
-        return kMediaFileErrCantCreate;
+    if (MediaFileStatus status = propertyListBytes(root, keyOrder, &xml))
+        return status;
     QSaveFile file(path);
     errno = 0;
     if (!file.open(QIODevice::WriteOnly) || file.write(xml) != xml.size() || !file.commit())

@@ -28,6 +28,10 @@ std::optional<QVariantMap> readPropertyListDictionary(const QString &path);
 // follow sorted. Empty when a value has a type a property list cannot hold.
 QByteArray propertyListXml(const QVariantMap &root, const QStringList &keyOrder = {});
 
+// propertyListXml with a status: kMediaFileErrCantCreate for a value that cannot be written,
+// kMediaFileErrMemory when memory runs out.
+MediaFileStatus propertyListBytes(const QVariantMap &root, const QStringList &keyOrder, QByteArray *out);
+
 // Writes a temporary file in the target's folder and renames it over path, so a reader never
 // sees half a file. 0, an errno, or kMediaFileErrCantCreate for a value that cannot be written.
 MediaFileStatus writePropertyListAtomically(const QVariantMap &root, const QString &path,

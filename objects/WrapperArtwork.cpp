@@ -43,17 +43,9 @@ MediaFileStatus writeArtwork(const MediaFileWrapper &wrapper, const QString &pat
 {
     if (path.isEmpty())
         return kMediaFileErrBadPath;
-    void *bytes = nullptr;
-    size_t length = 0;
-    MediaFileStatus status = MediaFileGetData(wrapper.mediaFileRef(), kMediaFileDataIDArtwork, &bytes, &length);
-    std::unique_ptr<void, decltype(&std::free)> owner(bytes, &std::free);
-    if (status != kMediaFileNoErr)
+    QByteArray artwork;
+    if (MediaFileStatus status = artworkFileBytes(wrapper, &artwork))
         return status;
-    if (!bytes || length == 0 || length > size_t(std::numeric_limits<qsizetype>::max()))
-        return kMediaFileErrNoArtwork;
-    QByteArray artwork = QByteArray::fromRawData(static_cast<const char *>(bytes), qsizetype(length));
-    if (imageFromArtworkData(artwork).isNull())
-        return kMediaFileErrNotImage;
     // The bytes go out as stored, not re-encoded.
     QSaveFile file(path);
     errno = 0;
@@ -65,6 +57,23 @@ MediaFileStatus writeArtwork(const MediaFileWrapper &wrapper, const QString &pat
 }
 
 } // namespace
+
+MediaFileStatus artworkFileBytes(const MediaFileWrapper &wrapper, QByteArray *out)
+{
+    void *bytes = nullptr;
+    size_t length = 0;
+    MediaFileStatus status = MediaFileGetData(wrapper.mediaFileRef(), kMediaFileDataIDArtwork, &bytes, &length);
+    std::unique_ptr<void, decltype(&std::free)> owner(bytes, &std::free);
+    if (status != kMediaFileNoErr)
+        return status;
+    if (!bytes || length == 0 || length > size_t(std::numeric_limits<qsizetype>::max()))
+        return kMediaFileErrNoArtwork;
+    QByteArray artwork(static_cast<const char *>(bytes), qsizetype(length));
+    if (imageFromArtworkData(artwork).isNull())
+        return kMediaFileErrNotImage;
+    *out = std::move(artwork);
+    return kMediaFileNoErr;
+}
 
 MediaFileStatus writeArtworkFile(const MediaFileWrapper &wrapper, const QString &path)
 {

@@ -13,10 +13,16 @@
 #include <new>
 #include <sys/stat.h>
 
+struct FileTimes {
+    struct timespec times[2]{}; // access, modification: the order utimensat takes
+    bool valid = false;
+};
+
 struct MediaFile {
     MediaFileType type = kMediaFileTypeUnsupported;
     std::string path;
     kestrabel::HandlerPtr state;
+    FileTimes opened; // before anything was read, for kMediaFileFlagPreserveDates
 };
 
 namespace kestrabel {
@@ -113,21 +119,40 @@ bool settableInteger(MediaFileDataID id)
     return isIntegerTextID(id) || id == kMediaFileDataIDSeason || id == kMediaFileDataIDFileKind;
 }
 
-struct SavedTimes {
-    struct timespec times[2]{};
-    bool valid = false;
-};
-
-SavedTimes readTimes(const std::string &path)
+FileTimes timesOf(const struct stat &st)
 {
-    SavedTimes saved;
-    struct stat st {};
-    if (stat(path.c_str(), &st) == 0) {
-        saved.times[0] = st.st_atim;
-        saved.times[1] = st.st_mtim;
-        saved.valid = true;
-    }
+    FileTimes saved;
+    saved.times[0] = st.st_atim;
+    saved.times[1] = st.st_mtim;
+    saved.valid = true;
     return saved;
+}
+
+bool sameTime(const struct timespec &a, const struct timespec &b) { return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec; }
+
+// The times to put back after a save: those taken at open, since reading the file since then
+// has moved its access time; unless someone else has changed the file in between.
+FileTimes timesToKeep(const FileTimes &opened, const std::string &path)
+{
+    struct stat st {};
+    if (stat(path.c_str(), &st) != 0)
+        return {};
+    if (opened.valid && sameTime(opened.times[1], st.st_mtim))
+        return opened;
+    return timesOf(st);
+}
+
+// Only regular files are opened: a FIFO, socket or device would block a reader or never end.
+// Told by stat, which opens nothing; every open after this one is non-blocking and checks again.
+MediaFileStatus checkRegularFile(const char *path, FileTimes *times)
+{
+    struct stat st {};
+    if (stat(path, &st) != 0 || S_ISDIR(st.st_mode))
+        return kMediaFileNoErr; // the handler's own open reports these as it always has
+    if (!S_ISREG(st.st_mode))
+        return kMediaFileErrCantOpen;
+    *times = timesOf(st);
+    return kMediaFileNoErr;
 }
 
 MediaFileStatus getIntegerImpl(MediaFileRef ref, MediaFileDataID id, int32_t *out)
@@ -170,6 +195,8 @@ MediaFileStatus MediaFileOpen(const char *path, MediaFileRef *outRef, MediaFileF
     } catch (const std::bad_alloc &) {
         return kMediaFileErrMemory;
     }
+    if (MediaFileStatus status = checkRegularFile(path, &handle->opened))
+        return status;
     if (MediaFileStatus status = detectKind(path, &handle->type))
         return status;
     MediaFileType kind = handle->type;
@@ -213,9 +240,9 @@ MediaFileStatus MediaFileUpdate(MediaFileRef ref, MediaFileFlags flags)
 {
     if (!ref)
         return kMediaFileErrNullRef;
-    SavedTimes saved;
+    FileTimes saved;
     if (flags & kMediaFileFlagPreserveDates)
-        saved = readTimes(ref->path);
+        saved = timesToKeep(ref->opened, ref->path);
     MediaFileStatus status = kMediaFileNoErr;
     if (writable(ref->type)) {
         if (!ref->state)

@@ -45,7 +45,7 @@ using OggVorbisFilePtr = std::unique_ptr<OggVorbisFile>;
 MediaFileStatus OggVorbisFileOpen(const char *path, OggVorbisFilePtr *out);
 // Rewrites the file with the current comments; kOggVorbisErrWrite when the new file could not
 // be written, with lastError set.
-MediaFileStatus OggVorbisFileSave(OggVorbisFile &file);
+MediaFileStatus OggVorbisFileSave(OggVorbisFile &file, MediaFileFlags flags = 0);
 
 // The first value of the field, looked up under its alias when absent (DISC and DISCNUMBER,
 // TRACKTOTAL and TOTALTRACKS stand for each other).

@@ -25,7 +25,7 @@ class OggVorbisHandler final : public FormatHandler {
 public:
     explicit OggVorbisHandler(ogg::OggVorbisFilePtr file) : file_(std::move(file)) {}
 
-    MediaFileStatus update(const char *, MediaFileFlags) override { return ogg::OggVorbisFileSave(*file_); }
+    MediaFileStatus update(const char *, MediaFileFlags flags) override { return ogg::OggVorbisFileSave(*file_, flags); }
 
     MediaFileStatus getInteger(MediaFileDataID id, int32_t *out) override
     {

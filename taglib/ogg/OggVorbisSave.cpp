@@ -1,6 +1,7 @@
 // The save: a new file beside the original gets the header pages built afresh and the audio
 // packets of the Vorbis stream repaginated, then every other page unchanged; it then takes the
-// original's place.
+// original's place, or its bytes are copied into the original where the saver's rules say the
+// file keeps its inode.
 #include "OggVorbisFile.h"
 
 #include "util/FileOps.h"
@@ -13,6 +14,7 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace kestrabel::ogg {
@@ -272,7 +274,7 @@ MediaFileStatus createTemporary(const std::string &path, std::string *tempPath, 
 {
     for (int attempt = 0; attempt < kTemporaryAttempts; ++attempt) {
         std::string candidate = path + "-" + std::to_string(nextTemporaryNumber());
-        int fd = ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        int fd = ::open(candidate.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
         if (fd >= 0) {
             *tempPath = candidate;
             *out = util::File(fd);
@@ -284,29 +286,31 @@ MediaFileStatus createTemporary(const std::string &path, std::string *tempPath, 
     return kOggVorbisErrTempFile;
 }
 
-MediaFileStatus saveImpl(OggVorbisFile &file)
+MediaFileStatus saveImpl(OggVorbisFile &file, MediaFileFlags flags)
 {
     if (!file.headersRead)
         return kOggVorbisErrNotVorbis;
+    std::string target;
     util::File input;
-    if (MediaFileStatus status = util::File::openRead(file.path, &input))
+    struct stat st {};
+    if (MediaFileStatus status = util::openSaveTarget(file.path, &target, &input, &st))
         return status;
-    // The rename would replace a file its owner made read-only; refuse as an in-place write would.
-    if (faccessat(AT_FDCWD, file.path.c_str(), W_OK, AT_EACCESS) != 0)
-        return util::statusFromErrno();
     std::string tempPath;
     util::File temp;
-    if (MediaFileStatus status = createTemporary(file.path, &tempPath, &temp))
+    if (MediaFileStatus status = createTemporary(target, &tempPath, &temp))
         return status;
     auto discard = [&](MediaFileStatus status) {
         temp.close();
         ::unlink(tempPath.c_str());
         return status;
     };
+    // The whole file is rewritten either way; where a rename would split hard links, give the
+    // file another owner or was asked against, the new bytes are copied into the original.
+    bool inPlace = util::mustWriteInPlace(st, flags) || !util::ownerRestorable(input.fd(), temp.fd());
     MediaFileStatus status = Rewriter(file, input, temp).run();
-    if (status == kMediaFileNoErr) {
+    if (status == kMediaFileNoErr && !inPlace) {
         util::copyFileAttributes(input.fd(), temp.fd());
-        if (util::fileOps().fsync(temp.fd()) != 0 || temp.close() != kMediaFileNoErr) {
+        if (util::fileOps().fsync(temp.fd()) != 0) {
             file.lastError = kWriteFailed;
             status = kOggVorbisErrWrite;
         }
@@ -315,9 +319,22 @@ MediaFileStatus saveImpl(OggVorbisFile &file)
         std::fprintf(stderr, "%s\n", file.lastError);
     if (status != kMediaFileNoErr)
         return discard(status);
+    if (inPlace) {
+        uint64_t size = 0;
+        status = temp.size(&size);
+        input.close();
+        if (status == kMediaFileNoErr)
+            status = util::overwriteFromFile(target, temp.fd(), size);
+        return discard(status);
+    }
+    if (temp.close() != kMediaFileNoErr) {
+        file.lastError = kWriteFailed;
+        std::fprintf(stderr, "%s\n", file.lastError);
+        return discard(kOggVorbisErrWrite);
+    }
     input.close();
     errno = 0;
-    if (util::fileOps().rename(tempPath.c_str(), file.path.c_str()) != 0) {
+    if (util::fileOps().rename(tempPath.c_str(), target.c_str()) != 0) {
         // The original is still whole here, since it is replaced by the rename alone; so the
         // failure is reported and the new file removed.
         MediaFileStatus renameStatus = util::statusFromErrno(kOggVorbisErrWrite);
@@ -325,16 +342,16 @@ MediaFileStatus saveImpl(OggVorbisFile &file)
         ::unlink(tempPath.c_str());
         return renameStatus;
     }
-    util::syncParentFolder(file.path);
+    util::syncParentFolder(target);
     return kMediaFileNoErr;
 }
 
 } // namespace
 
-MediaFileStatus OggVorbisFileSave(OggVorbisFile &file)
+MediaFileStatus OggVorbisFileSave(OggVorbisFile &file, MediaFileFlags flags)
 {
     try {
-        return saveImpl(file);
+        return saveImpl(file, flags);
     } catch (const std::bad_alloc &) {
         return kOggVorbisErrMemory;
     }

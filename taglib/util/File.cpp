@@ -32,15 +32,24 @@ MediaFileStatus File::close()
     return result == 0 ? kMediaFileNoErr : statusFromErrno();
 }
 
+// Non-blocking, so that a FIFO or a device named by mistake cannot hang the open; only
+// regular files go on (O_NONBLOCK does nothing to their reads and writes).
 static MediaFileStatus openWith(const std::string &path, int flags, File *out)
 {
-    int fd = ::open(path.c_str(), flags | O_CLOEXEC);
+    int fd = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0)
         return statusFromErrno(kMediaFileErrCantOpen);
     struct stat st {};
-    if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
+    MediaFileStatus status = kMediaFileNoErr;
+    if (fstat(fd, &st) != 0)
+        status = statusFromErrno(kMediaFileErrCantOpen);
+    else if (S_ISDIR(st.st_mode))
+        status = EISDIR;
+    else if (!S_ISREG(st.st_mode))
+        status = kMediaFileErrCantOpen;
+    if (status) {
         ::close(fd);
-        return EISDIR;
+        return status;
     }
     *out = File(fd);
     return kMediaFileNoErr;

@@ -210,19 +210,25 @@ MediaFileStatus writeInPlaceMove(const std::string &path, const std::vector<Repl
     return file.close();
 }
 
+// kNewFileRefused: the new file could not be made or could not carry the owner, so the caller
+// writes into the original instead.
+constexpr MediaFileStatus kNewFileRefused = INT_MIN;
+
 MediaFileStatus writeThroughNewFile(const std::string &path, const File &original, const std::vector<Replacement> &edits,
                                     uint64_t size)
 {
     std::string tempPath;
     int tempFd = -1;
     if (MediaFileStatus status = createSiblingTemp(path, &tempPath, &tempFd))
-        return status;
+        return status == EACCES || status == EPERM ? kNewFileRefused : status;
     File temp(tempFd);
     auto fail = [&](MediaFileStatus status) {
         temp.close();
         ::unlink(tempPath.c_str());
         return status;
     };
+    if (!ownerRestorable(original.fd(), temp.fd()))
+        return fail(kNewFileRefused);
     uint64_t in = 0, out = 0;
     for (const Replacement &edit : edits) {
         if (MediaFileStatus status = copyRange(original.fd(), in, edit.offset - in, temp.fd(), &out))
@@ -234,15 +240,7 @@ MediaFileStatus writeThroughNewFile(const std::string &path, const File &origina
     }
     if (MediaFileStatus status = copyRange(original.fd(), in, size - in, temp.fd(), &out))
         return fail(status);
-    copyFileAttributes(original.fd(), temp.fd());
-    if (MediaFileStatus status = fsyncStatus(temp.fd()))
-        return fail(status);
-    if (MediaFileStatus status = temp.close())
-        return fail(status);
-    errno = 0;
-    if (fileOps().rename(tempPath.c_str(), path.c_str()) != 0)
-        return fail(statusFromErrno());
-    return syncParentFolder(path);
+    return replaceWithNewFile(path, original.fd(), tempPath, temp);
 }
 
 } // namespace
@@ -307,14 +305,77 @@ MediaFileStatus syncParentFolder(const std::string &path)
     return kMediaFileNoErr;
 }
 
+bool ownerRestorable(int originalFd, int tempFd)
+{
+    struct stat original {}, temp {};
+    if (fstat(originalFd, &original) != 0)
+        return false;
+    (void)!fchown(tempFd, original.st_uid, original.st_gid);
+    return fstat(tempFd, &temp) == 0 && temp.st_uid == original.st_uid && temp.st_gid == original.st_gid;
+}
+
+MediaFileStatus openSaveTarget(const std::string &path, std::string *target, File *original, struct stat *st)
+{
+    // The file behind the links: saving it keeps every link a link, and the new file is made
+    // in the folder the file really is in.
+    char *resolved = ::realpath(path.c_str(), nullptr);
+    *target = resolved ? resolved : path;
+    std::free(resolved);
+    if (MediaFileStatus status = File::openRead(*target, original))
+        return status;
+    if (fstat(original->fd(), st) != 0)
+        return statusFromErrno();
+    // A rename into a writable folder would replace a file its owner made read-only; it is
+    // refused as an in-place write would be, whether or not the tag has to grow.
+    errno = 0;
+    if (faccessat(AT_FDCWD, target->c_str(), W_OK, AT_EACCESS) != 0)
+        return statusFromErrno(EACCES);
+    return kMediaFileNoErr;
+}
+
+bool mustWriteInPlace(const struct stat &st, MediaFileFlags flags)
+{
+    return (flags & kMediaFileFlagInPlace) || st.st_nlink > 1;
+}
+
+MediaFileStatus replaceWithNewFile(const std::string &target, int originalFd, const std::string &tempPath, File &temp)
+{
+    auto fail = [&](MediaFileStatus status) {
+        temp.close();
+        ::unlink(tempPath.c_str());
+        return status;
+    };
+    copyFileAttributes(originalFd, temp.fd());
+    if (MediaFileStatus status = fsyncStatus(temp.fd()))
+        return fail(status);
+    if (MediaFileStatus status = temp.close())
+        return fail(status);
+    errno = 0;
+    if (fileOps().rename(tempPath.c_str(), target.c_str()) != 0)
+        return fail(statusFromErrno());
+    return syncParentFolder(target);
+}
+
+MediaFileStatus overwriteFromFile(const std::string &target, int fromFd, uint64_t size)
+{
+    File file;
+    if (MediaFileStatus status = File::openReadWrite(target, &file))
+        return status;
+    uint64_t out = 0;
+    if (MediaFileStatus status = copyRange(fromFd, 0, size, file.fd(), &out))
+        return status;
+    if (MediaFileStatus status = truncateFile(file, size))
+        return status;
+    return file.close();
+}
+
 MediaFileStatus saveReplacements(const std::string &path, std::vector<Replacement> edits, MediaFileFlags flags)
 {
+    std::string target;
     File original;
-    if (MediaFileStatus status = File::openRead(path, &original))
-        return status;
     struct stat st {};
-    if (fstat(original.fd(), &st) != 0)
-        return statusFromErrno();
+    if (MediaFileStatus status = openSaveTarget(path, &target, &original, &st))
+        return status;
     uint64_t size = static_cast<uint64_t>(st.st_size);
     if (MediaFileStatus status = validate(edits, size))
         return status;
@@ -323,21 +384,30 @@ MediaFileStatus saveReplacements(const std::string &path, std::vector<Replacemen
     if (edits.empty())
         return kMediaFileNoErr;
     if (movesNothing(edits, size))
-        return writeWithoutMoving(path, edits, size);
-    if ((flags & kMediaFileFlagInPlace) || st.st_nlink > 1)
-        return writeInPlaceMove(path, edits, size);
-    return writeThroughNewFile(path, original, edits, size);
+        return writeWithoutMoving(target, edits, size);
+    if (!mustWriteInPlace(st, flags)) {
+        MediaFileStatus status = writeThroughNewFile(target, original, edits, size);
+        if (status != kNewFileRefused)
+            return status;
+    }
+    return writeInPlaceMove(target, edits, size);
 }
 
 MediaFileStatus saveWholeFile(const std::string &path, const std::vector<uint8_t> &bytes)
 {
+    std::string target;
     File original;
-    if (MediaFileStatus status = File::openRead(path, &original))
+    struct stat st {};
+    if (MediaFileStatus status = openSaveTarget(path, &target, &original, &st))
         return status;
-    uint64_t size = 0;
-    if (MediaFileStatus status = original.size(&size))
-        return status;
-    return writeThroughNewFile(path, original, {Replacement{0, size, bytes}}, size);
+    uint64_t size = static_cast<uint64_t>(st.st_size);
+    std::vector<Replacement> whole{Replacement{0, size, bytes}};
+    if (!mustWriteInPlace(st, 0)) {
+        MediaFileStatus status = writeThroughNewFile(target, original, whole, size);
+        if (status != kNewFileRefused)
+            return status;
+    }
+    return writeInPlaceMove(target, whole, size);
 }
 
 } // namespace kestrabel::util

@@ -7,15 +7,22 @@
 //    crash or a full disk cannot leave a half-moved file;
 //  - a file with several hard links, or a caller asking for kMediaFileFlagInPlace, gets the
 //    classic in-place move of the tail instead (a rename would split the links), in pieces of
-//    bounded size.
-// The resulting bytes are the same on every path.
+//    bounded size; so does a file whose owner or group the caller could not give the new file,
+//    or whose folder the caller may not create files in.
+// Symbolic links are followed to the file behind them, which is the one saved; a file the
+// caller may not write is refused with EACCES on every path. The resulting bytes are the same
+// on every path.
 #pragma once
 
 #include <kestrabel/MediaFile.h>
 
+#include "File.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include <sys/stat.h>
 
 namespace kestrabel::util {
 
@@ -32,6 +39,22 @@ MediaFileStatus saveReplacements(const std::string &path, std::vector<Replacemen
 // Writes a whole new content for path through the same safe path (new file, then rename).
 // Used by handlers that rebuild the file completely.
 MediaFileStatus saveWholeFile(const std::string &path, const std::vector<uint8_t> &bytes);
+
+// The saver's rules for handlers that write their new file themselves (Ogg).
+//
+// Resolves symbolic links to the file behind them (*target, where the new file goes), opens it
+// for reading, and refuses with EACCES a file the caller may not write.
+MediaFileStatus openSaveTarget(const std::string &path, std::string *target, File *original, struct stat *st);
+// Several hard links or kMediaFileFlagInPlace: the new bytes go into the same inode.
+bool mustWriteInPlace(const struct stat &st, MediaFileFlags flags);
+// Gives the new, still empty file at tempFd the original's owner and group; false when the
+// caller may not, in which case the file is to be written in place instead.
+bool ownerRestorable(int originalFd, int tempFd);
+// Copies attributes, flushes and renames the new file over target; the new file is removed on
+// failure.
+MediaFileStatus replaceWithNewFile(const std::string &target, int originalFd, const std::string &tempPath, File &temp);
+// Writes the first size bytes of fromFd over target's own bytes and cuts it to that size.
+MediaFileStatus overwriteFromFile(const std::string &target, int fromFd, uint64_t size);
 
 // Creates a uniquely named, empty file beside path with O_EXCL; the name goes to *tempPath.
 MediaFileStatus createSiblingTemp(const std::string &path, std::string *tempPath, int *fd);
