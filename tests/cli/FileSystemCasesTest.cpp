@@ -214,6 +214,13 @@ const std::vector<Situation> &situations()
              EXPECT_EQ(comment(s.real), kLong);
              EXPECT_EQ(OpenFile(s.real, kMediaFileFlagStrict).status(), 0) << "the tag and audio are whole";
          }},
+        {"SameFileRefusedOnce", {kMP3}, "set -j 4 -t Title=x {F} {O} {F} {O}", true, 1,
+         [](Scene &s) {
+             fs::create_symlink(s.real, s.other = s.file("alias"));
+             chown(s.real.c_str(), kNobody, kNogroup);
+             chmod(s.real.c_str(), 0444);
+         },
+         [](const Scene &s) { EXPECT_EQ(countOf(s.err, "EACCES"), 1u) << s.err; }},
         {"MissingFile", {kMP3}, "set -t Title=x {D}/missing.mp3", false, 1, {},
          [](const Scene &s) { EXPECT_NE(s.err.find("No such file or directory"), std::string::npos) << s.err; }},
     };
