@@ -10,7 +10,11 @@ const std::vector<Command> &commands()
 {
     static const std::vector<Command> table = {
         {"show", "print the values of files", runShow, kShowHelp},
+        {"get", "print one value of files, for scripts", runGet, kGetHelp},
         {"set", "change values and save", runSet, kSetHelp},
+        {"copy", "copy the values of one file into others", runCopy, kCopyHelp},
+        {"rename", "rename files after their values", runRename, kRenameHelp},
+        {"from-name", "set values from the file names", runFromName, kFromNameHelp},
 #ifdef KESTRABEL_CLI_OBJECTS
         {"export", "write the tags as a property list", runExport, kExportHelp},
         {"import", "apply an exported property list and save", runImport, kImportHelp},
@@ -44,7 +48,7 @@ static void printMainHelp(FILE *out)
                "FLAC, and (read only) EXIF in JPEG images.\n\nCommands:\n",
                out);
     for (const Command &command : commands())
-        std::fprintf(out, "  %-8s %s\n", command.name, command.summary);
+        std::fprintf(out, "  %-10s %s\n", command.name, command.summary);
     std::fputs("\nValues are named by data ID: a constant name (kMediaFileDataIDTitle), its short\n"
                "form (Title) or its display name (\"Track Number\"), in any case. 'kestrabel-tag\n"
                "names' lists them all.\n\n"
