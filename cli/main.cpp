@@ -1,7 +1,9 @@
 // kestrabel-tag: read and write the tags of music files from the command line.
 #include "Commands.h"
+#include "Generate.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace kestrabel::cli {
@@ -96,6 +98,17 @@ int main(int argc, char **argv)
     }
     if (name == "names")
         return runNames();
+    if (name == "--generate") {
+        // The build makes the man page and the shell completions with this.
+        char *text = nullptr;
+        size_t length = 0;
+        FILE *help = open_memstream(&text, &length);
+        printMainHelp(help);
+        std::fclose(help);
+        std::string mainHelp(text, length);
+        std::free(text);
+        return runGenerate(argc > 2 ? argv[2] : "", mainHelp);
+    }
     Args args(argv + 2, argv + argc);
     for (const Command &command : commands())
         if (command.name == name)
