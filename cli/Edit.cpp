@@ -22,6 +22,8 @@ std::vector<Entry> valuesForDryRun(MediaFileRef ref)
 {
     std::vector<Entry> values;
     collectValues(ref, false, &values);
+    // Statistics of the tag (its size, its frame count) are no values a user changes.
+    std::erase_if(values, [](const Entry &entry) { return entry.info->readOnly; });
     return values;
 }
 

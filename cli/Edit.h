@@ -21,7 +21,7 @@ struct DryRun {
 // audio stream is scanned only when audioInfo is asked for.
 MediaFileStatus openToRead(const std::string &path, bool audioInfo, MediaFileRef *ref);
 
-// What a dry run compares: every value but the audio stream's.
+// What a dry run compares: every value that can be written.
 std::vector<Entry> valuesForDryRun(MediaFileRef ref);
 // The dry run's report of one file, its values taken before the changes and read again now.
 std::string dryRunReport(const std::string &path, MediaFileRef ref, const std::vector<Entry> &before);
