@@ -20,9 +20,17 @@ struct Command {
 
 int runShow(const Args &args);
 int runSet(const Args &args);
+int runGet(const Args &args);
+int runCopy(const Args &args);
+int runRename(const Args &args);
+int runFromName(const Args &args);
 
 extern const char kShowHelp[];
 extern const char kSetHelp[];
+extern const char kGetHelp[];
+extern const char kCopyHelp[];
+extern const char kRenameHelp[];
+extern const char kFromNameHelp[];
 
 // The commands built on the object layer (Qt); absent from the tag-library-only build.
 #ifdef KESTRABEL_CLI_OBJECTS

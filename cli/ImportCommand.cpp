@@ -1,5 +1,6 @@
 #include "Batch.h"
 #include "Commands.h"
+#include "Edit.h"
 #include "ExportFormat.h"
 #include "MediaFileWrapper.h"
 #include "PropertyList.h"
@@ -11,7 +12,7 @@
 
 namespace kestrabel::cli {
 
-const char kImportHelp[] = R"(usage: kestrabel-tag import [--overwrite] [-r] [-j N] PLIST FILE...
+const char kImportHelp[] = R"(usage: kestrabel-tag import [--overwrite] [--dry-run] [-r] [-j N] PLIST FILE...
 
 Applies a tag dictionary written by 'kestrabel-tag export' to each FILE and saves
 it with the default write options of 'set'.
@@ -25,6 +26,8 @@ refused; one without a marker is taken.
                      Without it only empty values are filled in, and the cover
                      art is never touched. Empty exported texts never erase.
                      The exported file names never rename a file.
+  -n, --dry-run      print, per file, each value that would change
+                     (old -> new) and write nothing
   -r, --recursive    go through folders: every media file below them, in name
                      order; files of no media kind are skipped
   -j, --jobs N       save N files at once (0: one per processor core)
@@ -59,9 +62,12 @@ bool isArchive(const QVariantMap &root)
 int runImport(const Args &args)
 {
     bool overwrite = false;
+    DryRun dryRun;
     BatchOptions batch;
     std::vector<std::string> operands;
     int parsed = parseCommandLine("import", kImportHelp, args, &batch, &operands, [&](const std::string &arg, size_t &, std::string *) {
+        if (dryRun.take(arg))
+            return OptionMatch::Taken;
         if (arg != "--overwrite")
             return OptionMatch::NotMine;
         overwrite = true;
@@ -103,9 +109,16 @@ int runImport(const Args &args)
         }
         // The write options are settled before the import adds frames, as set does.
         MediaFileFlags flags = defaultWriteFlags(wrapper->mediaFileRef());
+        std::vector<Entry> before;
+        if (dryRun.on)
+            before = valuesForDryRun(wrapper->mediaFileRef());
         status = wrapper->setMediaFileDataFromDictionaryRepresentation(dictionary, overwrite);
         if (status != kMediaFileNoErr) {
             addError(&result, path + ": " + plistPath + " cannot be applied: " + statusText(status));
+            return result;
+        }
+        if (dryRun.on) {
+            result.out = dryRunReport(path, wrapper->mediaFileRef(), before);
             return result;
         }
         status = wrapper->update(flags);

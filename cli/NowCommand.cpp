@@ -11,7 +11,7 @@
 namespace kestrabel::cli {
 
 const char kNowHelp[] =
-    "usage: kestrabel-tag now [--json] [--player NAME]\n\n"
+    "usage: kestrabel-tag now [--json] [--player PLAYER]\n\n"
     "Prints the track the music player is playing now, as the control window sees it: the\n"
     "player, whether it plays, title, artist, album, genre, rating (0-100), the file's path,\n"
     "the size of the artwork and the titles of the album's tracks. Where the track is a local\n"
@@ -20,7 +20,7 @@ const char kNowHelp[] =
     "runs (\"vlc\", \"mpv\", \"strawberry\"), else the one playing, else the one seen last.\n\n"
     "Options:\n"
     "  --json         one JSON object instead of text\n"
-    "  --player NAME  prefer this player\n\n"
+    "  --player PLAYER  prefer this player\n\n"
     "Exit status: 0 a player runs, 1 none runs, 2 usage error.\n";
 
 namespace {

@@ -53,6 +53,50 @@ std::string pathBytesField(std::string_view path)
     return ", \"path_bytes\": \"" + hex + "\"";
 }
 
+std::string escapeText(std::string_view raw)
+{
+    std::string text = util::sanitizeUtf8(raw);
+    std::string out;
+    out.reserve(text.size());
+    for (size_t i = 0; i < text.size(); ++i) {
+        unsigned char c = static_cast<unsigned char>(text[i]);
+        char escaped[8] = "";
+        if (c == '\n')
+            std::snprintf(escaped, sizeof escaped, "\\n");
+        else if (c == '\r')
+            std::snprintf(escaped, sizeof escaped, "\\r");
+        else if (c == '\t')
+            std::snprintf(escaped, sizeof escaped, "\\t");
+        else if (c < 0x20 || c == 0x7F)
+            std::snprintf(escaped, sizeof escaped, "\\x%02x", c);
+        else if (c == 0xC2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0)
+            std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned char>(text[++i])); // C1 control
+        if (escaped[0])
+            out += escaped;
+        else
+            out += static_cast<char>(c);
+    }
+    return out;
+}
+
+std::string valueAsJson(const Value &value)
+{
+    if (const auto *number = std::get_if<int32_t>(&value))
+        return std::to_string(*number);
+    if (const auto *text = std::get_if<std::string>(&value))
+        return jsonString(*text);
+    const auto &bytes = std::get<ByteValue>(value);
+    return "{\"length\": " + std::to_string(bytes.length) + ", \"sha256\": " + jsonString(bytes.sha256) + "}";
+}
+
+std::string valueAsJsonLine(const std::string &path, MediaFileStatus status, const std::string &context, const Value &value)
+{
+    std::string out = "{\"path\": " + jsonString(path) + pathBytesField(path) + ", \"status\": " + std::to_string(status);
+    if (status != kMediaFileNoErr)
+        return out + ", \"error\": " + jsonString(context + ": " + MediaFileGetStatusName(status) + ": " + MediaFileGetStatusMessage(status)) + "}";
+    return out + ", \"value\": " + valueAsJson(value) + "}";
+}
+
 std::string reportAsJson(const FileReport &report)
 {
     std::string out = "{\"path\": " + jsonString(report.path) + pathBytesField(report.path);
@@ -71,49 +115,63 @@ std::string reportAsJson(const FileReport &report)
         if (!first)
             out += ", ";
         first = false;
-        out += jsonString(entry.info->constantName) + ": ";
-        if (const auto *number = std::get_if<int32_t>(&entry.value))
-            out += std::to_string(*number);
-        else if (const auto *text = std::get_if<std::string>(&entry.value))
-            out += jsonString(*text);
-        else {
-            const auto &bytes = std::get<ByteValue>(entry.value);
-            out += "{\"length\": " + std::to_string(bytes.length) + ", \"sha256\": " + jsonString(bytes.sha256) + "}";
-        }
+        out += jsonString(entry.info->constantName) + ": " + valueAsJson(entry.value);
     }
     return out + "}}";
 }
 
 std::string reportAsText(const FileReport &report)
 {
-    std::string out = report.path + " (" + MediaFileGetTypeName(report.kind) + ")\n";
+    std::string out = escapeText(report.path) + " (" + MediaFileGetTypeName(report.kind) + ")\n";
     size_t width = 0;
     for (const Entry &entry : report.entries)
         width = std::max(width, std::string_view(entry.info->displayName).size());
     for (const Entry &entry : report.entries) {
         std::string name = entry.info->displayName;
         name.resize(width, ' ');
-        out += "  " + name + " : ";
-        if (const auto *number = std::get_if<int32_t>(&entry.value)) {
-            out += std::to_string(*number);
-        } else if (const auto *text = std::get_if<std::string>(&entry.value)) {
-            // Keep one entry per line: continuation lines are indented under the value.
-            std::string clean = util::sanitizeUtf8(*text);
-            while (!clean.empty() && (clean.back() == '\n' || clean.back() == '\r'))
-                clean.pop_back();
-            std::string indent = "\n" + std::string(width + 5, ' ');
-            for (char c : clean) {
-                if (c == '\n')
-                    out += indent;
-                else if (c != '\r')
-                    out += c;
-            }
-        } else {
-            out += std::get<ByteValue>(entry.value).description;
-        }
-        out += "\n";
+        out += "  " + name + " : " + escapeText(valueText(entry.value)) + "\n";
     }
     return out;
+}
+
+std::string reportAsLine(const FileReport &report, const Template &format)
+{
+    auto lookup = [&](const TemplateField &field) -> std::optional<std::string> {
+        if (field.source == TemplateField::Source::Path)
+            return report.path;
+        if (field.source == TemplateField::Source::Kind)
+            return std::string(MediaFileGetTypeName(report.kind));
+        for (const Entry &entry : report.entries)
+            if (entry.info == field.info)
+                return valueText(entry.value);
+        return std::nullopt;
+    };
+    return format.expand(lookup, escapeText) + "\n";
+}
+
+std::string changesAsText(const std::string &path, const std::vector<ValueChange> &changes)
+{
+    std::string out = escapeText(path) + "\n";
+    if (changes.empty())
+        return out + "  nothing would change\n";
+    size_t width = 0;
+    for (const ValueChange &change : changes)
+        width = std::max(width, std::string_view(change.info->displayName).size());
+    auto shown = [](const std::optional<Value> &value) {
+        std::string text = value ? escapeText(valueText(*value)) : "(none)";
+        return text.empty() ? "(empty)" : text;
+    };
+    for (const ValueChange &change : changes) {
+        std::string name = change.info->displayName;
+        name.resize(width, ' ');
+        out += "  " + name + " : " + shown(change.before) + " \u2192 " + shown(change.after) + "\n";
+    }
+    return out;
+}
+
+std::string renameAsText(const std::string &from, const std::string &to)
+{
+    return escapeText(from) + (from == to ? " (unchanged)" : " \u2192 " + escapeText(to)) + "\n";
 }
 
 } // namespace kestrabel::cli

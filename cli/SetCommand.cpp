@@ -1,6 +1,7 @@
 #include "ArtworkInput.h"
 #include "Batch.h"
 #include "Commands.h"
+#include "Edit.h"
 
 #include "core/DataIDRules.h"
 
@@ -12,7 +13,7 @@
 namespace kestrabel::cli {
 
 const char kSetHelp[] = R"(usage: kestrabel-tag set [-t NAME=VALUE]... [--remove NAME]... [--artwork IMAGE]
-                         [write options] [-r] [-j N] FILE...
+                         [write options] [--dry-run] [-r] [-j N] FILE...
 
 Changes values in each FILE and saves it in the file's own tag format.
 
@@ -23,6 +24,8 @@ Changes values in each FILE and saves it in the file's own tag format.
   --remove NAME          remove a value.
   --artwork IMAGE        store the image file as the cover art, as JPEG: other
                          image formats (PNG, GIF, BMP, TIFF, WebP) are converted.
+  -n, --dry-run          print, per file, each value that would change
+                         (old -> new) and write nothing.
   -r, --recursive        go through folders: every media file below them, in
                          name order; files of no media kind are skipped.
   -j, --jobs N           save N files at once (0: one per processor core).
@@ -104,6 +107,7 @@ int runSet(const Args &args)
     std::vector<std::string> files;
     MediaFileFlags flags = kMediaFileFlagKeepTagVersion;
     bool versionChosen = false;
+    DryRun dryRun;
     BatchOptions batch;
     // A data ID that can be changed, by any of its names; an error names why not.
     auto writableID = [](const std::string &name, std::string *error) -> const MediaFileDataIDInfo * {
@@ -166,6 +170,7 @@ int runSet(const Args &args)
             flags |= kMediaFileFlagPreserveDates;
         } else if (arg == "--in-place") {
             flags |= kMediaFileFlagInPlace;
+        } else if (dryRun.take(arg)) {
         } else {
             return OptionMatch::NotMine;
         }
@@ -196,6 +201,9 @@ int runSet(const Args &args)
         if (kind == kMediaFileTypeMP3 && !versionChosen && !hasID3v2Tag(ref))
             fileFlags |= kMediaFileFlagID3v23;
         bool failed = false;
+        std::vector<Entry> before;
+        if (dryRun.on)
+            before = valuesForDryRun(ref);
         for (const Change &change : changes) {
             status = applyChange(ref, change);
             if (status != kMediaFileNoErr) {
@@ -203,7 +211,9 @@ int runSet(const Args &args)
                 failed = true;
             }
         }
-        if (!failed) {
+        if (!failed && dryRun.on) {
+            result.out = dryRunReport(path, ref, before);
+        } else if (!failed) {
             status = MediaFileUpdate(ref, fileFlags);
             if (status != kMediaFileNoErr) {
                 addError(&result, path + ": cannot save: " + statusText(status));

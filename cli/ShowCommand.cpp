@@ -1,19 +1,20 @@
 #include "Batch.h"
 #include "Commands.h"
 #include "Output.h"
-#include "Sha256.h"
+#include "Template.h"
+#include "Values.h"
 
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
+#include <optional>
 
 namespace kestrabel::cli {
 
-const char kShowHelp[] = R"(usage: kestrabel-tag show [--json] [--no-audio-info] [-r] [-j N] FILE...
+const char kShowHelp[] = R"(usage: kestrabel-tag show [--json | --format TEMPLATE] [--no-audio-info] [-r] [-j N] FILE...
 
 Prints every value each FILE carries, in data-ID order, with its display name.
 Integers are printed as numbers, texts as they are, byte values (artwork, volume
-adjustment) as their kind and length.
+adjustment) as their kind and length. Line breaks and other control characters in
+a value are printed as \n, \t, \xHH.
 
   --json            one JSON object per file per line (JSON Lines):
                     {"path": ..., "kind": "MP3", "status": 0, "values": {...}}
@@ -22,6 +23,11 @@ adjustment) as their kind and length.
                     A name that is not valid UTF-8 shows U+FFFD in "path" for
                     the bytes that are not; "path_bytes" then holds the name's
                     exact bytes as lower-case hex ("path_bytes": "6ae92e6d7033").
+  --format TEMPLATE one line per file: TEMPLATE with each %{NAME} replaced by
+                    the file's value of that data ID (empty when it has none),
+                    %{path} by its path and %{kind} by its kind; %{NAME:02}
+                    pads to two digits, %% is a percent sign. Example:
+                    --format '%{Track Number:02}. %{Artist} - %{Title}'
   --no-audio-info   do not scan the audio stream (no bit rate, sample rate,
                     channels or play time); faster on large files.
   -r, --recursive   go through folders: every media file below them, in name
@@ -31,16 +37,6 @@ adjustment) as their kind and length.
 
 Exit status: 0 when every file opened, 1 when any failed, 2 for a usage error.
 )";
-
-namespace {
-
-bool isAudioInfo(MediaFileDataID id)
-{
-    return id == kMediaFileDataIDBitRate || id == kMediaFileDataIDChannels || id == kMediaFileDataIDSampleRate ||
-           id == kMediaFileDataIDPlayTime;
-}
-
-} // namespace
 
 FileReport collectReport(const std::string &path, bool audioInfo)
 {
@@ -56,40 +52,7 @@ FileReport collectReport(const std::string &path, bool audioInfo)
         return report;
     }
     MediaFileGetType(ref, &report.kind);
-    for (size_t i = 0; i < MediaFileGetDataIDCount(); ++i) {
-        const MediaFileDataIDInfo *info = MediaFileGetDataIDInfoAt(i);
-        if (!audioInfo && isAudioInfo(info->dataID))
-            continue;
-        switch (info->valueType) {
-        case 'I': {
-            int32_t value = 0;
-            if (MediaFileGetInteger(ref, info->dataID, &value) == kMediaFileNoErr)
-                report.entries.push_back({info, value});
-            break;
-        }
-        case 'S':
-        case 'P': {
-            char *text = nullptr;
-            if (MediaFileGetString(ref, info->dataID, &text) == kMediaFileNoErr) {
-                report.entries.push_back({info, std::string(text)});
-                std::free(text);
-            }
-            break;
-        }
-        case 'D': {
-            void *bytes = nullptr;
-            size_t length = 0;
-            if (MediaFileGetData(ref, info->dataID, &bytes, &length) == kMediaFileNoErr) {
-                std::unique_ptr<void, decltype(&std::free)> owner(bytes, &std::free);
-                auto *data = static_cast<const uint8_t *>(bytes);
-                report.entries.push_back({info, ByteValue{length, sha256Hex({data, length}), describeBytes(data, length)}});
-            }
-            break;
-        }
-        default:
-            break;
-        }
-    }
+    collectValues(ref, audioInfo, &report.entries);
     MediaFileClose(ref);
     return report;
 }
@@ -97,21 +60,33 @@ FileReport collectReport(const std::string &path, bool audioInfo)
 int runShow(const Args &args)
 {
     bool json = false, audioInfo = true;
+    std::optional<Template> format;
     BatchOptions batch;
     std::vector<std::string> files;
-    int parsed = parseCommandLine("show", kShowHelp, args, &batch, &files, [&](const std::string &arg, size_t &, std::string *) {
-        if (arg == "--json")
+    int parsed = parseCommandLine("show", kShowHelp, args, &batch, &files, [&](const std::string &arg, size_t &i, std::string *error) {
+        if (arg == "--json") {
             json = true;
-        else if (arg == "--no-audio-info")
+        } else if (arg == "--format") {
+            std::string text;
+            if (!takeValue(args, i, &text)) {
+                *error = "--format needs a TEMPLATE";
+                return OptionMatch::Error;
+            }
+            if (!(format = Template::parse(text, error)))
+                return OptionMatch::Error;
+        } else if (arg == "--no-audio-info") {
             audioInfo = false;
-        else
+        } else {
             return OptionMatch::NotMine;
+        }
         return OptionMatch::Taken;
     });
     if (parsed >= 0)
         return parsed;
     if (files.empty())
         return usageError("show", "no FILE given");
+    if (json && format)
+        return usageError("show", "--json and --format exclude each other");
     auto job = [&](const std::string &path, size_t) {
         FileReport report = collectReport(path, audioInfo);
         JobResult result;
@@ -120,13 +95,15 @@ int runShow(const Args &args)
             result.out = reportAsJson(report) + "\n";
         else if (result.failed)
             result.err = "kestrabel-tag: " + path + ": " + report.error + "\n";
+        else if (format)
+            result.out = reportAsLine(report, *format);
         else
             result.out = reportAsText(report);
         return result;
     };
     bool firstText = true;
     auto emit = [&](const std::string &, size_t, JobResult &result) {
-        if (!json && !result.out.empty()) {
+        if (!json && !format && !result.out.empty()) {
             if (!firstText)
                 result.out = "\n" + result.out;
             firstText = false;

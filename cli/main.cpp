@@ -1,7 +1,9 @@
 // kestrabel-tag: read and write the tags of music files from the command line.
 #include "Commands.h"
+#include "Generate.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace kestrabel::cli {
@@ -10,7 +12,11 @@ const std::vector<Command> &commands()
 {
     static const std::vector<Command> table = {
         {"show", "print the values of files", runShow, kShowHelp},
+        {"get", "print one value of files, for scripts", runGet, kGetHelp},
         {"set", "change values and save", runSet, kSetHelp},
+        {"copy", "copy the values of one file into others", runCopy, kCopyHelp},
+        {"rename", "rename files after their values", runRename, kRenameHelp},
+        {"from-name", "set values from the file names", runFromName, kFromNameHelp},
 #ifdef KESTRABEL_CLI_OBJECTS
         {"export", "write the tags as a property list", runExport, kExportHelp},
         {"import", "apply an exported property list and save", runImport, kImportHelp},
@@ -44,7 +50,7 @@ static void printMainHelp(FILE *out)
                "FLAC, and (read only) EXIF in JPEG images.\n\nCommands:\n",
                out);
     for (const Command &command : commands())
-        std::fprintf(out, "  %-8s %s\n", command.name, command.summary);
+        std::fprintf(out, "  %-10s %s\n", command.name, command.summary);
     std::fputs("\nValues are named by data ID: a constant name (kMediaFileDataIDTitle), its short\n"
                "form (Title) or its display name (\"Track Number\"), in any case. 'kestrabel-tag\n"
                "names' lists them all.\n\n"
@@ -92,6 +98,17 @@ int main(int argc, char **argv)
     }
     if (name == "names")
         return runNames();
+    if (name == "--generate") {
+        // The build makes the man page and the shell completions with this.
+        char *text = nullptr;
+        size_t length = 0;
+        FILE *help = open_memstream(&text, &length);
+        printMainHelp(help);
+        std::fclose(help);
+        std::string mainHelp(text, length);
+        std::free(text);
+        return runGenerate(argc > 2 ? argv[2] : "", mainHelp);
+    }
     Args args(argv + 2, argv + argc);
     for (const Command &command : commands())
         if (command.name == name)

@@ -1,4 +1,5 @@
 #include "Output.h"
+#include "Template.h"
 #include "Sha256.h"
 
 #include <gtest/gtest.h>
@@ -49,4 +50,71 @@ TEST(Output, DescribeBytes)
     EXPECT_EQ(describeBytes(png, 1), "binary data, 1 byte");
     EXPECT_EQ(groupDigits(1234567), "1 234 567");
     EXPECT_EQ(groupDigits(999), "999");
+}
+
+TEST(Output, TextEscapesWhatCouldFakeALine)
+{
+    const std::pair<const char *, const char *> rows[] = {
+        {"plain ☃", "plain ☃"},
+        {"one\ntwo", "one\\ntwo"},
+        {"cr\rtab\t", "cr\\rtab\\t"},
+        {"\x01\x1b[2J\x7f", "\\x01\\x1b[2J\\x7f"},
+        {"c1\xC2\x85", "c1\\u0085"},
+        {"bad\xFF", "bad\xEF\xBF\xBD"},
+        {"back\\slash", "back\\slash"},
+    };
+    for (const auto &[raw, shown] : rows)
+        EXPECT_EQ(escapeText(raw), shown) << raw;
+    FileReport report;
+    report.path = "/x/a\nb.mp3";
+    report.kind = kMediaFileTypeMP3;
+    report.entries.push_back({MediaFileGetDataIDInfo(kMediaFileDataIDLyrics), std::string("la\nla\n")});
+    EXPECT_EQ(reportAsText(report), "/x/a\\nb.mp3 (MP3)\n  Lyrics : la\\nla\\n\n");
+}
+
+TEST(Template, ExpandAndMatch)
+{
+    struct Row {
+        const char *text;
+        const char *expanded; // with Title "Hovering", Track Number "7", Artist none; nullptr: refused
+        const char *name;     // matched against the template
+        const char *fields;   // "field=value;..." as matched; nullptr: no match
+    };
+    const Row rows[] = {
+        {"%{Track Number:02} %{Title}", "07 Hovering", "07 Hovering", "Track Number=07;Title=Hovering;"},
+        {"%{Track Number:3}|%{Artist}|%%", "  7||%", "12|Kestrel|%", "Track Number=12;Artist=Kestrel;"},
+        {"%{Track Number} - %{Title}", "7 - Hovering", "07 - Night - live", "Track Number=07;Title=Night - live;"},
+        {"%{Artist} - %{Title}", " - Hovering", "A - B - C", "Artist=A;Title=B - C;"},
+        {"%{*} %{Track Number} %{Title}", " 7 Hovering", "CD1 03 Song", "*=CD1;Track Number=03;Title=Song;"},
+        {"%{Track Number}. %{Title}", "7. Hovering", "Intro. Song", nullptr},
+        {"%{kMediaFileDataIDTitle}%{title}", "HoveringHovering", "ab", "kMediaFileDataIDTitle=a;title=b;"},
+        {"%{Nope}", nullptr, "", nullptr},
+        {"%{Title:x}", nullptr, "", nullptr},
+        {"50% %{Title}", nullptr, "", nullptr},
+        {"%{Title", nullptr, "", nullptr},
+        {"%{File ID}", nullptr, "", nullptr},
+    };
+    for (const Row &row : rows) {
+        std::string error;
+        std::optional<Template> parsed = Template::parse(row.text, &error);
+        ASSERT_EQ(parsed.has_value(), row.expanded != nullptr) << row.text << ": " << error;
+        if (!parsed)
+            continue;
+        auto lookup = [](const TemplateField &field) -> std::optional<std::string> {
+            if (field.info && field.info->dataID == kMediaFileDataIDTitle)
+                return "Hovering";
+            if (field.info && field.info->dataID == kMediaFileDataIDTrackNumber)
+                return "7";
+            return std::nullopt;
+        };
+        EXPECT_EQ(parsed->expand(lookup), row.expanded) << row.text;
+        std::optional<Template::Match> match = parsed->match(row.name);
+        ASSERT_EQ(match.has_value(), row.fields != nullptr) << row.text << " / " << row.name;
+        std::string fields;
+        for (const auto &[field, value] : match.value_or(Template::Match{}))
+            fields += field->name + "=" + value + ";";
+        if (row.fields) {
+            EXPECT_EQ(fields, row.fields) << row.text << " / " << row.name;
+        }
+    }
 }
