@@ -129,6 +129,8 @@ void ControlWindowController::editFinished(QObject *control, const EditResult &r
 {
     if (result.outcome == EditResult::Written || result.outcome == EditResult::WriteFailed)
         setJustEdited(true);
+    if (!result.genreAfter.isNull())
+        _currentTrackGenreStringRef = result.genreAfter;
     if (result.outcome == EditResult::Written) {
         showNote({});
         return;

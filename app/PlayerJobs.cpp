@@ -106,8 +106,11 @@ EditResult runEdit(player::PlayerConnection &player, const EditRequest &request)
                 result.outcome = result.status == 0 ? EditResult::Written : EditResult::WriteFailed;
             }
         }
+        const bool opened = result.outcome == EditResult::Written || result.outcome == EditResult::WriteFailed;
+        if (request.alwaysPauseAndPlay && opened && !request.values.isEmpty())
+            result.genreAfter = player.copyCurrentTrackGenre();
         // The genre box's rule: without a file to write, the player stays paused.
-        const bool resume = request.alwaysPauseAndPlay ? result.outcome != EditResult::NoFile : wasPlaying;
+        const bool resume = request.alwaysPauseAndPlay ? opened : wasPlaying;
         if (resume)
             player.play();
         return result;

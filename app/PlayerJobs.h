@@ -73,6 +73,8 @@ struct EditResult {
     Outcome outcome = NoFile;
     MediaFileStatus status = 0;
     QString path;
+    // The genre box's choice asks the player for the genre again; null otherwise.
+    QString genreAfter;
 
     // A short line for the window; empty when written.
     QString message() const;
