@@ -61,12 +61,16 @@ void centre(QWidget *window)
 
 } // namespace
 
-AppDelegate::AppDelegate(player::PlayerConnection &player, QObject *parent) : QObject(parent), _player(player)
+AppDelegate::AppDelegate(player::PlayerConnection &player, QObject *parent, bool threadedPlayer)
+    : QObject(parent), _player(player), _threadedPlayer(threadedPlayer)
 {
     if (const MediaFileStatus status = util::CFStringUtilitiesInitialize(); status != 0)
         qWarning("Error intialize CFStringUtilities: 0x%x", static_cast<unsigned>(status));
     registerPreferenceDefaults();
-    installPlayerRefresh([this](const QString &path) { _player.refreshTrackAtPath(path); });
+    // Only a scripted player has a library to refresh; the MPRIS connection may by then live on
+    // the window's player thread, where nothing else may touch it.
+    if (!threadedPlayer)
+        installPlayerRefresh([this](const QString &path) { _player.refreshTrackAtPath(path); });
 }
 
 AppDelegate::~AppDelegate()
@@ -78,7 +82,7 @@ AppDelegate::~AppDelegate()
 
 void AppDelegate::applicationDidFinishLaunching()
 {
-    _mainController = std::make_unique<ControlWindowController>(_player);
+    _mainController = std::make_unique<ControlWindowController>(_player, nullptr, _threadedPlayer);
     connect(_mainController.get(), &ControlWindowController::createWindowRequested, this, &AppDelegate::createWindow);
     connect(_mainController.get(), &ControlWindowController::helpRequested, this, &AppDelegate::showHelpFile);
     connect(_mainController.get(), &ControlWindowController::quitRequested, qApp, &QCoreApplication::quit,

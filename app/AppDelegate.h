@@ -22,7 +22,8 @@ class ControlWindowController;
 class AppDelegate : public QObject, public ProductUpdateCheckDelegate {
     Q_OBJECT
 public:
-    explicit AppDelegate(player::PlayerConnection &player, QObject *parent = nullptr);
+    // threadedPlayer as for ControlWindowController.
+    explicit AppDelegate(player::PlayerConnection &player, QObject *parent = nullptr, bool threadedPlayer = false);
     ~AppDelegate() override;
 
     void applicationDidFinishLaunching();
@@ -43,6 +44,7 @@ public:
 
 private:
     player::PlayerConnection &_player;
+    bool _threadedPlayer = false;
     std::unique_ptr<ControlWindowController> _mainController;
     std::unique_ptr<ProductUpdateCheck> _productUpdateCheck;
     QPointer<QWidget> _aboutBox;

@@ -1,26 +1,54 @@
 #include "ControlWindowController.h"
 
+#include "PlayerWorker.h"
 #include "RatingControl.h"
 
-#include "PlayerConnection.h"
-
 #include <QComboBox>
+#include <QLabel>
 #include <QTimer>
 
 namespace kestrabel::app {
 
+void ControlWindowController::command(std::function<bool(player::PlayerConnection &)> job,
+                                      std::function<void(bool playing)> after)
+{
+    const QString id = _displayedPlayer;
+    _worker->ask<bool>(
+        [id, job = std::move(job)](player::PlayerConnection &player) {
+            // With no track shown yet the command goes to whichever player runs.
+            return withPlayer(player, id, [&] {
+                job(player);
+                return player.isPlaying();
+            });
+        },
+        this,
+        [this, after = std::move(after)](const bool &playing) {
+            _playerPlaying = playing;
+            if (after)
+                after(playing);
+        });
+}
+
 void ControlWindowController::buttonClickedPlayPauseiTunes()
 {
-    if (!_player.isRunning() && !_player.launch())
-        return;
-    _player.playPause();
-    updateButtonStates();
-    startTimeToHideDisplayTimer();
+    command(
+        [](player::PlayerConnection &player) {
+            // The shown player has gone: any player that runs, else a new one.
+            if (!player.isRunning())
+                player.pinPlayer({});
+            if (!player.isRunning() && !player.launch())
+                return false;
+            return player.playPause();
+        },
+        [this](bool) {
+            updateButtonStates();
+            startTimeToHideDisplayTimer();
+        });
 }
 
 void ControlWindowController::buttonClickedStopiTunes()
 {
-    _player.stop();
+    command([](player::PlayerConnection &player) { return player.stop(); });
     clearDisplay();
     // Forgotten so that playing the same track again fills the display at the next update.
     forgetCurrentTrack();
@@ -28,15 +56,15 @@ void ControlWindowController::buttonClickedStopiTunes()
 
 void ControlWindowController::buttonClickedNextiTunes()
 {
-    _player.nextTrack();
-    updateDisplayFromiTunes(false);
+    command([](player::PlayerConnection &player) { return player.nextTrack(); },
+            [this](bool) { updateDisplayFromiTunes(false); });
     startTimeToHideDisplayTimer();
 }
 
 void ControlWindowController::buttonClickedPreviousiTunes()
 {
-    _player.previousTrack();
-    updateDisplayFromiTunes(false);
+    command([](player::PlayerConnection &player) { return player.previousTrack(); },
+            [this](bool) { updateDisplayFromiTunes(false); });
     startTimeToHideDisplayTimer();
 }
 
@@ -60,18 +88,34 @@ void ControlWindowController::indicatorChangedRating()
 
 void ControlWindowController::setRatingTimer()
 {
-    _player.setCurrentTrackRating(_lastIndicatorRating);
+    const int rating = _lastIndicatorRating;
+    const QString trackId = _displayedTrackId;
+    // The stars belong to the shown track: a player that moved on meanwhile keeps its rating.
+    command([rating, trackId](player::PlayerConnection &player) {
+        return player.copyCurrentTrackId() == trackId && player.setCurrentTrackRating(rating);
+    });
 }
 
 void ControlWindowController::popUpButtonTitleChanged()
 {
-    _player.playTrackNamed(_popUpButtonAlbumTracks->currentText());
+    if (_trackChoice.kind == player::TrackChoice::Unavailable) {
+        showNote(_trackChoice.reason);
+        return;
+    }
+    const QString title = _popUpButtonAlbumTracks->currentText();
+    command([title](player::PlayerConnection &player) { return player.playTrackNamed(title); });
 }
 
 void ControlWindowController::comboBoxChanged()
 {
-    if (!justEdited())
-        _player.playTrackNamed(_comboBoxAlbumTracks->currentText());
+    if (!justEdited()) {
+        if (_trackChoice.kind == player::TrackChoice::Unavailable) {
+            showNote(_trackChoice.reason);
+        } else {
+            const QString title = _comboBoxAlbumTracks->currentText();
+            command([title](player::PlayerConnection &player) { return player.playTrackNamed(title); });
+        }
+    }
     setJustEdited(false);
     startTimeToHideDisplayTimer();
 }

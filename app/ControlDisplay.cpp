@@ -5,7 +5,8 @@
 #include "Images.h"
 #include "RatingControl.h"
 
-#include "PlayerConnection.h"
+#include "FieldEditingMonitor.h"
+#include "PlayerWorker.h"
 
 #include <QComboBox>
 #include <QImage>
@@ -17,12 +18,6 @@
 namespace kestrabel::app {
 
 namespace {
-
-// Both present and equal ignoring letter case.
-bool sameIgnoringCase(const QString &fetched, const QString &cached)
-{
-    return !fetched.isNull() && !cached.isNull() && fetched.compare(cached, Qt::CaseInsensitive) == 0;
-}
 
 // Players leave out what a track does not have; an empty field shows its placeholder too.
 QString shown(const QString &value, const char *placeholder)
@@ -64,62 +59,103 @@ void ControlWindowController::updateDisplayFromiTunes(bool fast)
 {
     if (!_updateTimer.isActive())
         startDisplayUpdateTimer();
-    if (!_player.isRunning()) {
+    if (_snapshotInFlight) {
+        _snapshotAgain = true;
+        _snapshotAgainFast = _snapshotAgainFast || fast;
+        return;
+    }
+    _snapshotInFlight = true;
+    const ShownTrack shown{_displayedPlayer, _displayedTrackId, _currentTrackTitleStringRef,
+                           _currentTrackArtistStringRef, _currentTrackAlbumStringRef};
+    _worker->ask<TrackSnapshot>(
+        [shown](player::PlayerConnection &player) { return takeSnapshot(player, shown); }, this,
+        [this, fast](const TrackSnapshot &snapshot) {
+            _snapshotInFlight = false;
+            showSnapshot(snapshot, fast);
+            if (_snapshotAgain) {
+                const bool again = _snapshotAgainFast;
+                _snapshotAgain = _snapshotAgainFast = false;
+                updateDisplayFromiTunes(again);
+            }
+        });
+}
+
+void ControlWindowController::showSnapshot(const TrackSnapshot &snapshot, bool fast)
+{
+    _playerPlaying = snapshot.playing;
+    if (!snapshot.running) {
         clearDisplay();
         // A player that comes back with the same track must fill the display again.
         forgetCurrentTrack();
+        updateButtonStates();
         emit displayUpdated();
         return;
     }
-
-    const QString artist = _player.copyCurrentTrackArtist();
-    const QString title = _player.copyCurrentTrackName();
-    const QString album = _player.copyCurrentTrackAlbum();
-    const QString genre = _player.copyCurrentTrackGenre();
-
-    const bool albumChanged = album.isNull() || _currentTrackAlbumStringRef.isNull() ||
-                              album.compare(_currentTrackAlbumStringRef, Qt::CaseInsensitive) != 0;
-    if (sameIgnoringCase(title, _currentTrackTitleStringRef) && !albumChanged &&
-        sameIgnoringCase(artist, _currentTrackArtistStringRef))
+    if (!snapshot.changed) {
+        updateButtonStates();
         return;
+    }
 
-    _currentTrackArtistStringRef = artist;
+    const QString &title = snapshot.title;
+    const QString &album = snapshot.album;
+    _currentTrackArtistStringRef = snapshot.artist;
     _currentTrackTitleStringRef = title;
     _currentTrackAlbumStringRef = album;
-    _currentTrackGenreStringRef = genre;
+    _currentTrackGenreStringRef = snapshot.genre;
     _currentAlbumSongArrayRef.clear();
+    _displayedPlayer = snapshot.player;
+    _displayedTrackId = snapshot.trackId;
+    _displayedPath = snapshot.path;
 
     if (!isWindowVisible())
         startWindowMovingIntoView(fast);
 
+    // A field the user is typing in keeps the typing; the edit still goes to the track it
+    // began on.
+    const auto show = [this](QLineEdit *field, const QString &text) {
+        if (!_editingMonitor->isEditing(field))
+            field->setText(text);
+    };
+    const bool typingTitle = _editingMonitor->isEditing(_textFieldTitle);
     const QString titleText = shown(title, kUnknownTitle);
-    _textFieldTitle->setText(titleText);
+    show(_textFieldTitle, titleText);
     if (album.isNull())
-        _textFieldAlbum->setText(QString::fromLatin1(kUnknownAlbum));
-    else if (albumChanged)
-        _textFieldAlbum->setText(shown(album, kUnknownAlbum));
-    fillTrackChoosers(title, album, albumChanged);
-    _textFieldTitle->setText(titleText);
+        show(_textFieldAlbum, QString::fromLatin1(kUnknownAlbum));
+    else if (snapshot.albumChanged)
+        show(_textFieldAlbum, shown(album, kUnknownAlbum));
+    const QString typed = _textFieldTitle->text();
+    fillTrackChoosers(title, album, snapshot.albumChanged, snapshot.albumTracks);
+    _textFieldTitle->setText(typingTitle ? typed : titleText);
 
-    _textFieldArtist->setText(shown(artist, kUnknownArtist));
-    _comboBoxGenre->setStringValue(shown(genre, kUnknownGenre));
+    show(_textFieldArtist, shown(snapshot.artist, kUnknownArtist));
+    if (!_editingMonitor->isEditing(_comboBoxGenre->lineEdit()))
+        _comboBoxGenre->setStringValue(shown(snapshot.genre, kUnknownGenre));
 
-    showArtwork(_player.copyCurrentTrackArtwork());
-    _indicatorRating->setReadOnly(!_player.canSetRating());
-    _indicatorRating->setValue(_player.currentTrackRating());
+    showArtwork(snapshot.artwork);
+    _indicatorRating->setReadOnly(!snapshot.canSetRating);
+    _indicatorRating->setValue(snapshot.rating);
 
     _textFieldAlbum->setEnabled(true);
     _textFieldTitle->setEnabled(true);
     _textFieldArtist->setEnabled(true);
-    _popUpButtonAlbumTracks->setEnabled(true);
     _comboBoxAlbumTracks->setEnabled(true);
     _buttonSubmit->setEnabled(true);
+    setTrackChoice(snapshot.choice);
     updateButtonStates();
     startTimeToHideDisplayTimer();
     emit displayUpdated();
 }
 
-void ControlWindowController::fillTrackChoosers(const QString &title, const QString &album, bool albumChanged)
+void ControlWindowController::setTrackChoice(const player::TrackChoice &choice)
+{
+    _trackChoice = choice;
+    const bool available = choice.kind != player::TrackChoice::Unavailable;
+    _popUpButtonAlbumTracks->setEnabled(available);
+    _popUpButtonAlbumTracks->setToolTip(available ? tr("Play another track of this album") : choice.reason);
+}
+
+void ControlWindowController::fillTrackChoosers(const QString &title, const QString &album, bool albumChanged,
+                                                QStringList titles)
 {
     if (!album.isNull() && !albumChanged) {
         selectTitle(_popUpButtonAlbumTracks, title);
@@ -127,7 +163,6 @@ void ControlWindowController::fillTrackChoosers(const QString &title, const QStr
         return;
     }
     if (albumChanged) {
-        QStringList titles = _player.copyAlbumTrackNames();
         if (!titles.isEmpty()) {
             if (!titles.contains(title))
                 titles.prepend(title);
@@ -190,6 +225,9 @@ void ControlWindowController::clearDisplay()
 
 void ControlWindowController::forgetCurrentTrack()
 {
+    _displayedPlayer = QString();
+    _displayedTrackId = QString();
+    _displayedPath = QString();
     _currentTrackArtistStringRef = QString();
     _currentTrackTitleStringRef = QString();
     _currentTrackAlbumStringRef = QString();
@@ -204,7 +242,7 @@ QStringList ControlWindowController::shownTrack() const
 
 void ControlWindowController::updateButtonStates()
 {
-    const QString image = _player.isPlaying() ? QStringLiteral("pause_button") : QStringLiteral("play_button");
+    const QString image = _playerPlaying ? QStringLiteral("pause_button") : QStringLiteral("play_button");
     if (_buttonPlayPause->property("imageName").toString() == image)
         return;
     _buttonPlayPause->setIcon(iconNamed(image));

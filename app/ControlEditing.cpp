@@ -4,7 +4,7 @@
 #include "GenreComboBox.h"
 
 #include "MediaFileWrapper.h"
-#include "PlayerConnection.h"
+#include "PlayerWorker.h"
 
 #include <QComboBox>
 #include <QDir>
@@ -36,14 +36,47 @@ void ControlWindowController::setJustEdited(bool edited)
     gJustEdited = edited;
 }
 
-void ControlWindowController::controlTextDidBeginEditing(QObject *)
+EditTarget ControlWindowController::displayedTarget() const
 {
+    return {_displayedPlayer, _displayedTrackId, _displayedPath};
+}
+
+QLineEdit *ControlWindowController::fieldOf(QObject *control) const
+{
+    if (control == _comboBoxGenre)
+        return _comboBoxGenre->lineEdit();
+    return qobject_cast<QLineEdit *>(control);
+}
+
+QString ControlWindowController::cachedValueOf(QObject *control) const
+{
+    if (control == _textFieldTitle)
+        return _currentTrackTitleStringRef;
+    if (control == _textFieldArtist)
+        return _currentTrackArtistStringRef;
+    if (control == _textFieldAlbum)
+        return _currentTrackAlbumStringRef;
+    if (control == _comboBoxGenre)
+        return _currentTrackGenreStringRef;
+    return {};
+}
+
+void ControlWindowController::controlTextDidBeginEditing(QObject *control)
+{
+    _edits.insert(control, {displayedTarget(), cachedValueOf(control)});
     startTimeToHideDisplayTimer();
 }
 
 void ControlWindowController::controlTextDidChange(QObject *)
 {
     startTimeToHideDisplayTimer();
+}
+
+void ControlWindowController::controlTextDidCancelEditing(QObject *control)
+{
+    const FieldEdit edit = _edits.take(control);
+    if (QLineEdit *field = fieldOf(control))
+        field->setText(edit.original.isNull() ? cachedValueOf(control) : edit.original);
 }
 
 void ControlWindowController::buttonClickedSubmit()
@@ -53,77 +86,76 @@ void ControlWindowController::buttonClickedSubmit()
 
 void ControlWindowController::controlTextDidEndEditing(QObject *control)
 {
+    // The track and value the edit began on, whatever the player did since.
+    const FieldEdit edit =
+        _edits.contains(control) ? _edits.take(control) : FieldEdit{displayedTarget(), cachedValueOf(control)};
+    const QString &cached = edit.original;
     // Case matters here: a title whose only change is its case is a change worth writing.
-    const bool titleChanged =
-        control == _textFieldTitle && !_currentTrackTitleStringRef.isNull() &&
-        (_textFieldTitle->text() != _currentTrackTitleStringRef ||
-         (_comboBoxAlbumTracks && _comboBoxAlbumTracks->currentText() != _currentTrackTitleStringRef));
-    const bool albumChanged = control == _textFieldAlbum && differs(_textFieldAlbum->text(), _currentTrackAlbumStringRef);
-    const bool artistChanged =
-        control == _textFieldArtist && differs(_textFieldArtist->text(), _currentTrackArtistStringRef);
-    const bool genreChanged =
-        control == _comboBoxGenre && differs(_comboBoxGenre->currentText(), _currentTrackGenreStringRef);
+    const bool titleChanged = control == _textFieldTitle && !cached.isNull() &&
+                              (_textFieldTitle->text() != cached ||
+                               (_comboBoxAlbumTracks && _comboBoxAlbumTracks->currentText() != cached));
+    const bool albumChanged = control == _textFieldAlbum && differs(_textFieldAlbum->text(), cached);
+    const bool artistChanged = control == _textFieldArtist && differs(_textFieldArtist->text(), cached);
+    const bool genreChanged = control == _comboBoxGenre && differs(_comboBoxGenre->currentText(), cached);
     if (!titleChanged && !albumChanged && !artistChanged && !genreChanged)
         return;
 
     startTimeToHideDisplayTimer();
-    const bool wasPlaying = _player.isPlaying();
-    if (wasPlaying)
-        _player.pause();
-
-    const QString path = _player.copyCurrentTrackPath();
-    std::optional<MediaFileWrapper> file;
-    if (!path.isEmpty())
-        file = MediaFileWrapper::mediaFileWithFileAtPath(path, false);
-    if (file) {
-        if (albumChanged)
-            file->setMediaFileString(_textFieldAlbum->text(), kMediaFileDataIDAlbum, true);
-        if (titleChanged) {
-            if (_comboBoxAlbumTracks)
-                file->setMediaFileString(_comboBoxAlbumTracks->currentText(), kMediaFileDataIDTitle, true);
-            else if (!_textFieldTitle->text().isEmpty())
-                file->setMediaFileString(_textFieldTitle->text(), kMediaFileDataIDTitle, true);
-        }
-        if (artistChanged)
-            file->setMediaFileString(_textFieldArtist->text(), kMediaFileDataIDArtist, true);
-        if (genreChanged)
-            file->setMediaFileString(_comboBoxGenre->currentText(), kMediaFileDataIDGenre, true);
-        file->update(kMediaFileFlagKeepTagVersion);
-        setJustEdited(true);
-        file.reset();
+    EditRequest request{edit.target, {}, false};
+    if (albumChanged)
+        request.values.append({kMediaFileDataIDAlbum, _textFieldAlbum->text()});
+    if (titleChanged) {
+        if (_comboBoxAlbumTracks)
+            request.values.append({kMediaFileDataIDTitle, _comboBoxAlbumTracks->currentText()});
+        else if (!_textFieldTitle->text().isEmpty())
+            request.values.append({kMediaFileDataIDTitle, _textFieldTitle->text()});
     }
+    if (artistChanged)
+        request.values.append({kMediaFileDataIDArtist, _textFieldArtist->text()});
+    if (genreChanged)
+        request.values.append({kMediaFileDataIDGenre, _comboBoxGenre->currentText()});
+    sendEdit(control, request, cached);
+}
 
-    if (wasPlaying)
-        _player.play();
+void ControlWindowController::sendEdit(QObject *control, const EditRequest &request, const QString &original)
+{
+    QPointer<QObject> field(control);
+    _worker->ask<EditResult>(
+        [request](player::PlayerConnection &player) { return runEdit(player, request); }, this,
+        [this, field, original](const EditResult &result) { editFinished(field, result, original); });
+}
 
-    // One notification carries one control, so this never happens and the next update redraws
-    // the display from what the player reports; deliberately so.
-    if (titleChanged && albumChanged && artistChanged && genreChanged) {
-        _currentTrackArtistStringRef = _player.copyCurrentTrackArtist();
-        _currentTrackTitleStringRef = _player.copyCurrentTrackName();
-        _currentTrackAlbumStringRef = _player.copyCurrentTrackAlbum();
-        _currentTrackGenreStringRef = _player.copyCurrentTrackGenre();
+void ControlWindowController::editFinished(QObject *control, const EditResult &result, const QString &original)
+{
+    if (result.outcome == EditResult::Written || result.outcome == EditResult::WriteFailed)
+        setJustEdited(true);
+    if (!result.genreAfter.isNull())
+        _currentTrackGenreStringRef = result.genreAfter;
+    if (result.outcome == EditResult::Written) {
+        showNote({});
+        return;
+    }
+    showNote(result.message());
+    // The field shows the file's value again, unless the user has begun another edit in it.
+    QLineEdit *field = control ? fieldOf(control) : nullptr;
+    if (!field || _editingMonitor->isEditing(field))
+        return;
+    if (result.outcome == EditResult::TrackChanged) {
+        field->setText(cachedValueOf(control));
+    } else if (!original.isNull()) {
+        field->setText(original);
     }
 }
 
 void ControlWindowController::genreComboBoxChanged(QObject *sender)
 {
-    _player.pause();
+    EditRequest request{displayedTarget(), {}, true};
     if (sender == _comboBoxGenre && !_currentTrackGenreStringRef.isNull()) {
-        const QString path = _player.copyCurrentTrackPath();
-        if (path.isEmpty())
-            return;
-        std::optional<MediaFileWrapper> file = MediaFileWrapper::mediaFileWithFileAtPath(path, false);
-        if (!file)
-            return;
         const QString genre = _comboBoxGenre->currentText();
-        if (genre != _currentTrackGenreStringRef) {
-            file->setMediaFileString(genre, kMediaFileDataIDGenre, true);
-            _currentTrackGenreStringRef = _player.copyCurrentTrackGenre();
-        }
-        file->update(kMediaFileFlagKeepTagVersion);
+        if (genre != _currentTrackGenreStringRef)
+            request.values.append({kMediaFileDataIDGenre, genre});
     }
-    _player.play();
+    sendEdit(_comboBoxGenre, request, _currentTrackGenreStringRef);
 }
 
 MediaFileStatus ControlWindowController::setArtworkFromFileAtPath(const QString &fileName)
@@ -136,7 +168,7 @@ MediaFileStatus ControlWindowController::setArtworkFromFileAtPath(const QString 
     // The wrapper would take an unreadable image as a request to remove the artwork.
     if (!QImageReader(imagePath).canRead())
         return kMediaFileErrNotImage;
-    const QString path = _player.copyCurrentTrackPath();
+    const QString path = _displayedPath;
     if (path.isEmpty())
         return kMediaFileErrNotFound;
     MediaFileStatus status = kMediaFileErrCantOpen;

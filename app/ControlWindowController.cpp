@@ -8,7 +8,7 @@
 #include "Preferences.h"
 #include "RatingControl.h"
 
-#include "PlayerConnection.h"
+#include "PlayerWorker.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -19,6 +19,7 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QScreen>
+#include <QShortcut>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -33,6 +34,7 @@ constexpr int kPlayPauseIconSide = 34;
 constexpr char kWindowStyleSheet[] = R"(
 QWidget { color: #e8e8ec; font-size: 10pt; }
 QLabel#fieldLabel { color: #9aa0ad; }
+QLabel#_labelStatus { color: #f0a33a; }
 QLineEdit, QComboBox {
     background: rgba(255, 255, 255, 22); border: 1px solid rgba(255, 255, 255, 30);
     border-radius: 4px; padding: 2px 5px; selection-background-color: #c8702b;
@@ -41,7 +43,7 @@ QLineEdit:focus, QComboBox:focus { border: 1px solid #f0a33a; }
 QLineEdit:disabled, QComboBox:disabled { color: #70757f; }
 QComboBox QAbstractItemView { background: #2c3038; color: #e8e8ec; selection-background-color: #c8702b; }
 QToolButton { border: none; border-radius: 4px; padding: 2px; }
-QToolButton:hover { background: rgba(255, 255, 255, 30); }
+QToolButton:hover, QToolButton:focus { background: rgba(255, 255, 255, 30); }
 QToolButton::menu-indicator { image: none; }
 QPushButton { background: rgba(240, 163, 58, 200); color: #1d1f24; border-radius: 4px; padding: 3px 12px; }
 QPushButton:disabled { background: rgba(255, 255, 255, 25); color: #70757f; }
@@ -56,7 +58,8 @@ QToolButton *transportButton(QWidget *parent, const char *name, const QString &i
     button->setProperty("imageName", image);
     button->setIconSize(QSize(side, side));
     button->setToolTip(toolTip);
-    button->setFocusPolicy(Qt::NoFocus);
+    button->setAccessibleName(toolTip);
+    button->setFocusPolicy(Qt::TabFocus);
     button->setAutoRaise(true);
     return button;
 }
@@ -71,9 +74,12 @@ QLabel *fieldLabel(QWidget *parent, const QString &text)
 
 } // namespace
 
-ControlWindowController::ControlWindowController(player::PlayerConnection &player, QObject *parent)
-    : QObject(parent), _player(player)
+ControlWindowController::ControlWindowController(player::PlayerConnection &player, QObject *parent,
+                                                 bool threadedPlayer)
+    : QObject(parent), _worker(std::make_unique<PlayerWorker>(player, threadedPlayer))
 {
+    _noteTimer.setSingleShot(true);
+    connect(&_noteTimer, &QTimer::timeout, this, [this] { showNote({}); });
     _updateTimer.setInterval(kDisplayUpdateMilliseconds);
     connect(&_updateTimer, &QTimer::timeout, this, &ControlWindowController::timerUpdateDisplayFromiTunes);
     _hideDisplayTimer.setSingleShot(true);
@@ -93,6 +99,9 @@ ControlWindowController::~ControlWindowController()
     if (_moveOutEffect)
         _moveOutEffect->stop();
     delete _window;
+    delete _menu;
+    // Stopped before the controller's parts go, so that no answer arrives for them.
+    _worker.reset();
 }
 
 QString ControlWindowController::windowNibName()
@@ -153,14 +162,32 @@ void ControlWindowController::buildWindow()
     _buttonMenu->setObjectName(QStringLiteral("_buttonMenu"));
     _buttonMenu->setText(QStringLiteral("\u22EF"));
     _buttonMenu->setToolTip(tr("Kestrabel menu"));
+    _buttonMenu->setAccessibleName(tr("Kestrabel menu"));
     _buttonMenu->setPopupMode(QToolButton::InstantPopup);
-    _buttonMenu->setFocusPolicy(Qt::NoFocus);
-    _buttonMenu->setMenu(buildMenu());
+    _buttonMenu->setFocusPolicy(Qt::TabFocus);
+    _menu = buildMenu();
+    _buttonMenu->setMenu(_menu);
     _buttonDismiss = new QToolButton(_window);
     _buttonDismiss->setObjectName(QStringLiteral("_buttonDismiss"));
     _buttonDismiss->setText(QStringLiteral("\u2715"));
     _buttonDismiss->setToolTip(tr("Hide the window"));
-    _buttonDismiss->setFocusPolicy(Qt::NoFocus);
+    _buttonDismiss->setAccessibleName(tr("Hide the window"));
+    _buttonDismiss->setFocusPolicy(Qt::TabFocus);
+    _labelStatus = new QLabel(_window);
+    _labelStatus->setObjectName(QStringLiteral("_labelStatus"));
+    _labelStatus->setWordWrap(true);
+    _labelStatus->setAccessibleName(tr("Note"));
+    _labelStatus->hide();
+
+    _textFieldArtist->setAccessibleName(tr("Artist"));
+    _textFieldAlbum->setAccessibleName(tr("Album"));
+    _comboBoxGenre->setAccessibleName(tr("Genre"));
+    _comboBoxAlbumTracks->setAccessibleName(tr("Title"));
+    _textFieldTitle->setAccessibleName(tr("Title"));
+    _popUpButtonAlbumTracks->setAccessibleName(tr("Tracks of the album"));
+    _indicatorRating->setAccessibleName(tr("Rating"));
+    _buttonSubmit->setAccessibleName(tr("Save"));
+    _imageView->setAccessibleName(tr("Artwork"));
 
     auto *fields = new QGridLayout;
     fields->setHorizontalSpacing(8);
@@ -197,6 +224,7 @@ void ControlWindowController::buildWindow()
 
     auto *right = new QVBoxLayout;
     right->addLayout(header);
+    right->addWidget(_labelStatus);
     right->addLayout(transport);
 
     auto *layout = new QHBoxLayout(_window);
@@ -215,7 +243,9 @@ void ControlWindowController::buildWindow()
 
 QMenu *ControlWindowController::buildMenu()
 {
-    auto *menu = new QMenu(_window);
+    // Not a child of the window: the window's dark style sheet must not reach the menu, which
+    // follows the desktop's theme like every other menu.
+    auto *menu = new QMenu;
     menu->setObjectName(QStringLiteral("_menuApplication"));
     menu->addAction(tr("Show or Hide Window"), this, &ControlWindowController::toggleWindowVisibility);
     menu->addSeparator();
@@ -251,13 +281,44 @@ void ControlWindowController::connectControls()
             &ControlWindowController::controlTextDidChange);
     connect(_editingMonitor, &FieldEditingMonitor::controlTextDidEndEditing, this,
             &ControlWindowController::controlTextDidEndEditing);
+    connect(_editingMonitor, &FieldEditingMonitor::controlTextDidCancelEditing, this,
+            &ControlWindowController::controlTextDidCancelEditing);
 
     connect(_window, &CustomWindow::becameKey, this, &ControlWindowController::windowDidBecomeKey);
     connect(_window, &CustomWindow::resignedKey, this, &ControlWindowController::windowDidResignKey);
 
-    player::PlayerNotifier &notifier = _player.notifier();
+    player::PlayerNotifier &notifier = _worker->notifier();
     connect(&notifier, &player::PlayerNotifier::trackChanged, this, [this] { updateDisplayFromiTunes(false); });
-    connect(&notifier, &player::PlayerNotifier::playbackChanged, this, &ControlWindowController::updateButtonStates);
+    connect(&notifier, &player::PlayerNotifier::playbackChanged, this, [this](bool playing) {
+        _playerPlaying = playing;
+        updateButtonStates();
+    });
+    installShortcuts();
+}
+
+void ControlWindowController::installShortcuts()
+{
+    // Escape first reverts a field being edited (the field takes it); otherwise it hides.
+    auto *hide = new QShortcut(QKeySequence(Qt::Key_Escape), _window);
+    connect(hide, &QShortcut::activated, this, &ControlWindowController::buttonClickedDismissWindow);
+    auto *quit = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q), _window);
+    connect(quit, &QShortcut::activated, this, &ControlWindowController::buttonClickedQuit);
+    // A text field takes Space as text before any shortcut sees it.
+    auto *playPause = new QShortcut(QKeySequence(Qt::Key_Space), _window);
+    connect(playPause, &QShortcut::activated, this, &ControlWindowController::buttonClickedPlayPauseiTunes);
+}
+
+QString ControlWindowController::statusNote() const
+{
+    return _labelStatus->isVisibleTo(_window) ? _labelStatus->text() : QString();
+}
+
+void ControlWindowController::showNote(const QString &text)
+{
+    _labelStatus->setText(text);
+    _labelStatus->setVisible(!text.isEmpty());
+    if (!text.isEmpty())
+        _noteTimer.start(kNoteMilliseconds);
 }
 
 void ControlWindowController::awakeFromNib()

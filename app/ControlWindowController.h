@@ -6,10 +6,12 @@
 
 #include "CustomWindow.h"
 #include "GlobalHotKey.h"
+#include "PlayerJobs.h"
 #include "WindowEffect.h"
 
 #include <kestrabel/MediaFile.h>
 
+#include <QHash>
 #include <QObject>
 #include <QPointer>
 #include <QString>
@@ -33,6 +35,7 @@ namespace kestrabel::app {
 
 class FieldEditingMonitor;
 class GenreComboBox;
+class PlayerWorker;
 class RatingControl;
 
 inline constexpr char kUnknownTitle[] = "<unknown title>";
@@ -41,6 +44,8 @@ inline constexpr char kUnknownArtist[] = "<unknown artist>";
 inline constexpr char kUnknownGenre[] = "<unknown genre>";
 
 inline constexpr int kDisplayUpdateMilliseconds = 5000;
+// How long a note under the fields stays.
+inline constexpr int kNoteMilliseconds = 12000;
 inline constexpr float kDefaultSecondsToShowWindow = 8.0f;
 inline constexpr float kFastFadeSeconds = 0.5f;
 inline constexpr float kSlowFadeSeconds = 2.0f;
@@ -52,7 +57,10 @@ inline constexpr int kMenuTagAbout = 3;
 class ControlWindowController : public QObject {
     Q_OBJECT
 public:
-    explicit ControlWindowController(player::PlayerConnection &player, QObject *parent = nullptr);
+    // With threadedPlayer the player's questions run on a thread of their own, and their answers
+    // arrive later; without, at once (for in-process players in tests).
+    explicit ControlWindowController(player::PlayerConnection &player, QObject *parent = nullptr,
+                                     bool threadedPlayer = false);
     ~ControlWindowController() override;
 
     static QString windowNibName();
@@ -102,6 +110,8 @@ public:
     void controlTextDidBeginEditing(QObject *control);
     void controlTextDidChange(QObject *control);
     void controlTextDidEndEditing(QObject *control);
+    // Escape: the field shows the value it had before the edit.
+    void controlTextDidCancelEditing(QObject *control);
     void genreComboBoxChanged(QObject *sender);
     // Writes the image file of that name in the temporary folder into the current track's file
     // as its cover art.
@@ -138,6 +148,11 @@ public:
     QString cachedAlbum() const { return _currentTrackAlbumStringRef; }
     QString cachedGenre() const { return _currentTrackGenreStringRef; }
     QStringList cachedAlbumSongs() const { return _currentAlbumSongArrayRef; }
+    // The player whose track the window shows (its bus name), and that track's id.
+    QString displayedPlayer() const { return _displayedPlayer; }
+    QString displayedTrackId() const { return _displayedTrackId; }
+    // The short note under the fields (a failed save, a dropped edit); empty when none.
+    QString statusNote() const;
 
 signals:
     void createWindowRequested(int tag);
@@ -151,13 +166,25 @@ private:
     QMenu *buildMenu();
     void connectControls();
     void forgetCurrentTrack();
-    void fillTrackChoosers(const QString &title, const QString &album, bool albumChanged);
+    void fillTrackChoosers(const QString &title, const QString &album, bool albumChanged, QStringList titles);
     void showArtwork(const QByteArray &artwork);
     bool isKeyWindow() const;
     void dropEffect(std::unique_ptr<TransparencyWindowEffect> &effect);
+    void showSnapshot(const TrackSnapshot &snapshot, bool fast);
+    void sendEdit(QObject *control, const EditRequest &request, const QString &original);
+    void editFinished(QObject *control, const EditResult &result, const QString &original);
+    QLineEdit *fieldOf(QObject *control) const;
+    QString cachedValueOf(QObject *control) const;
+    void showNote(const QString &text);
+    void installShortcuts();
+    void setTrackChoice(const player::TrackChoice &choice);
+    EditTarget displayedTarget() const;
+    // Sends a command to the player the window shows, then runs after on the window's thread.
+    void command(std::function<bool(player::PlayerConnection &)> job, std::function<void(bool playing)> after = {});
 
-    player::PlayerConnection &_player;
+    std::unique_ptr<PlayerWorker> _worker;
     QPointer<CustomWindow> _window;
+    QMenu *_menu = nullptr;
     FieldEditingMonitor *_editingMonitor = nullptr;
 
     QLabel *_imageView = nullptr;
@@ -175,6 +202,8 @@ private:
     QToolButton *_buttonPrevious = nullptr;
     QToolButton *_buttonMenu = nullptr;
     QToolButton *_buttonDismiss = nullptr;
+    QLabel *_labelStatus = nullptr;
+    QTimer _noteTimer;
 
     float _showWindowForSeconds = kDefaultSecondsToShowWindow;
     QTimer _updateTimer;
@@ -189,6 +218,21 @@ private:
     QString _currentTrackGenreStringRef;
     QString _currentTrackAlbumStringRef;
     QStringList _currentAlbumSongArrayRef;
+    QString _displayedPlayer;
+    QString _displayedTrackId;
+    QString _displayedPath;
+    bool _playerPlaying = false;
+    player::TrackChoice _trackChoice;
+    // A look at the player is under way; another is due when it ends.
+    bool _snapshotInFlight = false;
+    bool _snapshotAgain = false;
+    bool _snapshotAgainFast = false;
+    // The track each field's running edit began on, with the field's value then.
+    struct FieldEdit {
+        EditTarget target;
+        QString original;
+    };
+    QHash<QObject *, FieldEdit> _edits;
 
     std::unique_ptr<GlobalHotKey> _hotKeyRef;
     GlobalHotKey::Status _hotKeyStatus = GlobalHotKey::Status::Unavailable;

@@ -1,6 +1,6 @@
 #include "FieldEditingMonitor.h"
 
-#include <QEvent>
+#include <QKeyEvent>
 
 namespace kestrabel::app {
 
@@ -34,9 +34,21 @@ bool FieldEditingMonitor::isEditing(const QLineEdit *field) const
 
 bool FieldEditingMonitor::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::FocusOut) {
-        if (auto *field = qobject_cast<QLineEdit *>(watched))
-            end(field);
+    auto *field = qobject_cast<QLineEdit *>(watched);
+    if (!field)
+        return QObject::eventFilter(watched, event);
+    if (event->type() == QEvent::FocusOut)
+        end(field);
+    const bool key = event->type() == QEvent::ShortcutOverride || event->type() == QEvent::KeyPress;
+    if (key && static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape && isEditing(field)) {
+        // Taken before the window's Escape shortcut can hide the window.
+        event->accept();
+        if (event->type() == QEvent::KeyPress) {
+            auto it = fields_.find(field);
+            it->editing = false;
+            emit controlTextDidCancelEditing(it->control);
+        }
+        return true;
     }
     return QObject::eventFilter(watched, event);
 }

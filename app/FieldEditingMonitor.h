@@ -1,6 +1,7 @@
 // Editing sessions of text fields, as a text field's delegate sees them: editing begins with the
 // user's first change, every change is reported, and it ends with Return or when the field loses
 // the focus — only after a change by the user, so text set by the program never counts as an edit.
+// Escape during an edit cancels it instead.
 #pragma once
 
 #include <QHash>
@@ -26,6 +27,7 @@ signals:
     void controlTextDidBeginEditing(QObject *control);
     void controlTextDidChange(QObject *control);
     void controlTextDidEndEditing(QObject *control);
+    void controlTextDidCancelEditing(QObject *control);
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;

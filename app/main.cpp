@@ -112,7 +112,7 @@ int main(int argc, char **argv)
     }
 
     quitOnTerminationSignals(application);
-    app::AppDelegate delegate(*player);
+    app::AppDelegate delegate(*player, nullptr, true);
     delegate.applicationDidFinishLaunching();
     busInterface.setController(delegate.mainController());
     const int status = application.exec();

@@ -17,11 +17,12 @@ const char kNowHelp[] =
     "the size of the artwork and the titles of the album's tracks. Where the track is a local\n"
     "file, title, artist, album and genre are read from the file itself.\n\n"
     "The player is found on the D-Bus session bus (MPRIS 2): the one named by --player when it\n"
-    "runs (\"vlc\", \"mpv\", \"strawberry\"), else the one playing, else the one seen last.\n\n"
+    "runs (\"vlc\", \"mpv\", \"strawberry\"), else the one that started playing last, else the one\n"
+    "seen last. A player that does not answer within a second is left out.\n\n"
     "Options:\n"
     "  --json         one JSON object instead of text\n"
     "  --player PLAYER  prefer this player\n\n"
-    "Exit status: 0 a player runs, 1 none runs, 2 usage error.\n";
+    "Exit status: 0 a player runs, 1 none runs or the named one does not answer, 2 usage error.\n";
 
 namespace {
 
@@ -128,14 +129,25 @@ int runNow(const Args &args)
         app.emplace(argc, argv);
 
     const std::unique_ptr<player::PlayerConnection> connection = player::createPlayerConnection(preferred);
-    if (!connection->isRunning()) {
+    // Every question goes to the one player chosen now, even if another starts meanwhile.
+    const QString chosen = connection->currentPlayerId();
+    connection->pinPlayer(chosen);
+    std::optional<NowPlaying> now;
+    if (connection->isRunning())
+        now = ask(*connection);
+    if (const QString hung = connection->unansweredPreferredPlayer(); !hung.isNull()) {
+        printError("now: the player " + hung.toStdString() +
+                   " does not answer on the D-Bus session bus (no reply within a second)");
+        return 1;
+    }
+    if (!now || !connection->isRunning()) {
         if (json)
             std::fputs("{\"player\": null}\n", stdout);
         else
             printError("now: no music player is running (none answers on the D-Bus session bus)");
         return 1;
     }
-    const std::string out = json ? asJson(ask(*connection)) : asText(ask(*connection));
+    const std::string out = json ? asJson(*now) : asText(*now);
     std::fwrite(out.data(), 1, out.size(), stdout);
     return 0;
 }

@@ -2,7 +2,6 @@
 
 #include "Launcher.h"
 #include "MprisPlayerList.h"
-#include "MprisPlayerProxy.h"
 #include "MprisTrackListProxy.h"
 #include "RhythmDbProxy.h"
 
@@ -10,10 +9,15 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
+#include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
 #include <QDeadlineTimer>
+#include <QFileInfo>
 #include <QThread>
+
+#include <algorithm>
+#include <vector>
 
 namespace kestrabel::player {
 
@@ -28,9 +32,15 @@ const QString kRhythmDbPath = QStringLiteral("/org/gnome/Rhythmbox3/RhythmDB");
 // Strawberry's own addition to the player interface: a writable rating from 0.0 to 1.0.
 const QString kRatingProperty = QStringLiteral("Rating");
 
-// A player that does not answer within this time counts as failed; the window asks several
-// questions per update and must not freeze on a hung player.
-constexpr int kCallTimeoutMs = 3000;
+// A player that does not answer within this time is skipped until it answers again, so that one
+// hung player costs one wait, not one per question.
+constexpr int kCallTimeoutMs = 1000;
+// How long a skipped player is given to answer the question that brings it back.
+constexpr int kProbeTimeoutMs = 20000;
+// How long one Next or Previous may take to show the next track.
+constexpr int kStepWaitMs = 2000;
+constexpr int kStepPollMs = 40;
+const QString kPlaying = QStringLiteral("Playing");
 constexpr int kLaunchWaitMs = 5000;
 constexpr int kLaunchPollMs = 100;
 constexpr qint64 kMaxArtworkBytes = 32 * 1024 * 1024;
@@ -59,10 +69,15 @@ QList<QDBusObjectPath> pathsOf(const QVariant &value)
 
 QString orEmpty(const QString &text) { return text.isNull() ? QStringLiteral("") : text; }
 
-bool succeeded(QDBusPendingCall call)
+bool timedOut(const QString &errorName)
 {
-    call.waitForFinished();
-    return !call.isError();
+    return errorName == QLatin1String("org.freedesktop.DBus.Error.NoReply")
+           || errorName == QLatin1String("org.freedesktop.DBus.Error.Timeout");
+}
+
+bool timedOut(const QDBusMessage &reply)
+{
+    return reply.type() == QDBusMessage::ErrorMessage && timedOut(reply.errorName());
 }
 
 } // namespace
@@ -75,7 +90,6 @@ MprisConnection::MprisConnection(const QDBusConnection &bus, const QString &pref
     connect(players_, &MprisPlayerList::playersChanged, this, &MprisConnection::playersChanged, Qt::QueuedConnection);
     bus_.connect(QString(), QLatin1String(kMprisObjectPath), kPropertiesInterface, QStringLiteral("PropertiesChanged"),
                  this, SLOT(propertiesChanged(QDBusMessage)));
-    currentService();
 }
 
 MprisConnection::~MprisConnection()
@@ -89,12 +103,125 @@ std::optional<QVariantMap> MprisConnection::getAll(const QString &service, const
     QDBusMessage call = QDBusMessage::createMethodCall(service, QLatin1String(kMprisObjectPath), kPropertiesInterface,
                                                        QStringLiteral("GetAll"));
     call << interface;
-    const QDBusMessage reply = bus_.call(call, QDBus::Block, kCallTimeoutMs);
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
-        noteFailure(reply);
+    const QDBusMessage reply = send(call);
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
         return std::nullopt;
-    }
     return mapOf(reply.arguments().constFirst());
+}
+
+QDBusMessage MprisConnection::send(const QDBusMessage &call)
+{
+    const QString service = call.service();
+    if (hung_.contains(service))
+        return call.createErrorReply(QStringLiteral("org.freedesktop.DBus.Error.NoReply"),
+                                     QStringLiteral("skipped until it answers again"));
+    const QDBusMessage reply = bus_.call(call, QDBus::Block, kCallTimeoutMs);
+    if (timedOut(reply))
+        markHung(service);
+    noteFailure(reply);
+    return reply;
+}
+
+bool MprisConnection::finished(QDBusPendingCall call, const QString &service)
+{
+    call.waitForFinished();
+    if (call.isError() && timedOut(call.error().name()))
+        markHung(service);
+    return !call.isError();
+}
+
+void MprisConnection::markHung(const QString &service)
+{
+    hung_.insert(service);
+    if (probing_.contains(service))
+        return;
+    probing_.insert(service);
+    QDBusMessage call = QDBusMessage::createMethodCall(service, QLatin1String(kMprisObjectPath), kPropertiesInterface,
+                                                       QStringLiteral("Get"));
+    call << kRootInterface << QStringLiteral("Identity");
+    auto *watcher = new QDBusPendingCallWatcher(bus_.asyncCall(call, kProbeTimeoutMs), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, service, watcher] {
+        watcher->deleteLater();
+        probing_.remove(service);
+        if (!watcher->isError()) {
+            answered(service);
+        } else if (timedOut(watcher->error().name())) {
+            bool present = false;
+            for (const MprisPlayer &player : players_->players())
+                present |= player.service == service;
+            if (present)
+                markHung(service);
+            else
+                hung_.remove(service);
+        } else {
+            hung_.remove(service);
+            players_->rescan();
+        }
+    });
+}
+
+void MprisConnection::answered(const QString &service)
+{
+    if (hung_.remove(service))
+        playersChanged();
+}
+
+void MprisConnection::refreshStatuses(const QList<MprisPlayer> &players)
+{
+    struct Asked {
+        QString service;
+        QDBusPendingCall call;
+    };
+    std::vector<Asked> asked;
+    for (const MprisPlayer &player : players) {
+        QDBusMessage call = QDBusMessage::createMethodCall(player.service, QLatin1String(kMprisObjectPath),
+                                                           kPropertiesInterface, QStringLiteral("GetAll"));
+        call << kPlayerInterface;
+        asked.push_back({player.service, bus_.asyncCall(call, kCallTimeoutMs)});
+    }
+    // Every question is out before the first answer is awaited: the slowest player sets the
+    // time, not the sum of them all.
+    struct Playing {
+        QString service;
+        qlonglong position;
+    };
+    std::vector<Playing> firstSeen;
+    QStringList startedSince;
+    for (Asked &question : asked) {
+        question.call.waitForFinished();
+        const QDBusMessage reply = question.call.reply();
+        if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
+            if (timedOut(reply))
+                markHung(question.service);
+            noteFailure(reply);
+            continue;
+        }
+        const QVariantMap properties = mapOf(reply.arguments().constFirst());
+        const QString status = properties.value(QStringLiteral("PlaybackStatus")).toString();
+        const auto before = status_.constFind(question.service);
+        if (status == kPlaying) {
+            if (before == status_.cend())
+                firstSeen.push_back({question.service, properties.value(QStringLiteral("Position")).toLongLong()});
+            else if (*before != kPlaying)
+                startedSince << question.service;
+        }
+        status_.insert(question.service, status);
+    }
+    // Of players found playing at first sight, the one least far into its track probably
+    // started last.
+    std::sort(firstSeen.begin(), firstSeen.end(),
+              [](const Playing &a, const Playing &b) { return a.position > b.position; });
+    for (const Playing &player : firstSeen)
+        players_->markPlayStarted(player.service);
+    for (const QString &service : startedSince)
+        players_->markPlayStarted(service);
+}
+
+QList<MprisPlayer> MprisConnection::answeringPlayers() const
+{
+    QList<MprisPlayer> players = players_->players();
+    players.removeIf([this](const MprisPlayer &player) { return hung_.contains(player.service); });
+    return players;
 }
 
 void MprisConnection::noteFailure(const QDBusMessage &reply)
@@ -109,52 +236,84 @@ void MprisConnection::noteFailure(const QDBusMessage &reply)
 bool MprisConnection::reportsPlaying(const QString &service)
 {
     const auto properties = getAll(service, kPlayerInterface);
-    return properties && properties->value(QStringLiteral("PlaybackStatus")).toString() == QLatin1String("Playing");
+    return properties && properties->value(QStringLiteral("PlaybackStatus")).toString() == kPlaying;
+}
+
+QString MprisConnection::preferredName() const
+{
+    QString wanted = preferred_;
+    if (wanted.endsWith(QLatin1String(".desktop")))
+        wanted.chop(8);
+    return wanted;
+}
+
+bool MprisConnection::nameMatchesPreferred(const QString &service) const
+{
+    const QString wanted = preferredName();
+    const QString name = MprisPlayerList::shortName(service);
+    return !wanted.isEmpty()
+           && (name.compare(wanted, Qt::CaseInsensitive) == 0
+               || name.startsWith(wanted + QLatin1Char('.'), Qt::CaseInsensitive));
 }
 
 bool MprisConnection::matchesPreferred(const QString &service)
 {
     if (preferred_.isEmpty())
         return false;
-    const QString name = MprisPlayerList::shortName(service);
-    QString wanted = preferred_;
-    if (wanted.endsWith(QLatin1String(".desktop")))
-        wanted.chop(8);
-    if (name.compare(wanted, Qt::CaseInsensitive) == 0 || name.startsWith(wanted + QLatin1Char('.'), Qt::CaseInsensitive))
+    if (nameMatchesPreferred(service))
         return true;
     const auto root = getAll(service, kRootInterface);
-    return root && root->value(QStringLiteral("DesktopEntry")).toString().compare(wanted, Qt::CaseInsensitive) == 0;
+    return root && root->value(QStringLiteral("DesktopEntry")).toString().compare(preferredName(), Qt::CaseInsensitive) == 0;
 }
+
+QString MprisConnection::unansweredPreferredPlayer()
+{
+    if (preferred_.isEmpty())
+        return {};
+    for (const MprisPlayer &player : players_->players())
+        if (hung_.contains(player.service) && nameMatchesPreferred(player.service))
+            return player.service;
+    return {};
+}
+
+void MprisConnection::pinPlayer(const QString &id) { pinned_ = id; }
 
 QString MprisConnection::currentService()
 {
-    const QList<MprisPlayer> players = players_->players();
-    const MprisPlayer *chosen = nullptr;
+    if (!pinned_.isNull()) {
+        for (const MprisPlayer &player : answeringPlayers())
+            if (player.service == pinned_)
+                return pinned_;
+        return {};
+    }
+    QList<MprisPlayer> players = answeringPlayers();
+    std::optional<MprisPlayer> chosen;
+    // Names first: asking each player for its desktop entry costs a round trip.
     for (const MprisPlayer &player : players)
-        if (matchesPreferred(player.service)) {
-            chosen = &player;
+        if (nameMatchesPreferred(player.service)) {
+            chosen = player;
             break;
         }
+    for (const MprisPlayer &player : players)
+        if (!chosen && matchesPreferred(player.service))
+            chosen = player;
     if (!chosen && players.size() > 1) {
-        // The current player keeps its place while it plays; otherwise the player that plays
-        // and was active last. Choosing a playing player marks it active, so that after the
+        // The player that started playing last; choosing it marks it active, so that after the
         // edit flow has paused it, it still outranks idle players that appeared after it.
+        refreshStatuses(players);
+        players = answeringPlayers();
         const MprisPlayer *playing = nullptr;
-        for (auto it = players.crbegin(); it != players.crend(); ++it)
-            if (reportsPlaying(it->service)) {
-                if (!playing || it->service == current_)
-                    playing = &*it;
-                if (it->service == current_)
-                    break;
-            }
+        for (const MprisPlayer &player : players)
+            if (status_.value(player.service) == kPlaying && (!playing || player.playStarted > playing->playStarted))
+                playing = &player;
         if (playing) {
-            chosen = playing;
-            if (chosen != &players.constLast())
+            chosen = *playing;
+            if (playing != &players.constLast())
                 players_->markActive(chosen->service);
         }
     }
     if (!chosen && !players.isEmpty())
-        chosen = &players.constLast();
+        chosen = players.constLast();
 
     const QString service = chosen ? chosen->service : QString();
     const QString owner = chosen ? chosen->owner : QString();
@@ -190,12 +349,21 @@ void MprisConnection::propertiesChanged(const QDBusMessage &message)
     const auto touches = [&](const QString &property) {
         return changed.contains(property) || invalidated.contains(property);
     };
-    if (message.service() != currentOwner_) {
-        if (changed.value(QStringLiteral("PlaybackStatus")).toString() == QLatin1String("Playing")) {
-            for (const MprisPlayer &player : players_->players())
-                if (player.owner == message.service())
-                    players_->markActive(player.service);
+    for (const MprisPlayer &player : players_->players()) {
+        if (player.owner != message.service())
+            continue;
+        // A player that speaks is alive again.
+        answered(player.service);
+        if (changed.contains(QStringLiteral("PlaybackStatus"))) {
+            const QString status = changed.value(QStringLiteral("PlaybackStatus")).toString();
+            if (status == kPlaying && status_.value(player.service) != kPlaying) {
+                players_->markPlayStarted(player.service);
+                players_->markActive(player.service);
+            }
+            status_.insert(player.service, status);
         }
+    }
+    if (message.service() != currentOwner_) {
         if (touches(QStringLiteral("PlaybackStatus")))
             currentService();
         return;
@@ -286,9 +454,7 @@ bool MprisConnection::callPlayer(const QString &method)
     // The player we drive is the one the user works with, whatever it does next.
     players_->markActive(service);
     QDBusMessage call = QDBusMessage::createMethodCall(service, QLatin1String(kMprisObjectPath), kPlayerInterface, method);
-    const QDBusMessage reply = bus_.call(call, QDBus::Block, kCallTimeoutMs);
-    noteFailure(reply);
-    return reply.type() == QDBusMessage::ReplyMessage;
+    return send(call).type() == QDBusMessage::ReplyMessage;
 }
 
 bool MprisConnection::play() { return callPlayer(QStringLiteral("Play")); }
@@ -329,8 +495,7 @@ bool MprisConnection::setCurrentTrackRating(int rating)
         QDBusMessage call = QDBusMessage::createMethodCall(service, QLatin1String(kMprisObjectPath),
                                                            kPropertiesInterface, QStringLiteral("Set"));
         call << kPlayerInterface << kRatingProperty << QVariant::fromValue(QDBusVariant(rating / 100.0));
-        const QDBusMessage reply = bus_.call(call, QDBus::Block, kCallTimeoutMs);
-        return reply.type() == QDBusMessage::ReplyMessage;
+        return send(call).type() == QDBusMessage::ReplyMessage;
     }
     if (!isRhythmbox(service))
         return false;
@@ -339,7 +504,7 @@ bool MprisConnection::setCurrentTrackRating(int rating)
         return false;
     RhythmDbProxy database(kRhythmboxService, kRhythmDbPath, bus_);
     database.setTimeout(kCallTimeoutMs);
-    return succeeded(database.SetEntryProperties(url, {{QStringLiteral("rating"), rating / 20.0}}));
+    return finished(database.SetEntryProperties(url, {{QStringLiteral("rating"), rating / 20.0}}), service);
 }
 
 std::optional<QList<QVariantMap>> MprisConnection::trackList(const QString &service)
@@ -354,8 +519,7 @@ std::optional<QList<QVariantMap>> MprisConnection::trackList(const QString &serv
     MprisTrackListProxy list(service, QLatin1String(kMprisObjectPath), bus_);
     list.setTimeout(kCallTimeoutMs);
     QDBusPendingReply<QList<QVariantMap>> reply = list.GetTracksMetadata(ids);
-    reply.waitForFinished();
-    if (reply.isError())
+    if (!finished(reply, service))
         return std::nullopt;
     return reply.value();
 }
@@ -380,48 +544,105 @@ QStringList MprisConnection::copyAlbumTrackNames()
         return {};
     bool fromList = false;
     QStringList titles;
-    for (const AlbumTrack &track : albumTracks(current_, *current, &fromList))
+    for (const AlbumTrack &track : albumTracks(currentService(), *current, &fromList))
         titles << track.title;
     return titles;
+}
+
+TrackChoice MprisConnection::trackChoice()
+{
+    const QString service = currentService();
+    if (service.isEmpty())
+        return {TrackChoice::Unavailable, tr("No player runs.")};
+    if (trackList(service))
+        return {};
+    const auto properties = getAll(service, kPlayerInterface);
+    if (!properties)
+        return {TrackChoice::Unavailable, tr("The player does not answer.")};
+    if (!properties->value(QStringLiteral("CanGoNext")).toBool() || !properties->value(QStringLiteral("CanGoPrevious")).toBool())
+        return {TrackChoice::Unavailable, tr("This player offers no track list and cannot skip tracks.")};
+    const auto current = currentTrack();
+    if (!current || current->fields.path.isNull())
+        return {TrackChoice::Unavailable, tr("This player offers no track list, and its track is not a local file.")};
+    if (notInAlbumOrder_.contains(stepKey(service, current->fields.path)))
+        return {TrackChoice::Unavailable,
+                tr("This player offers no track list, and its queue is not this album in order: "
+                   "choose the track in the player.")};
+    return {TrackChoice::Stepping, {}};
+}
+
+QString MprisConnection::stepKey(const QString &service, const QString &path)
+{
+    return service + QLatin1Char('\n') + QFileInfo(path).absolutePath();
+}
+
+bool MprisConnection::stepTo(const QString &service, const QString &from, const QString &expected, bool forward)
+{
+    if (!callPlayer(forward ? QStringLiteral("Next") : QStringLiteral("Previous")))
+        return false;
+    const QDeadlineTimer deadline(kStepWaitMs);
+    while (!deadline.hasExpired()) {
+        const auto properties = getAll(service, kPlayerInterface);
+        if (!properties)
+            return false;
+        const QString path = fieldsFromMetadata(mapOf(properties->value(QStringLiteral("Metadata")))).path;
+        if (path == expected)
+            return true;
+        if (path != from)
+            return false;
+        QThread::msleep(kStepPollMs);
+    }
+    return false;
 }
 
 bool MprisConnection::playTrackNamed(const QString &name)
 {
     const auto current = currentTrack();
-    if (!current)
+    const QString service = currentService();
+    if (!current || service.isEmpty())
         return false;
-    const QString service = current_;
-    bool fromList = false;
-    const QList<AlbumTrack> tracks = albumTracks(service, *current, &fromList);
-    std::optional<AlbumTrack> chosen;
-    for (const AlbumTrack &track : tracks)
-        if (track.title == name) {
-            chosen = track;
-            break;
-        }
-    const auto list = chosen ? std::nullopt : trackList(service);
-    if (!chosen && list) {
-        chosen = findTitleInList(*list, name);
-        fromList = chosen.has_value();
-    }
-    if (!chosen)
-        return false;
-    bool sent = false;
-    if (fromList && !chosen->trackId.isEmpty()) {
+    if (const auto list = trackList(service)) {
+        std::optional<AlbumTrack> chosen;
+        for (const AlbumTrack &track : albumTracksInList(*list, *current))
+            if (track.title == name) {
+                chosen = track;
+                break;
+            }
+        if (!chosen)
+            chosen = findTitleInList(*list, name);
+        if (!chosen || chosen->trackId.isEmpty())
+            return false;
         MprisTrackListProxy trackListProxy(service, QLatin1String(kMprisObjectPath), bus_);
         trackListProxy.setTimeout(kCallTimeoutMs);
-        sent = succeeded(trackListProxy.GoTo(QDBusObjectPath(chosen->trackId)));
+        // GoTo does not promise to leave a paused player playing.
+        return finished(trackListProxy.GoTo(QDBusObjectPath(chosen->trackId)), service) && play();
     }
-    if (!sent) {
-        const QString uri = chosen->path.isNull() ? chosen->url : fileUrlForPath(chosen->path);
-        if (uri.isEmpty())
+    // Without a track list the only way that keeps the user's queue is to skip through it, and
+    // that reaches the track only while the queue is the album in order: every step is checked.
+    if (trackChoice().kind != TrackChoice::Stepping)
+        return false;
+    const QList<AlbumTrack> album = albumTracksInFolder(current->fields);
+    qsizetype from = -1;
+    qsizetype to = -1;
+    for (qsizetype i = 0; i < album.size(); ++i) {
+        if (from < 0 && album[i].path == current->fields.path)
+            from = i;
+        if (to < 0 && album[i].title == name)
+            to = i;
+    }
+    if (from < 0 || to < 0)
+        return false;
+    const bool forward = to > from;
+    for (qsizetype i = from; i != to;) {
+        const QString before = album[i].path;
+        i += forward ? 1 : -1;
+        if (!stepTo(service, before, album[i].path, forward)) {
+            notInAlbumOrder_.insert(stepKey(service, current->fields.path));
+            emit notifier().trackChanged();
             return false;
-        MprisPlayerProxy player(service, QLatin1String(kMprisObjectPath), bus_);
-        player.setTimeout(kCallTimeoutMs);
-        sent = succeeded(player.OpenUri(uri));
+        }
     }
-    // Neither GoTo nor OpenUri promises to leave a paused player playing.
-    return sent && play();
+    return play();
 }
 
 bool MprisConnection::launch()
@@ -449,6 +670,14 @@ void MprisConnection::setPreferredPlayer(const QString &name)
 {
     preferred_ = name.trimmed();
     currentService();
+}
+
+QString MprisConnection::currentPlayerId() { return currentService(); }
+
+QString MprisConnection::copyCurrentTrackId()
+{
+    const auto track = currentTrack();
+    return track ? orEmpty(track->reported.trackId) : QString();
 }
 
 QString MprisConnection::playerIdentity()

@@ -3,18 +3,20 @@
 
 #include "AlbumTracks.h"
 #include "FileTags.h"
+#include "MprisPlayerList.h"
 #include "PlayerConnection.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusPendingCall>
+#include <QHash>
+#include <QSet>
 #include <QObject>
 #include <QVariantMap>
 
 #include <optional>
 
 namespace kestrabel::player {
-
-class MprisPlayerList;
 
 class MprisConnection : public QObject, public PlayerConnection {
     Q_OBJECT
@@ -51,6 +53,12 @@ public:
     void setPreferredPlayer(const QString &name) override;
     QString playerIdentity() override;
 
+    QString currentPlayerId() override;
+    void pinPlayer(const QString &id) override;
+    QString copyCurrentTrackId() override;
+    TrackChoice trackChoice() override;
+    QString unansweredPreferredPlayer() override;
+
     // The bus name of the player the operations go to; null when none runs.
     QString currentService();
 
@@ -60,6 +68,19 @@ private slots:
 
 private:
     std::optional<QVariantMap> getAll(const QString &service, const QString &interface);
+    // A blocking call with a short deadline; a player that misses it is skipped from then on
+    // until it answers a question asked in the background, or speaks.
+    QDBusMessage send(const QDBusMessage &call);
+    bool finished(QDBusPendingCall call, const QString &service);
+    void markHung(const QString &service);
+    void answered(const QString &service);
+    QList<MprisPlayer> answeringPlayers() const;
+    // Asks every player for its status at once and notes who started playing since.
+    void refreshStatuses(const QList<MprisPlayer> &players);
+    QString preferredName() const;
+    bool nameMatchesPreferred(const QString &service) const;
+    static QString stepKey(const QString &service, const QString &path);
+    bool stepTo(const QString &service, const QString &from, const QString &expected, bool forward);
     std::optional<CurrentTrack> currentTrack();
     QString textField(QString TrackFields::*field);
     bool callPlayer(const QString &method);
@@ -76,6 +97,13 @@ private:
     QString preferred_;
     QString current_;
     QString currentOwner_;
+    QString pinned_;
+    QSet<QString> hung_;
+    QSet<QString> probing_;
+    QHash<QString, QString> status_;
+    // Player and album folder pairs where a step through the queue did not land on the album's
+    // next track.
+    QSet<QString> notInAlbumOrder_;
     FileTagCache tagCache_;
 };
 

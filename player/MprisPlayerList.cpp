@@ -55,9 +55,11 @@ QList<MprisPlayer> MprisPlayerList::players() const
         }
         MprisPlayer &kept = result[*found];
         const quint64 lastActive = std::max(kept.lastActive, player.lastActive);
+        const quint64 playStarted = std::max(kept.playStarted, player.playStarted);
         if (player.service.size() < kept.service.size())
             kept = player;
         kept.lastActive = lastActive;
+        kept.playStarted = playStarted;
     }
     std::sort(result.begin(), result.end(),
               [](const MprisPlayer &a, const MprisPlayer &b) { return a.lastActive < b.lastActive; });
@@ -97,7 +99,7 @@ bool MprisPlayerList::add(const QString &service, const QString &owner)
         if (player.service == service && player.owner == owner)
             return false;
     names_.removeIf([&](const MprisPlayer &player) { return player.service == service; });
-    MprisPlayer player{service, owner, 0, clock_++};
+    MprisPlayer player{service, owner, 0, clock_++, 0};
     if (QDBusConnectionInterface *daemon = bus_.interface()) {
         const QDBusReply<uint> pid = daemon->servicePid(service);
         if (pid.isValid())
@@ -112,6 +114,13 @@ void MprisPlayerList::markActive(const QString &service)
     for (MprisPlayer &player : names_)
         if (player.service == service)
             player.lastActive = clock_++;
+}
+
+void MprisPlayerList::markPlayStarted(const QString &service)
+{
+    for (MprisPlayer &player : names_)
+        if (player.service == service)
+            player.playStarted = clock_++;
 }
 
 void MprisPlayerList::nameOwnerChanged(const QString &name, const QString &oldOwner, const QString &newOwner)

@@ -18,6 +18,8 @@ struct MprisPlayer {
     uint pid = 0;
     // Larger for players that appeared or were active later.
     quint64 lastActive = 0;
+    // Larger for players that started playing later; 0 while never seen starting.
+    quint64 playStarted = 0;
 };
 
 class MprisPlayerList : public QObject {
@@ -31,6 +33,8 @@ public:
     void rescan();
     // Makes service the most recently active player.
     void markActive(const QString &service);
+    // Makes service the player that started playing last.
+    void markPlayStarted(const QString &service);
 
     // The part of a player's bus name after the MPRIS prefix ("vlc.instance42").
     static QString shortName(const QString &service);

@@ -30,6 +30,20 @@ signals:
     void playbackChanged(bool playing);
 };
 
+// How the window can move the current player to another track of the album.
+struct TrackChoice {
+    enum Kind {
+        // The player goes to the track itself (its track list, or its scripting).
+        Direct,
+        // Next and Previous, one step at a time, each step checked against the album's order.
+        Stepping,
+        // Neither; reason says why, for the chooser's tooltip.
+        Unavailable,
+    };
+    Kind kind = Direct;
+    QString reason;
+};
+
 class PlayerConnection {
 public:
     virtual ~PlayerConnection() = default;
@@ -67,6 +81,7 @@ public:
     // rating is 0 to 100.
     virtual bool setCurrentTrackRating(int rating) = 0;
     // Plays the first track titled name among the current track's album (or the player's list).
+    // Never replaces the player's queue: where the player cannot go there, nothing happens.
     virtual bool playTrackNamed(const QString &name) = 0;
     // Titles of the tracks sharing the current track's album and artist, in album order, all of
     // them; empty when there is no current track.
@@ -83,6 +98,17 @@ public:
     virtual void setPreferredPlayer(const QString &name) = 0;
     // The current player's own name for itself ("mpv", "VLC media player"); null when none runs.
     virtual QString playerIdentity() = 0;
+
+    // Which player the operations go to now (its bus name, say); null when none runs.
+    virtual QString currentPlayerId() { return playerIdentity(); }
+    // Every following operation goes to that player alone, until a null id releases it; when it
+    // has gone or stopped answering they fail rather than reach another player.
+    virtual void pinPlayer(const QString &id) { (void)id; }
+    // The player's id for its current track; null where players have none.
+    virtual QString copyCurrentTrackId() { return {}; }
+    virtual TrackChoice trackChoice() { return {}; }
+    // The bus name of the preferred player when it runs but did not answer in time; else null.
+    virtual QString unansweredPreferredPlayer() { return {}; }
 
     PlayerNotifier &notifier() { return notifier_; }
 

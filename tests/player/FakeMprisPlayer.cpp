@@ -1,7 +1,7 @@
 // A scriptable MPRIS player for the bridge's tests. It serves /org/mpris/MediaPlayer2 on the
 // session bus under org.mpris.MediaPlayer2.<name>, answers the way its JSON state says (track
-// list or not, a Strawberry-style Rating property or not, Rhythmbox's database or not, methods
-// that fail), logs every call it gets, and takes new state through
+// list or not, a Strawberry-style Rating property or not, Rhythmbox's database or not, skipping
+// or not, methods that fail), logs every call it gets, and takes new state through
 // org.kestrabel.FakePlayer.Script at /org/kestrabel/FakePlayer.
 //
 // usage: kestrabel-fake-mpris NAME STATE-JSON|@STATE-FILE
@@ -161,8 +161,8 @@ private:
             {QStringLiteral("CanControl"), true},
             {QStringLiteral("CanPlay"), true},
             {QStringLiteral("CanPause"), true},
-            {QStringLiteral("CanGoNext"), true},
-            {QStringLiteral("CanGoPrevious"), true},
+            {QStringLiteral("CanGoNext"), state_.value(QStringLiteral("canSkip")).toBool(true)},
+            {QStringLiteral("CanGoPrevious"), state_.value(QStringLiteral("canSkip")).toBool(true)},
         };
         if (ratingEnabled())
             properties.insert(QStringLiteral("Rating"), currentTrack().value(QStringLiteral("xesam:userRating")).toDouble());

@@ -89,18 +89,56 @@ TEST_F(FileTruthTest, AnEditShowsAtOnce)
     EXPECT_EQ(connection.copyCurrentTrackName(), "Low Tide (Live)");
 }
 
-TEST_F(FileTruthTest, AlbumFromTheFolderAndPlayByNameOpensTheFile)
+// Without a track list a choice skips through the player's queue, each step checked; the queue
+// itself is never replaced.
+TEST_F(FileTruthTest, TrackChoiceWithoutTrackListStepsThroughTheQueueOrRefuses)
 {
-    FakePlayer player("fake", staleState());
-    ASSERT_TRUE(player.ready());
-    MprisConnection connection(QDBusConnection::sessionBus());
-    EXPECT_EQ(connection.copyAlbumTrackNames(), (QStringList{"Low Tide", "Spring"}));
-    player.clearCalls();
-    EXPECT_TRUE(connection.playTrackNamed("Spring"));
-    const QStringList calls = player.calls();
-    EXPECT_TRUE(calls.contains("OpenUri " + fileUrlForPath(QString::fromStdString(second())))) << calls.join('\n').toStdString();
-    EXPECT_EQ(calls.constLast(), "Play");
-    EXPECT_FALSE(connection.playTrackNamed("Away"));
+    const auto entry = [](const std::string &path, int id) {
+        return QJsonObject{{"mpris:trackid", QStringLiteral("/t/%1").arg(id)},
+                           {"xesam:url", fileUrlForPath(QString::fromStdString(path))}};
+    };
+    const std::string away = folder_.file("03 away.mp3");
+    struct Row {
+        const char *situation;
+        QJsonArray queue;
+        int current;
+        bool canSkip;
+        const char *choose;
+        TrackChoice::Kind before;
+        bool played;
+        QStringList steps;
+        TrackChoice::Kind after;
+    };
+    const Row rows[] = {
+        {"album in order, forward", {entry(first(), 1), entry(second(), 2)}, 0, true, "Spring", TrackChoice::Stepping,
+         true, {"Next"}, TrackChoice::Stepping},
+        {"album in order, backward", {entry(first(), 1), entry(second(), 2)}, 1, true, "Low Tide",
+         TrackChoice::Stepping, true, {"Previous"}, TrackChoice::Stepping},
+        {"another album between", {entry(first(), 1), entry(away, 3), entry(second(), 2)}, 0, true, "Spring",
+         TrackChoice::Stepping, false, {"Next"}, TrackChoice::Unavailable},
+        {"player cannot skip", {entry(first(), 1), entry(second(), 2)}, 0, false, "Spring", TrackChoice::Unavailable,
+         false, {}, TrackChoice::Unavailable},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.situation);
+        FakePlayer player("fake", {{"status", "Playing"}, {"current", row.current}, {"tracks", row.queue},
+                                   {"canSkip", row.canSkip}});
+        ASSERT_TRUE(player.ready());
+        MprisConnection connection(QDBusConnection::sessionBus());
+        EXPECT_EQ(connection.copyAlbumTrackNames(), (QStringList{"Low Tide", "Spring"}));
+        EXPECT_EQ(connection.trackChoice().kind, row.before);
+        player.clearCalls();
+        EXPECT_EQ(connection.playTrackNamed(row.choose), row.played);
+        const QStringList calls = player.calls();
+        EXPECT_EQ(calls.filter(QRegularExpression("^(Next|Previous|OpenUri|GoTo)")), row.steps);
+        EXPECT_EQ(calls.contains("Play"), row.played);
+        if (row.played)
+            EXPECT_EQ(connection.copyCurrentTrackName(), row.choose);
+        const TrackChoice after = connection.trackChoice();
+        EXPECT_EQ(after.kind, row.after);
+        EXPECT_EQ(after.reason.isEmpty(), row.after != TrackChoice::Unavailable);
+        player.vanish();
+    }
 }
 
 } // namespace
