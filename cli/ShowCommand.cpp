@@ -16,11 +16,14 @@ Integers are printed as numbers, texts as they are, byte values (artwork, volume
 adjustment) as their kind and length.
 
   --json            one JSON object per file per line (JSON Lines):
-                    {"path": ..., "kind": "MP3", "status": 0, "values": {...}}
+                    {"path": ..., "kind": "MP3", "audio": {...}, "status": 0,
+                    "values": {...}}; "audio" has codec, durationMs,
+                    sampleRate, channels, bitsPerSample and bitRate (kbit/s).
                     keys are data-ID constant names; byte values give their length
                     and SHA-256. A file that fails gives {"path", "status", "error"}.
-  --no-audio-info   do not scan the audio stream (no bit rate, sample rate,
-                    channels or play time); faster on large files.
+  --no-audio-info   do not read the audio stream's headers (no "Audio:" line
+                    or "audio" object, no bit rate, sample rate, channels or
+                    play time); faster on large files.
   -r, --recursive   go through folders: every media file below them, in name
                     order; files of no media kind are skipped.
   -j, --jobs N      read N files at once (0: one per processor core); the
@@ -52,6 +55,17 @@ FileReport collectReport(const std::string &path, bool audioInfo)
         return report;
     }
     MediaFileGetType(ref, &report.kind);
+    char *kindName = nullptr;
+    if (MediaFileGetString(ref, kMediaFileDataIDKind, &kindName) == kMediaFileNoErr) {
+        report.kindName = kindName;
+        std::free(kindName);
+    }
+    if (audioInfo) {
+        MediaFileAudioProperties audio{};
+        audio.structSize = sizeof audio;
+        if (MediaFileGetAudioProperties(ref, &audio) == kMediaFileNoErr)
+            report.audio = audio;
+    }
     for (size_t i = 0; i < MediaFileGetDataIDCount(); ++i) {
         const MediaFileDataIDInfo *info = MediaFileGetDataIDInfoAt(i);
         if (!audioInfo && isAudioInfo(info->dataID))

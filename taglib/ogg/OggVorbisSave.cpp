@@ -303,7 +303,8 @@ MediaFileStatus saveImpl(OggVorbisFile &file)
         ::unlink(tempPath.c_str());
         return status;
     };
-    MediaFileStatus status = Rewriter(file, input, temp).run();
+    MediaFileStatus status =
+        file.codec == OggCodec::Opus ? rewriteOpusStream(file, input, temp) : Rewriter(file, input, temp).run();
     if (status == kMediaFileNoErr) {
         util::copyFileAttributes(input.fd(), temp.fd());
         if (util::fileOps().fsync(temp.fd()) != 0 || temp.close() != kMediaFileNoErr) {
