@@ -97,6 +97,73 @@ std::string valueAsJsonLine(const std::string &path, MediaFileStatus status, con
     return out + ", \"value\": " + valueAsJson(value) + "}";
 }
 
+namespace {
+
+std::string kindNameOf(const FileReport &report)
+{
+    return report.kindName.empty() ? MediaFileGetTypeName(report.kind) : report.kindName;
+}
+
+// 44100 → "44.1", 48000 → "48", 22050 → "22.05"
+std::string kilohertz(uint32_t rate)
+{
+    std::string text = std::to_string(rate / 1000);
+    if (uint32_t rest = rate % 1000) {
+        char fraction[8];
+        std::snprintf(fraction, sizeof fraction, ".%03u", rest);
+        std::string digits = fraction;
+        while (digits.back() == '0')
+            digits.pop_back();
+        text += digits;
+    }
+    return text;
+}
+
+std::string channelText(uint32_t channels)
+{
+    if (channels == 1)
+        return "mono";
+    if (channels == 2)
+        return "stereo";
+    return std::to_string(channels) + " channels";
+}
+
+} // namespace
+
+std::string playingTime(uint64_t durationMs)
+{
+    const uint64_t seconds = (durationMs + 500) / 1000;
+    char text[32];
+    if (seconds >= 3600)
+        std::snprintf(text, sizeof text, "%llu:%02llu:%02llu", static_cast<unsigned long long>(seconds / 3600),
+                      static_cast<unsigned long long>(seconds / 60 % 60), static_cast<unsigned long long>(seconds % 60));
+    else
+        std::snprintf(text, sizeof text, "%llu:%02llu", static_cast<unsigned long long>(seconds / 60),
+                      static_cast<unsigned long long>(seconds % 60));
+    return text;
+}
+
+std::string audioSummary(const MediaFileAudioProperties &audio)
+{
+    std::string out = audio.codec ? audio.codec : "?";
+    if (audio.sampleRate)
+        out += ", " + kilohertz(audio.sampleRate) + " kHz";
+    if (audio.channels)
+        out += ", " + channelText(audio.channels);
+    if (audio.bitsPerSample)
+        out += ", " + std::to_string(audio.bitsPerSample) + "-bit";
+    if (audio.bitRate)
+        out += ", " + std::to_string(audio.bitRate) + " kbit/s";
+    return out + ", " + playingTime(audio.durationMs);
+}
+
+std::string audioAsJson(const MediaFileAudioProperties &audio)
+{
+    return "{\"codec\": " + jsonString(audio.codec ? audio.codec : "?") + ", \"durationMs\": " + std::to_string(audio.durationMs) +
+           ", \"sampleRate\": " + std::to_string(audio.sampleRate) + ", \"channels\": " + std::to_string(audio.channels) +
+           ", \"bitsPerSample\": " + std::to_string(audio.bitsPerSample) + ", \"bitRate\": " + std::to_string(audio.bitRate) + "}";
+}
+
 std::string reportAsJson(const FileReport &report)
 {
     std::string out = "{\"path\": " + jsonString(report.path) + pathBytesField(report.path);
@@ -108,7 +175,9 @@ std::string reportAsJson(const FileReport &report)
         out += ", \"error\": " + jsonString(error) + "}";
         return out;
     }
-    out += ", \"kind\": " + jsonString(MediaFileGetTypeName(report.kind));
+    out += ", \"kind\": " + jsonString(kindNameOf(report));
+    if (report.audio)
+        out += ", \"audio\": " + audioAsJson(*report.audio);
     out += ", \"status\": 0, \"values\": {";
     bool first = true;
     for (const Entry &entry : report.entries) {
@@ -122,7 +191,9 @@ std::string reportAsJson(const FileReport &report)
 
 std::string reportAsText(const FileReport &report)
 {
-    std::string out = escapeText(report.path) + " (" + MediaFileGetTypeName(report.kind) + ")\n";
+    std::string out = escapeText(report.path) + " (" + kindNameOf(report) + ")\n";
+    if (report.audio)
+        out += "  Audio: " + audioSummary(*report.audio) + "\n";
     size_t width = 0;
     for (const Entry &entry : report.entries)
         width = std::max(width, std::string_view(entry.info->displayName).size());

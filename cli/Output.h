@@ -23,6 +23,10 @@ std::string valueAsJsonLine(const std::string &path, MediaFileStatus status, con
 // A value's text on one line: line breaks and other control characters are written as \n, \r,
 // \t, \xHH (\u00HH for C1 controls), invalid UTF-8 as U+FFFD. JSON keeps the exact text.
 std::string escapeText(std::string_view text);
+// "3:42", or "1:02:03" from an hour on; rounded to the nearest second.
+std::string playingTime(uint64_t durationMs);
+// "AAC, 44.1 kHz, stereo, 256 kbit/s, 3:42"
+std::string audioSummary(const MediaFileAudioProperties &audio);
 // One JSON object on one line (JSON Lines).
 std::string reportAsJson(const FileReport &report);
 // A heading line and one aligned "name: value" line per entry.

@@ -4,6 +4,7 @@
 #include <kestrabel/MediaFile.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -30,6 +31,9 @@ struct FileReport {
     std::string error; // the message when status is not 0
     std::string cause; // the system's reason for a failed open, when the status lacks it
     std::vector<Entry> entries;
+    // Beside the kind's own name when the file says more ("Ogg Opus"); empty otherwise.
+    std::string kindName;
+    std::optional<MediaFileAudioProperties> audio;
 };
 
 // "JPEG image", "PNG image", … or "binary data", by the bytes' signature.

@@ -17,7 +17,9 @@ adjustment) as their kind and length. Line breaks and other control characters i
 a value are printed as \n, \t, \xHH.
 
   --json            one JSON object per file per line (JSON Lines):
-                    {"path": ..., "kind": "MP3", "status": 0, "values": {...}}
+                    {"path": ..., "kind": "MP3", "audio": {...}, "status": 0,
+                    "values": {...}}; "audio" has codec, durationMs,
+                    sampleRate, channels, bitsPerSample and bitRate (kbit/s).
                     keys are data-ID constant names; byte values give their length
                     and SHA-256. A file that fails gives {"path", "status", "error"}.
                     A name that is not valid UTF-8 shows U+FFFD in "path" for
@@ -28,8 +30,9 @@ a value are printed as \n, \t, \xHH.
                     %{path} by its path and %{kind} by its kind; %{NAME:02}
                     pads to two digits, %% is a percent sign. Example:
                     --format '%{Track Number:02}. %{Artist} - %{Title}'
-  --no-audio-info   do not scan the audio stream (no bit rate, sample rate,
-                    channels or play time); faster on large files.
+  --no-audio-info   do not read the audio stream's headers (no "Audio:" line
+                    or "audio" object, no bit rate, sample rate, channels or
+                    play time); faster on large files.
   -r, --recursive   go through folders: every media file below them, in name
                     order; files of no media kind are skipped.
   -j, --jobs N      read N files at once (0: one per processor core); the
@@ -52,6 +55,17 @@ FileReport collectReport(const std::string &path, bool audioInfo)
         return report;
     }
     MediaFileGetType(ref, &report.kind);
+    char *kindName = nullptr;
+    if (MediaFileGetString(ref, kMediaFileDataIDKind, &kindName) == kMediaFileNoErr) {
+        report.kindName = kindName;
+        std::free(kindName);
+    }
+    if (audioInfo) {
+        MediaFileAudioProperties audio{};
+        audio.structSize = sizeof audio;
+        if (MediaFileGetAudioProperties(ref, &audio) == kMediaFileNoErr)
+            report.audio = audio;
+    }
     collectValues(ref, audioInfo, &report.entries);
     MediaFileClose(ref);
     return report;

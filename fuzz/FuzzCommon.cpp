@@ -26,6 +26,10 @@ void readEverything(MediaFileRef ref)
         if (MediaFileGetData(ref, id, &bytes, &length) == 0)
             std::free(bytes);
     }
+    MediaFileAudioProperties props{};
+    props.structSize = sizeof props;
+    if (MediaFileGetAudioProperties(ref, &props) == 0 && !props.codec)
+        __builtin_trap(); // success always names the codec
 }
 
 // The last bytes of the input choose the edits, so that the corpus explores saving too.

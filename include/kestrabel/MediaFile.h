@@ -186,6 +186,34 @@ MediaFileStatus MediaFileSetString(MediaFileRef ref, MediaFileDataID dataID, con
 MediaFileStatus MediaFileGetData(MediaFileRef ref, MediaFileDataID dataID, void **outBytes, size_t *outLength);
 MediaFileStatus MediaFileSetData(MediaFileRef ref, MediaFileDataID dataID, const void *bytes, size_t length);
 
+/* Audio properties, read from the file's own headers without decoding any audio. They stand
+ * beside the classic data IDs (Bit Rate, Channels, Sample Rate, Play Time), whose meanings and
+ * values stay as they were. The caller sets structSize to sizeof(MediaFileAudioProperties);
+ * fields beyond it are left alone, so that a caller built against an older, shorter record
+ * keeps working when fields are added at the end. */
+typedef struct MediaFileAudioProperties {
+    uint32_t structSize;
+    /* Static text: "MP3", "AAC", "ALAC", "PCM", "FLAC", "Vorbis", "Opus", ...; never null
+     * after success. */
+    const char *codec;
+    /* Playing time in milliseconds, rounded to the nearest; 0 when it cannot be known. */
+    uint64_t durationMs;
+    /* Hz; Opus always reports 48000, the rate it decodes at. */
+    uint32_t sampleRate;
+    uint32_t channels;
+    /* Bits per sample of the stored audio; 0 for a compressed format that has none. */
+    uint32_t bitsPerSample;
+    /* Average bit rate in kbit/s (1,000 bits) over the whole audio part, rounded. */
+    uint32_t bitRate;
+} MediaFileAudioProperties;
+
+/* Fills *outProps for an audio file of any kind. Works also on a file opened with
+ * kMediaFileFlagSkipMPEGInfo: the MP3 figures are then read on demand from the first frame,
+ * and the classic audio data IDs stay unanswered. kMediaFileErrParam when structSize is too
+ * small to hold the codec field, kMediaFileErrUnsupported for a kind without audio,
+ * kMediaFileErrNotFound when the file's audio headers cannot be found or make no sense. */
+MediaFileStatus MediaFileGetAudioProperties(MediaFileRef ref, MediaFileAudioProperties *outProps);
+
 /* Adds an (extension, kind) entry that kind detection consults before the built-in ones.
  * Not safe while other threads open files. */
 MediaFileStatus MediaFileRegisterExtension(const char *extension, MediaFileType kind);

@@ -33,6 +33,10 @@ public:
     virtual MediaFileStatus setString(MediaFileDataID, std::string_view) { return kMediaFileErrUnsupported; }
     virtual MediaFileStatus getData(MediaFileDataID, std::vector<uint8_t> *) { return kMediaFileErrUnsupported; }
     virtual MediaFileStatus setData(MediaFileDataID, std::span<const uint8_t>) { return kMediaFileErrUnsupported; }
+
+    // Codec, length, rate, channels, bits and average bit rate from the file's headers; the
+    // core has zeroed *out and sets structSize. path is the file as it is now on disk.
+    virtual MediaFileStatus getAudioProperties(const char *, MediaFileAudioProperties *) { return kMediaFileErrUnsupported; }
 };
 
 using HandlerPtr = std::unique_ptr<FormatHandler>;

@@ -29,7 +29,8 @@ void fillBuiltIn()
         {"mp3", kMediaFileTypeMP3},   {"m4a", kMediaFileTypeMP4},       {"m4p", kMediaFileTypeMP4},
         {"m4b", kMediaFileTypeMP4},   {"mp4", kMediaFileTypeMP4},       {"aif", kMediaFileTypeAIFF},
         {"aiff", kMediaFileTypeAIFF}, {"aifc", kMediaFileTypeAIFF},     {"wav", kMediaFileTypeWAVE},
-        {"ogg", kMediaFileTypeOgg},   {"oga", kMediaFileTypeOgg},       {"flac", kMediaFileTypeFLAC},
+        {"ogg", kMediaFileTypeOgg},   {"oga", kMediaFileTypeOgg},       {"opus", kMediaFileTypeOgg},
+        {"flac", kMediaFileTypeFLAC},
         {"jpg", kMediaFileTypeEXIF},  {"jpeg", kMediaFileTypeEXIF},     {"mov", kMediaFileTypeQuickTime},
         {"wma", kMediaFileTypeWMA},
     };
@@ -67,7 +68,8 @@ MediaFileType sniffKind(const uint8_t *bytes, size_t length)
         return kMediaFileTypeMP3;
     if (startsWith(bytes, length, 0, "fLaC"))
         return kMediaFileTypeFLAC;
-    if (startsWith(bytes, length, 0, "OggS") && startsWith(bytes, length, 28, "\x01vorbis"))
+    if (startsWith(bytes, length, 0, "OggS") &&
+        (startsWith(bytes, length, 28, "\x01vorbis") || startsWith(bytes, length, 28, "OpusHead")))
         return kMediaFileTypeOgg;
     if (startsWith(bytes, length, 0, "FORM") && (startsWith(bytes, length, 8, "AIFF") || startsWith(bytes, length, 8, "AIFC")))
         return kMediaFileTypeAIFF;

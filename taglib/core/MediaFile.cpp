@@ -6,7 +6,9 @@
 #include "KindDetection.h"
 #include "util/Strings.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -391,6 +393,33 @@ MediaFileStatus MediaFileSetData(MediaFileRef ref, MediaFileDataID dataID, const
     } catch (const std::bad_alloc &) {
         return kMediaFileErrMemory;
     }
+}
+
+MediaFileStatus MediaFileGetAudioProperties(MediaFileRef ref, MediaFileAudioProperties *outProps)
+{
+    if (!ref)
+        return kMediaFileErrNullRef;
+    constexpr size_t kMinimumSize = offsetof(MediaFileAudioProperties, codec) + sizeof outProps->codec;
+    if (!outProps || outProps->structSize < kMinimumSize)
+        return kMediaFileErrParam;
+    if (!ref->state || !isAudio(ref->type))
+        return kMediaFileErrUnsupported;
+    MediaFileAudioProperties props{};
+    MediaFileStatus status;
+    try {
+        status = ref->state->getAudioProperties(ref->path.c_str(), &props);
+    } catch (const std::bad_alloc &) {
+        status = kMediaFileErrMemory;
+    } catch (...) {
+        status = kMediaFileErrIO;
+    }
+    if (status != kMediaFileNoErr)
+        return status;
+    // Only as much as the caller's record holds: an older caller's record is shorter.
+    const uint32_t size = std::min<uint32_t>(outProps->structSize, sizeof props);
+    props.structSize = size;
+    std::memcpy(outProps, &props, size);
+    return kMediaFileNoErr;
 }
 
 } // extern "C"

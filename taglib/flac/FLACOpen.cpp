@@ -1,5 +1,6 @@
 // Data IDs of a FLAC file: Vorbis comments under the FLAC names, the vendor string, the
 // stream information and the application-block picture.
+#include "FLACProperties.h"
 #include "FLACFile.h"
 
 #include "core/DataIDRules.h"
@@ -81,6 +82,11 @@ public:
         if (id != kMediaFileDataIDArtwork)
             return kMediaFileErrUnsupported;
         return flac::FLACSetPicture(*file_, bytes);
+    }
+
+    MediaFileStatus getAudioProperties(const char *path, MediaFileAudioProperties *out) override
+    {
+        return flac::flacAudioProperties(path, out);
     }
 
 private:

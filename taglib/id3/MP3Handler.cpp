@@ -1,5 +1,6 @@
 // The MP3 kind behind the core's dispatch: the ID3 engine over a file opened by path.
 #include "ID3Engine.h"
+#include "MP3Properties.h"
 
 #include "core/FormatHandler.h"
 
@@ -141,6 +142,12 @@ public:
         if (!carriesData(id))
             return kMediaFileErrUnsupported;
         return id3::ID3SetData(*tag_, id, bytes);
+    }
+
+    // Read from the file each time, so that it answers also when the open skipped the scan.
+    MediaFileStatus getAudioProperties(const char *path, MediaFileAudioProperties *out) override
+    {
+        return id3::mpegPropertiesOfFile(path, out);
     }
 
 private:

@@ -2,6 +2,7 @@
 // "ID3 " chunk's tag answers everything else, exactly as an MP3 file's tag would.
 #include "Bext.h"
 #include "ChunkFile.h"
+#include "IFFProperties.h"
 
 #include "core/FormatHandler.h"
 #include "id3/ID3Tag.h"
@@ -50,6 +51,11 @@ public:
     MediaFileStatus setData(MediaFileDataID id, std::span<const uint8_t> bytes) override
     {
         return write(id, [&](id3::ID3Tag &tag) { return id3::ID3SetData(tag, id, bytes); });
+    }
+
+    MediaFileStatus getAudioProperties(const char *path, MediaFileAudioProperties *out) override
+    {
+        return iff::iffAudioProperties(path, out);
     }
 
 private:

@@ -1,5 +1,6 @@
 // The MP4 kind behind the core's dispatch: which data ID is which ilst item.
 #include "MP4File.h"
+#include "MP4Properties.h"
 
 #include "core/DataIDRules.h"
 #include "core/FormatHandler.h"
@@ -122,6 +123,11 @@ public:
         if (id != kMediaFileDataIDArtwork)
             return kMediaFileErrUnsupported;
         return mp4::MP4SetCoverArt(*file_, bytes);
+    }
+
+    MediaFileStatus getAudioProperties(const char *, MediaFileAudioProperties *out) override
+    {
+        return mp4::mp4AudioProperties(*file_, out);
     }
 
 private:

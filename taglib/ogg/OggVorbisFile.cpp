@@ -1,4 +1,5 @@
 #include "OggVorbisFile.h"
+#include "OpusHeaders.h"
 #include "VorbisCommentPacket.h"
 
 #include <atomic>
@@ -71,11 +72,51 @@ MediaFileStatus recognise(const util::File &input)
     ogg_packet packet;
     if (ogg_stream_packetout(stream.get(), &packet) != 1)
         return notVorbis("Error reading initial header packet.");
+    OpusHead head;
+    if (parseOpusHead({packet.packet, static_cast<size_t>(packet.bytes)}, &head))
+        return kMediaFileNoErr;
     VorbisInfo info;
     VorbisComment comment;
     if (vorbis_synthesis_headerin(info.get(), comment.get(), &packet) < 0)
         return notVorbis("This Ogg bitstream does not contain Vorbis audio data.");
     return kMediaFileNoErr;
+}
+
+// OpusHead, already taken, and OpusTags. The stream information that Vorbis keeps in its info
+// record is filled from the head, so that channels and rate answer alike for both codecs.
+bool readOpusHeaders(PageReader &reader, StreamState &stream, const ogg_packet &first, OggVorbisFile &file)
+{
+    OpusHead head;
+    if (!parseOpusHead({first.packet, static_cast<size_t>(first.bytes)}, &head)) {
+        file.lastError = "Ogg bitstream does not contain Opus data of a known version.";
+        return false;
+    }
+    file.codec = OggCodec::Opus;
+    file.preSkip = head.preSkip;
+    file.info.get()->channels = head.channels;
+    file.info.get()->rate = kOpusRate;
+    file.mainHeader.assign(first.packet, first.packet + first.bytes);
+    for (;;) {
+        ogg_packet packet;
+        int result = ogg_stream_packetout(stream.get(), &packet);
+        if (result < 0 || (result > 0 && !readOpusTags({packet.packet, static_cast<size_t>(packet.bytes)},
+                                                        file.comment.get(), &file.opusTagsTail))) {
+            file.lastError = "Corrupt secondary header.";
+            return false;
+        }
+        if (result > 0)
+            return true;
+        ogg_page page;
+        result = reader.next(&page);
+        if (result == 0) {
+            file.lastError = "EOF before end of Opus headers.";
+            return false;
+        }
+        if (result > 0 && ogg_page_serialno(&page) == file.serial) {
+            ogg_stream_pagein(stream.get(), &page);
+            file.headerBytes += static_cast<uint64_t>(page.header_len + page.body_len);
+        }
+    }
 }
 
 // False with lastError set when the header packets cannot all be read.
@@ -98,6 +139,9 @@ bool readHeaderPackets(PageReader &reader, OggVorbisFile &file)
         file.lastError = "Error reading initial header packet.";
         return false;
     }
+    file.headerBytes = static_cast<uint64_t>(page.header_len + page.body_len);
+    if (isOpusHead({packet.packet, static_cast<size_t>(packet.bytes)}))
+        return readOpusHeaders(reader, stream, packet, file);
     if (vorbis_synthesis_headerin(file.info.get(), file.comment.get(), &packet) < 0) {
         file.lastError = "Ogg bitstream does not contain vorbis data.";
         return false;
@@ -122,8 +166,10 @@ bool readHeaderPackets(PageReader &reader, OggVorbisFile &file)
             return false;
         }
         // Pages of other logical streams multiplexed with this one are no business of ours.
-        if (result > 0 && ogg_page_serialno(&page) == file.serial)
+        if (result > 0 && ogg_page_serialno(&page) == file.serial) {
             ogg_stream_pagein(stream.get(), &page);
+            file.headerBytes += static_cast<uint64_t>(page.header_len + page.body_len);
+        }
     }
     return true;
 }

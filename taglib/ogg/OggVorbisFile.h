@@ -23,9 +23,19 @@ constexpr MediaFileStatus kOggVorbisErrArgument = 2004;
 constexpr MediaFileStatus kOggVorbisErrNoComment = 2005;
 constexpr MediaFileStatus kOggVorbisErrWrite = -1;
 
+// The codec of the file's first logical stream; both carry Vorbis comments.
+enum class OggCodec { Vorbis, Opus };
+
 struct OggVorbisFile {
     std::string path;
     int serial = 0;
+    OggCodec codec = OggCodec::Vorbis;
+    // Opus only: samples at 48 kHz the decoder drops at the start, and whatever binary data
+    // followed the comment list in OpusTags.
+    uint16_t preSkip = 0;
+    std::vector<uint8_t> opusTagsTail;
+    // Bytes of the pages that held the header packets, for the average bit rate.
+    uint64_t headerBytes = 0;
     VorbisInfo info;
     VorbisComment comment;
     std::vector<uint8_t> mainHeader;
@@ -43,6 +53,10 @@ using OggVorbisFilePtr = std::unique_ptr<OggVorbisFile>;
 // and reads its header packets. A file whose later headers cannot be read still gives a handle
 // and 0, with headersRead false and lastError set.
 MediaFileStatus OggVorbisFileOpen(const char *path, OggVorbisFilePtr *out);
+// The Opus stream's save: the header pages built afresh, every audio page copied with its body
+// and granule position; only page sequence numbers (and so checksums) change, when the
+// comments need a different number of pages.
+MediaFileStatus rewriteOpusStream(OggVorbisFile &file, const util::File &input, const util::File &output);
 // Rewrites the file with the current comments; kOggVorbisErrWrite when the new file could not
 // be written, with lastError set.
 MediaFileStatus OggVorbisFileSave(OggVorbisFile &file, MediaFileFlags flags = 0);

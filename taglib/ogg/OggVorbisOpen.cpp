@@ -1,5 +1,6 @@
 // Data IDs of an Ogg Vorbis file: Vorbis comments by field name, the stream information and
 // the vendor string.
+#include "OggProperties.h"
 #include "OggVorbisFile.h"
 #include "VorbisCommentNames.h"
 
@@ -60,6 +61,12 @@ public:
 
     MediaFileStatus getString(MediaFileDataID id, std::string *out) override
     {
+        // Vorbis files keep the classic answer (the kind's name only, no value); an Opus file
+        // says which codec the kind "Ogg" holds.
+        if (id == kMediaFileDataIDKind && file_->codec == ogg::OggCodec::Opus) {
+            *out = "Ogg Opus";
+            return kMediaFileNoErr;
+        }
         if (id == kMediaFileDataIDEncodedBy)
             return ogg::OggVorbisGetVendor(*file_, out);
         const char *field = fieldFor(id);
@@ -83,6 +90,11 @@ public:
         if (!field)
             return kMediaFileErrUnsupported;
         return ogg::OggVorbisSetComment(*file_, field, text);
+    }
+
+    MediaFileStatus getAudioProperties(const char *, MediaFileAudioProperties *out) override
+    {
+        return ogg::oggAudioProperties(*file_, out);
     }
 
 private:

@@ -307,7 +307,8 @@ MediaFileStatus saveImpl(OggVorbisFile &file, MediaFileFlags flags)
     // The whole file is rewritten either way; where a rename would split hard links, give the
     // file another owner or was asked against, the new bytes are copied into the original.
     bool inPlace = util::mustWriteInPlace(st, flags) || !util::ownerRestorable(input.fd(), temp.fd());
-    MediaFileStatus status = Rewriter(file, input, temp).run();
+    MediaFileStatus status =
+        file.codec == OggCodec::Opus ? rewriteOpusStream(file, input, temp) : Rewriter(file, input, temp).run();
     if (status == kMediaFileNoErr && !inPlace) {
         util::copyFileAttributes(input.fd(), temp.fd());
         if (util::fileOps().fsync(temp.fd()) != 0) {

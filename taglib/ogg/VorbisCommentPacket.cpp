@@ -39,18 +39,10 @@ char *copyText(const uint8_t *text, size_t length)
 
 } // namespace
 
-bool readCommentPacket(const vorbis_info &info, vorbis_comment *comment, const ogg_packet &packet)
+bool readCommentList(std::span<const uint8_t> bytes, size_t at, vorbis_comment *comment, size_t *end)
 {
-    // The states in which libvorbis refuses a comment header, or may: no identification header
-    // yet, a comment header already read, a packet marked as the stream's first.
-    if (info.rate == 0 || comment->vendor || packet.b_o_s || !packet.packet || packet.bytes < 0)
-        return false;
-    std::span<const uint8_t> bytes(packet.packet, static_cast<size_t>(packet.bytes));
-    if (bytes.size() < kPacketHeaderSize || bytes[0] != kCommentPacketType || std::memcmp(bytes.data() + 1, "vorbis", 6) != 0)
-        return false;
-    size_t at = kPacketHeaderSize;
     uint32_t vendorLength = 0, count = 0;
-    if (!readLength(bytes, &at, &vendorLength) || vendorLength > bytes.size() - at)
+    if (at > bytes.size() || !readLength(bytes, &at, &vendorLength) || vendorLength > bytes.size() - at)
         return false;
     size_t vendorAt = at;
     at += vendorLength;
@@ -66,9 +58,6 @@ bool readCommentPacket(const vorbis_info &info, vorbis_comment *comment, const o
         entries.emplace_back(at, length);
         at += length;
     }
-    // The framing bit ends the packet.
-    if (at >= bytes.size() || !(bytes[at] & 1))
-        return false;
 
     vorbis_comment filled;
     vorbis_comment_init(&filled);
@@ -88,6 +77,47 @@ bool readCommentPacket(const vorbis_info &info, vorbis_comment *comment, const o
     }
     vorbis_comment_clear(comment);
     *comment = filled;
+    *end = at;
+    return true;
+}
+
+void writeCommentList(const vorbis_comment &comment, std::vector<uint8_t> *out)
+{
+    auto put32 = [out](size_t value) {
+        for (int i = 0; i < 4; ++i)
+            out->push_back(static_cast<uint8_t>(value >> (8 * i)));
+    };
+    const size_t vendorLength = comment.vendor ? std::strlen(comment.vendor) : 0;
+    put32(vendorLength);
+    out->insert(out->end(), comment.vendor, comment.vendor + vendorLength);
+    put32(static_cast<size_t>(comment.comments));
+    for (int i = 0; i < comment.comments; ++i) {
+        const size_t length = static_cast<size_t>(comment.comment_lengths[i]);
+        put32(length);
+        out->insert(out->end(), comment.user_comments[i], comment.user_comments[i] + length);
+    }
+}
+
+bool readCommentPacket(const vorbis_info &info, vorbis_comment *comment, const ogg_packet &packet)
+{
+    // The states in which libvorbis refuses a comment header, or may: no identification header
+    // yet, a comment header already read, a packet marked as the stream's first.
+    if (info.rate == 0 || comment->vendor || packet.b_o_s || !packet.packet || packet.bytes < 0)
+        return false;
+    std::span<const uint8_t> bytes(packet.packet, static_cast<size_t>(packet.bytes));
+    if (bytes.size() < kPacketHeaderSize || bytes[0] != kCommentPacketType || std::memcmp(bytes.data() + 1, "vorbis", 6) != 0)
+        return false;
+    // Parsed into a scratch list first: a packet without its framing bit leaves comment as it was.
+    vorbis_comment scratch;
+    vorbis_comment_init(&scratch);
+    size_t end = 0;
+    // The framing bit ends the packet.
+    if (!readCommentList(bytes, kPacketHeaderSize, &scratch, &end) || end >= bytes.size() || !(bytes[end] & 1)) {
+        vorbis_comment_clear(&scratch);
+        return false;
+    }
+    vorbis_comment_clear(comment);
+    *comment = scratch;
     return true;
 }
 

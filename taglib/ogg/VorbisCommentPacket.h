@@ -8,6 +8,11 @@
 #include <ogg/ogg.h>
 #include <vorbis/codec.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
 namespace kestrabel::ogg {
 
 // What vorbis_synthesis_headerin(info, comment, packet) returns, with the same effect on info
@@ -17,5 +22,12 @@ int readHeaderPacket(vorbis_info *info, vorbis_comment *comment, ogg_packet *pac
 // The fast path alone: true when the packet was a well-formed comment header and comment now
 // holds it; false, with comment untouched, for anything else.
 bool readCommentPacket(const vorbis_info &info, vorbis_comment *comment, const ogg_packet &packet);
+
+// The list shared by Vorbis and Opus comment headers (vendor, count, entries, all lengths
+// little-endian) from bytes[at]; on success comment holds it and *end is the offset behind it.
+// Comment is untouched on failure.
+bool readCommentList(std::span<const uint8_t> bytes, size_t at, vorbis_comment *comment, size_t *end);
+// The same list appended to out.
+void writeCommentList(const vorbis_comment &comment, std::vector<uint8_t> *out);
 
 } // namespace kestrabel::ogg

@@ -87,3 +87,35 @@ TEST(Cli, SetRefusedOnAKindWithoutTags)
     EXPECT_EQ(cli("set -t Title=x " + shellQuote(movie), &output, true), 1);
     EXPECT_NE(output.find("kMediaFileDataIDTitle: kMediaFileErrUnsupported"), std::string::npos) << output;
 }
+
+// The audio line and object, and --no-audio-info without them; an Opus file names its codec.
+TEST(Cli, ShowAudioProperties)
+{
+    struct Case {
+        const char *arguments;
+        const char *expected; // null: must not appear
+        const char *absent;
+    };
+    const std::string aac = shellQuote(fixturePath("props-aac.m4a"));
+    const std::string opus = shellQuote(fixturePath("opus-tagged.opus"));
+    const Case cases[] = {
+        {"show ", "  Audio: AAC, 44.1 kHz, stereo, 63 kbit/s, 0:01\n", nullptr},
+        {"show --json ", "\"kind\": \"MP4\", \"audio\": {\"codec\": \"AAC\", \"durationMs\": 500, \"sampleRate\": 44100, "
+                         "\"channels\": 2, \"bitsPerSample\": 0, \"bitRate\": 63}",
+         nullptr},
+        {"show --no-audio-info ", nullptr, "Audio:"},
+        {"show --json --no-audio-info ", nullptr, "\"audio\""},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.arguments);
+        std::string output;
+        ASSERT_EQ(cli(c.arguments + aac, &output), 0);
+        if (c.expected)
+            EXPECT_NE(output.find(c.expected), std::string::npos) << output;
+        if (c.absent)
+            EXPECT_EQ(output.find(c.absent), std::string::npos) << output;
+    }
+    std::string output;
+    ASSERT_EQ(cli("show " + opus, &output), 0);
+    EXPECT_NE(output.find("(Ogg Opus)\n  Audio: Opus, 48 kHz, stereo"), std::string::npos) << output;
+}

@@ -118,3 +118,19 @@ TEST(Template, ExpandAndMatch)
         }
     }
 }
+
+TEST(Output, AudioLine)
+{
+    struct Case {
+        MediaFileAudioProperties props;
+        const char *line;
+    };
+    const Case cases[] = {
+        {{sizeof(MediaFileAudioProperties), "AAC", 222000, 44100, 2, 0, 256}, "AAC, 44.1 kHz, stereo, 256 kbit/s, 3:42"},
+        {{sizeof(MediaFileAudioProperties), "FLAC", 3723499, 96000, 1, 24, 2100}, "FLAC, 96 kHz, mono, 24-bit, 2100 kbit/s, 1:02:03"},
+        {{sizeof(MediaFileAudioProperties), "PCM", 500, 22050, 6, 16, 0}, "PCM, 22.05 kHz, 6 channels, 16-bit, 0:01"},
+        {{sizeof(MediaFileAudioProperties), "Opus", 0, 48000, 2, 0, 0}, "Opus, 48 kHz, stereo, 0:00"},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(audioSummary(c.props), c.line);
+}

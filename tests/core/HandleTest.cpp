@@ -47,7 +47,7 @@ TEST(KindDetection, ByContentWhenTheExtensionIsUnknown)
         {std::string("FORM\0\0\0\x10" "AIFC", 12), kMediaFileTypeAIFF},
         {std::string("RIFF\0\0\0\x10" "WAVE", 12), kMediaFileTypeWAVE},
         {std::string("OggS", 4) + std::string(24, '\0') + std::string("\x01vorbis", 7), kMediaFileTypeOgg},
-        {std::string("OggS", 4) + std::string(24, '\0') + std::string("OpusHead", 8), kMediaFileTypeUnsupported},
+        {std::string("OggS", 4) + std::string(24, '\0') + std::string("OpusHead", 8), kMediaFileTypeOgg},
         {"fLaC\0\0\0\x22", kMediaFileTypeFLAC},
         {std::string("\xFF\xD8\xFF\xE1", 4), kMediaFileTypeEXIF},
         {"plain text, not media", kMediaFileTypeUnsupported},
