@@ -35,7 +35,9 @@ constexpr Kind kM4A{"M4A", "tagged.m4a", "m4a"};
 constexpr Kind kOgg{"Ogg", "vorbis-tagged.ogg", "ogg"};
 constexpr Kind kFLAC{"FLAC", "flac-tagged.flac", "flac"};
 constexpr Kind kWAVE{"WAVE", "bext.wav", "wav"};
+#ifdef KESTRABEL_CLI_OBJECTS
 constexpr Kind kCover{"M4Acover", "cover.m4a", "m4a"}; // a real JPEG as its cover
+#endif
 const std::vector<Kind> kAllKinds{kMP3, kM4A, kOgg, kFLAC, kWAVE};
 
 // Longer than any fixture's padding, so that every kind's tag has to grow.
@@ -66,6 +68,7 @@ struct Situation {
     std::function<void(const Scene &)> check;
 };
 
+#ifdef KESTRABEL_CLI_OBJECTS
 std::string hex(const std::string &bytes)
 {
     static constexpr char digits[] = "0123456789abcdef";
@@ -74,6 +77,7 @@ std::string hex(const std::string &bytes)
         out += {digits[c >> 4], digits[c & 15]};
     return out;
 }
+#endif
 
 std::string comment(const std::string &path) { return OpenFile(path).string(kMediaFileDataIDComment); }
 
