@@ -56,7 +56,8 @@ int runGet(const Args &args)
         MediaFileStatus status = openToRead(path, audio, &ref);
         Value value;
         std::string message = "cannot open";
-        if (status == kMediaFileNoErr) {
+        bool opened = status == kMediaFileNoErr;
+        if (opened) {
             status = readValue(ref, info, &value);
             message = info->constantName;
             MediaFileClose(ref);
@@ -65,7 +66,7 @@ int runGet(const Args &args)
             result.out = valueAsJsonLine(path, status, message, value) + "\n";
             result.failed = status != kMediaFileNoErr;
         } else if (status != kMediaFileNoErr) {
-            addError(&result, path + ": " + message + ": " + statusText(status));
+            addError(&result, path + ": " + message + ": " + (opened ? statusText(status) : openFailureText(path, status)));
         } else {
             result.out = escapeText(valueText(value)) + "\n";
         }
