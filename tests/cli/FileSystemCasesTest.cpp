@@ -248,10 +248,10 @@ const std::vector<Situation> &situations()
 
 // The commands that must not wait on a FIFO, and the name of the FIFO they are given.
 #ifdef KESTRABEL_CLI_OBJECTS
-const char *const kFifoCommands[] = {"show {F}", "set -t Title=x {F}", "export {F}", "artwork {F}",
+const char *const kFifoCommands[] = {"show {F}", "get Title {F}", "set -t Title=x {F}", "export {F}", "artwork {F}",
                                      "import {O} {F}", "export -o {O} {F}"};
 #else
-const char *const kFifoCommands[] = {"show {F}", "set -t Title=x {F}"};
+const char *const kFifoCommands[] = {"show {F}", "get Title {F}", "set -t Title=x {F}"};
 #endif
 
 struct Case {
