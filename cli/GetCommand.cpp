@@ -16,7 +16,8 @@ printed as \n, \t, \xHH; byte values (artwork) as their kind and length.
   --json            one JSON object per file per line, with the exact value:
                     {"path": ..., "status": 0, "value": ...}; a byte value gives
                     {"length", "sha256"}; a file that lacks the value or fails
-                    gives {"path", "status", "error"}.
+                    gives {"path", "status", "error"}. A name that is not
+                    valid UTF-8 adds "path_bytes", its exact bytes as hex.
   -r, --recursive   go through folders: every media file below them, in name
                     order; files of no media kind are skipped.
   -j, --jobs N      read N files at once (0: one per processor core); the
