@@ -310,6 +310,12 @@ std::vector<Case> allCases()
                      }});
     cases.push_back({"NameNotUtf8", kCover, "set -t Comment={LONG} {F}", false, 0, latin1,
                      [](const Scene &s) { EXPECT_EQ(comment(s.real), kLong); }});
+    cases.push_back({"NameNotUtf8", kCover, "set --artwork {O} {F}", false, 0,
+                     [latin1](Scene &s) {
+                         latin1(s);
+                         fs::copy_file(fixturePath("m4a-cover.jpg"), s.other = s.file("caf\xe9.jpg"));
+                     },
+                     [](const Scene &s) { EXPECT_EQ(OpenFile(s.real).data(kMediaFileDataIDArtwork), readFile(s.other)); }});
     cases.push_back({"NameNotUtf8", kCover, "export {F}", false, 0, latin1,
                      [](const Scene &s) { EXPECT_EQ(readFile(s.other).size() > 100, true) << "written beside, a.m4a -> a.plist"; }});
     cases.push_back({"NameNotUtf8", kCover, "artwork {F}", false, 0, latin1, [](const Scene &s) {
