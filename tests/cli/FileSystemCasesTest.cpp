@@ -199,7 +199,8 @@ const std::vector<Situation> &situations()
         {"ModeAndAttributes", kAllKinds, "set -t Comment={LONG} {F}", false, 0,
          [](Scene &s) {
              chmod(s.real.c_str(), 0640);
-             ASSERT_EQ(setxattr(s.real.c_str(), "user.kestrabel", "kept", 4, 0), 0) << "user attributes on the test folder";
+             if (setxattr(s.real.c_str(), "user.kestrabel", "kept", 4, 0) != 0)
+                 GTEST_SKIP() << "the temporary folder's file system keeps no user attributes";
          },
          [](const Scene &s) {
              EXPECT_EQ(statOf(s.real).st_mode & 07777, 0640u);
@@ -382,7 +383,7 @@ TEST_P(FileSystemCase, HoldsAfterTheCommand)
     // Without root the folder stays the caller's, who can write it whatever its mode.
     if (c.situation == "FolderTheSaverCannotWrite" && geteuid() != 0)
         GTEST_SKIP() << "needs root to run the command as a user who cannot write the folder";
-    if (HasFatalFailure())
+    if (HasFatalFailure() || IsSkipped())
         return;
     s.before = readFile(fixturePath(c.kind.fixture)); // not the copy: reading it would move its access time
     s.statBefore = statOf(s.real);
