@@ -8,7 +8,9 @@
 
 #include <fcntl.h>
 #include <grp.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -280,6 +282,18 @@ std::vector<Case> allCases()
                              writeFile(s.other = s.file("tags.plist"), "<plist><dict/></plist>");
                          },
                          [](const Scene &s) { EXPECT_NE(s.err.find("not a regular file (a FIFO)"), std::string::npos) << s.err; }});
+    cases.push_back({"SocketNamed", kMP3, "set -t Title=x {F}", false, 1,
+                     [](Scene &s) {
+                         sockaddr_un address{};
+                         address.sun_family = AF_UNIX;
+                         s.named = s.file("socket.mp3");
+                         ASSERT_LT(s.named.size(), sizeof address.sun_path);
+                         std::copy(s.named.begin(), s.named.end(), address.sun_path);
+                         int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+                         ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+                         close(fd);
+                     },
+                     [](const Scene &s) { EXPECT_NE(s.err.find("not a regular file (a socket)"), std::string::npos) << s.err; }});
 #ifdef KESTRABEL_CLI_OBJECTS
     cases.push_back({"FifoAsPropertyList", kMP3, "import {O} {F}", false, 1,
                      [](Scene &s) { mkfifo((s.other = s.file("tags.plist")).c_str(), 0666); },
