@@ -96,7 +96,7 @@ int runArtwork(const Args &args)
         if (status == kMediaFileErrExists)
             addError(&result, target + ": exists (use --overwrite to replace it): " + statusText(status));
         else if (status != kMediaFileNoErr)
-            addError(&result, target + ": cannot write the image: " + (cause.empty() ? "" : cause + ": ") + statusText(status));
+            addError(&result, target + ": cannot write the image: " + statusText(status) + (cause.empty() ? "" : ": " + cause));
         return result;
     };
     int status = runBatchOnFiles(list, batch, job);

@@ -2,6 +2,8 @@
 
 #include "ArtworkImage.h"
 
+#include "util/File.h"
+
 #include <QFile>
 #include <QFileInfo>
 
@@ -11,7 +13,14 @@ namespace kestrabel::cli {
 
 MediaFileStatus readArtworkImage(const std::string &path, std::vector<uint8_t> *out)
 {
-    QString name = QFile::decodeName(path.c_str());
+    // Opened by the name's bytes, which a name that is not UTF-8 does not keep through a
+    // QString, and so only if it is a regular file; Qt then reads the open file through /proc.
+    util::File file;
+    if (MediaFileStatus status = util::File::openRead(path, &file))
+        return status;
+    QString name = QStringLiteral("/proc/self/fd/%1").arg(file.fd());
+    if (!QFileInfo::exists(name))
+        name = QFile::decodeName(path.c_str());
     if (!QFileInfo::exists(name))
         return ENOENT;
     QByteArray jpeg;

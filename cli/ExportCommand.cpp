@@ -66,7 +66,7 @@ bool deliver(const std::string &out, const QByteArray &bytes, bool overwrite, Jo
     if (status == kMediaFileErrExists)
         addError(result, out + ": exists (use --overwrite to replace it): " + statusText(status));
     else if (status != kMediaFileNoErr)
-        addError(result, out + ": cannot write: " + (cause.empty() ? "" : cause + ": ") + statusText(status));
+        addError(result, out + ": cannot write: " + statusText(status) + (cause.empty() ? "" : ": " + cause));
     return status == kMediaFileNoErr;
 }
 

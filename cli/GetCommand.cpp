@@ -16,7 +16,8 @@ printed as \n, \t, \xHH; byte values (artwork) as their kind and length.
   --json            one JSON object per file per line, with the exact value:
                     {"path": ..., "status": 0, "value": ...}; a byte value gives
                     {"length", "sha256"}; a file that lacks the value or fails
-                    gives {"path", "status", "error"}.
+                    gives {"path", "status", "error"}. A name that is not
+                    valid UTF-8 adds "path_bytes", its exact bytes as hex.
   -r, --recursive   go through folders: every media file below them, in name
                     order; files of no media kind are skipped.
   -j, --jobs N      read N files at once (0: one per processor core); the
@@ -56,7 +57,8 @@ int runGet(const Args &args)
         MediaFileStatus status = openToRead(path, audio, &ref);
         Value value;
         std::string message = "cannot open";
-        if (status == kMediaFileNoErr) {
+        bool opened = status == kMediaFileNoErr;
+        if (opened) {
             status = readValue(ref, info, &value);
             message = info->constantName;
             MediaFileClose(ref);
@@ -65,7 +67,7 @@ int runGet(const Args &args)
             result.out = valueAsJsonLine(path, status, message, value) + "\n";
             result.failed = status != kMediaFileNoErr;
         } else if (status != kMediaFileNoErr) {
-            addError(&result, path + ": " + message + ": " + statusText(status));
+            addError(&result, path + ": " + message + ": " + (opened ? statusText(status) : openFailureText(path, status)));
         } else {
             result.out = escapeText(valueText(value)) + "\n";
         }

@@ -314,7 +314,9 @@ bool ownerRestorable(int originalFd, int tempFd)
     return fstat(tempFd, &temp) == 0 && temp.st_uid == original.st_uid && temp.st_gid == original.st_gid;
 }
 
-MediaFileStatus openSaveTarget(const std::string &path, std::string *target, File *original, struct stat *st)
+namespace {
+
+MediaFileStatus openResolved(const std::string &path, std::string *target, File *original, struct stat *st)
 {
     // The file behind the links: saving it keeps every link a link, and the new file is made
     // in the folder the file really is in.
@@ -325,12 +327,26 @@ MediaFileStatus openSaveTarget(const std::string &path, std::string *target, Fil
         return status;
     if (fstat(original->fd(), st) != 0)
         return statusFromErrno();
-    // A rename into a writable folder would replace a file its owner made read-only; it is
-    // refused as an in-place write would be, whether or not the tag has to grow.
+    return kMediaFileNoErr;
+}
+
+// A rename into a writable folder would replace a file its owner made read-only; it is refused
+// as an in-place write would be, whether or not the tag has to grow.
+MediaFileStatus refuseUnwritable(const std::string &target)
+{
     errno = 0;
-    if (faccessat(AT_FDCWD, target->c_str(), W_OK, AT_EACCESS) != 0)
+    if (faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0)
         return statusFromErrno(EACCES);
     return kMediaFileNoErr;
+}
+
+} // namespace
+
+MediaFileStatus openSaveTarget(const std::string &path, std::string *target, File *original, struct stat *st)
+{
+    if (MediaFileStatus status = openResolved(path, target, original, st))
+        return status;
+    return refuseUnwritable(*target);
 }
 
 bool mustWriteInPlace(const struct stat &st, MediaFileFlags flags)
@@ -374,7 +390,7 @@ MediaFileStatus saveReplacements(const std::string &path, std::vector<Replacemen
     std::string target;
     File original;
     struct stat st {};
-    if (MediaFileStatus status = openSaveTarget(path, &target, &original, &st))
+    if (MediaFileStatus status = openResolved(path, &target, &original, &st))
         return status;
     uint64_t size = static_cast<uint64_t>(st.st_size);
     if (MediaFileStatus status = validate(edits, size))
@@ -383,6 +399,8 @@ MediaFileStatus saveReplacements(const std::string &path, std::vector<Replacemen
                 edits.end());
     if (edits.empty())
         return kMediaFileNoErr;
+    if (MediaFileStatus status = refuseUnwritable(target))
+        return status;
     if (movesNothing(edits, size))
         return writeWithoutMoving(target, edits, size);
     if (!mustWriteInPlace(st, flags)) {
