@@ -53,7 +53,7 @@ int runGet(const Args &args)
     auto job = [&](const std::string &path, size_t) {
         JobResult result;
         MediaFileRef ref = nullptr;
-        MediaFileStatus status = openToRead(path, audio, &ref);
+        MediaFileStatus status = openToRead(path, batch, audio, &ref);
         Value value;
         std::string message = "cannot open";
         if (status == kMediaFileNoErr) {
