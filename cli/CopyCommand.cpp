@@ -120,7 +120,7 @@ int runCopy(const Args &args)
     const std::string &sourcePath = operands.front();
     MediaFileRef sourceRef = nullptr;
     if (MediaFileStatus status = openToRead(sourcePath, batch, false, &sourceRef)) {
-        printError(sourcePath + ": cannot open: " + statusText(status));
+        printError(sourcePath + ": cannot open: " + openFailureText(sourcePath, status));
         return 1;
     }
     std::vector<SourceValue> values;

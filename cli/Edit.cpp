@@ -49,7 +49,7 @@ bool FileEdit::open(const BatchOptions &batch, JobResult *result)
     MediaFileStatus status = MediaFileOpen(path_.c_str(), &ref_, kMediaFileFlagIgnoreTagErrors | kMediaFileFlagSkipMPEGInfo);
     if (status != kMediaFileNoErr) {
         ref_ = nullptr;
-        addError(result, path_ + ": cannot open: " + statusText(status));
+        addError(result, path_ + ": cannot open: " + openFailureText(path_, status));
         return false;
     }
     writeFlags_ = defaultWriteFlags(ref_);

@@ -55,17 +55,17 @@ int runGet(const Args &args)
         MediaFileRef ref = nullptr;
         MediaFileStatus status = openToRead(path, batch, audio, &ref);
         Value value;
-        std::string message = "cannot open";
-        if (status == kMediaFileNoErr) {
+        const bool opened = status == kMediaFileNoErr;
+        if (opened) {
             status = readValue(ref, info, &value);
-            message = info->constantName;
             MediaFileClose(ref);
         }
+        std::string context = opened ? info->constantName : "cannot open";
         if (json) {
-            result.out = valueAsJsonLine(path, status, message, value) + "\n";
+            result.out = valueAsJsonLine(path, status, context, opened ? std::string() : openFailureCause(path, status), value) + "\n";
             result.failed = status != kMediaFileNoErr;
         } else if (status != kMediaFileNoErr) {
-            addError(&result, path + ": " + message + ": " + statusText(status));
+            addError(&result, path + ": " + context + ": " + (opened ? statusText(status) : openFailureText(path, status)));
         } else {
             result.out = escapeText(valueText(value)) + "\n";
         }

@@ -131,7 +131,7 @@ int runRename(const Args &args)
         JobResult result;
         MediaFileRef ref = nullptr;
         if (MediaFileStatus status = openToRead(path, batch, false, &ref)) {
-            addError(&result, path + ": cannot open: " + statusText(status));
+            addError(&result, path + ": cannot open: " + openFailureText(path, status));
             return result;
         }
         MediaFileType kind = kMediaFileTypeUnsupported;
