@@ -119,7 +119,7 @@ int runCopy(const Args &args)
 
     const std::string &sourcePath = operands.front();
     MediaFileRef sourceRef = nullptr;
-    if (MediaFileStatus status = openToRead(sourcePath, false, &sourceRef)) {
+    if (MediaFileStatus status = openToRead(sourcePath, batch, false, &sourceRef)) {
         printError(sourcePath + ": cannot open: " + openFailureText(sourcePath, status));
         return 1;
     }
@@ -150,7 +150,7 @@ int runCopy(const Args &args)
     auto job = [&](const std::string &path, size_t) {
         JobResult result;
         FileEdit edit(path, dryRun);
-        if (!edit.open(&result))
+        if (!edit.open(batch, &result))
             return result;
         // Decided before anything is written: a picture just written would otherwise count as
         // the cover art the target already has.
@@ -158,12 +158,18 @@ int runCopy(const Args &args)
         for (const SourceValue &value : values)
             if (overwrite || !targetHas(edit.ref(), value.info))
                 wanted.push_back(&value);
+        size_t unsupported = 0;
         for (const SourceValue *value : wanted) {
             MediaFileStatus status = writeValue(edit.ref(), *value);
             // A value the target's kind has no place for is not copied.
-            if (status != kMediaFileNoErr && status != kMediaFileErrUnsupported)
+            if (status == kMediaFileErrUnsupported)
+                ++unsupported;
+            else if (status != kMediaFileNoErr)
                 addError(&result, path + ": " + value->info->constantName + ": " + statusText(status));
         }
+        // A kind without tags (an image, a movie) would otherwise pass for a successful copy.
+        if (unsupported > 0 && unsupported == wanted.size())
+            addError(&result, path + ": its kind holds none of the values: " + statusText(kMediaFileErrUnsupported));
         if (!result.failed)
             edit.finish(&result);
         return result;

@@ -13,7 +13,7 @@ bool DryRun::take(const std::string &arg)
     return true;
 }
 
-MediaFileStatus openToRead(const std::string &path, bool audioInfo, MediaFileRef *ref)
+MediaFileStatus openToRead(const std::string &path, const BatchOptions &batch, bool audioInfo, MediaFileRef *ref)
 {
     return MediaFileOpen(path.c_str(), ref, kMediaFileFlagIgnoreTagErrors | (audioInfo ? 0 : kMediaFileFlagSkipMPEGInfo));
 }
@@ -42,7 +42,7 @@ FileEdit::~FileEdit()
         MediaFileClose(ref_);
 }
 
-bool FileEdit::open(JobResult *result)
+bool FileEdit::open(const BatchOptions &batch, JobResult *result)
 {
     // The flags set opens with: a file without any tag, or with a damaged one, still takes
     // new values.

@@ -19,7 +19,7 @@ struct DryRun {
 
 // Opens a file only to read it, as show does: a damaged tag still gives what can be read; the
 // audio stream is scanned only when audioInfo is asked for.
-MediaFileStatus openToRead(const std::string &path, bool audioInfo, MediaFileRef *ref);
+MediaFileStatus openToRead(const std::string &path, const BatchOptions &batch, bool audioInfo, MediaFileRef *ref);
 
 // What a dry run compares: every value that can be written.
 std::vector<Entry> valuesForDryRun(MediaFileRef ref);
@@ -33,8 +33,8 @@ public:
     FileEdit(const FileEdit &) = delete;
     FileEdit &operator=(const FileEdit &) = delete;
 
-    // Opens the file; a failure is added to *result.
-    bool open(JobResult *result);
+    // Opens the file with the command's batch options; a failure is added to *result.
+    bool open(const BatchOptions &batch, JobResult *result);
     MediaFileRef ref() const { return ref_; }
     // Saves when any value changed (a file whose values stay as they are is not rewritten); on
     // a dry run reports instead. A failure is added to *result.

@@ -93,7 +93,7 @@ int runFromName(const Args &args)
     auto job = [&](const std::string &path, size_t) {
         JobResult result;
         FileEdit edit(path, dryRun);
-        if (!edit.open(&result))
+        if (!edit.open(batch, &result))
             return result;
         MediaFileStatus status = kMediaFileNoErr;
         std::string name = nameToMatch(edit.ref(), folders, &status);

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <set>
 #include <sstream>
+#include <string_view>
 
 namespace kestrabel::cli {
 
@@ -14,16 +15,25 @@ namespace {
 // What the value of an option is, by the name its help gives it.
 enum class ValueKind { None, Name, NameEquals, File, Other };
 
+struct ValueName {
+    std::string_view value;
+    ValueKind kind;
+};
+
+// The value names the help texts use; any other (N, TEMPLATE, PLAYER) completes to nothing.
+constexpr ValueName kValueNames[] = {
+    {"NAME=VALUE", ValueKind::NameEquals}, {"NAME", ValueKind::Name}, {"NAME,...", ValueKind::Name},
+    {"IMAGE", ValueKind::File},            {"FILE", ValueKind::File}, {"PLIST", ValueKind::File},
+    {"OUT", ValueKind::File},              {"OUT.plist", ValueKind::File},
+};
+
 ValueKind valueKind(const std::string &value)
 {
     if (value.empty())
         return ValueKind::None;
-    if (value == "NAME=VALUE")
-        return ValueKind::NameEquals;
-    if (value.rfind("NAME", 0) == 0)
-        return ValueKind::Name;
-    if (value == "IMAGE" || value == "FILE" || value == "PLIST" || value.rfind("OUT", 0) == 0)
-        return ValueKind::File;
+    for (const ValueName &name : kValueNames)
+        if (name.value == value)
+            return name.kind;
     return ValueKind::Other;
 }
 
@@ -111,12 +121,14 @@ std::string roff(const std::string &text)
 
 std::vector<HelpOption> helpOptions(const std::string &help)
 {
+    // Deeper lines that start with "-" continue a description (an example command line).
+    constexpr size_t kOptionIndent = 4;
     std::vector<HelpOption> options;
     std::istringstream lines(help);
     std::string line;
     while (std::getline(lines, line)) {
         size_t start = line.find_first_not_of(' ');
-        if (start == std::string::npos || start == 0 || line[start] != '-')
+        if (start == std::string::npos || start == 0 || start > kOptionIndent || line[start] != '-')
             continue;
         size_t end = line.find("  ", start);
         std::istringstream words(line.substr(start, end == std::string::npos ? std::string::npos : end - start));

@@ -12,8 +12,8 @@ struct HelpOption {
     std::string value;              // "NAME=VALUE", or empty for a flag
 };
 
-// The options a help text lists: every line that starts with blanks and "-", up to the first
-// run of two blanks.
+// The options a help text lists: every line that starts with two to four blanks and "-", up
+// to the first run of two blanks.
 std::vector<HelpOption> helpOptions(const std::string &help);
 
 std::string manPage(const std::string &mainHelp);

@@ -16,8 +16,7 @@ printed as \n, \t, \xHH; byte values (artwork) as their kind and length.
   --json            one JSON object per file per line, with the exact value:
                     {"path": ..., "status": 0, "value": ...}; a byte value gives
                     {"length", "sha256"}; a file that lacks the value or fails
-                    gives {"path", "status", "error"}. A name that is not
-                    valid UTF-8 adds "path_bytes", its exact bytes as hex.
+                    gives {"path", "status", "error"}.
   -r, --recursive   go through folders: every media file below them, in name
                     order; files of no media kind are skipped.
   -j, --jobs N      read N files at once (0: one per processor core); the
@@ -54,20 +53,19 @@ int runGet(const Args &args)
     auto job = [&](const std::string &path, size_t) {
         JobResult result;
         MediaFileRef ref = nullptr;
-        MediaFileStatus status = openToRead(path, audio, &ref);
+        MediaFileStatus status = openToRead(path, batch, audio, &ref);
         Value value;
-        std::string message = "cannot open";
-        bool opened = status == kMediaFileNoErr;
+        const bool opened = status == kMediaFileNoErr;
         if (opened) {
             status = readValue(ref, info, &value);
-            message = info->constantName;
             MediaFileClose(ref);
         }
+        std::string context = opened ? info->constantName : "cannot open";
         if (json) {
-            result.out = valueAsJsonLine(path, status, message, value) + "\n";
+            result.out = valueAsJsonLine(path, status, context, opened ? std::string() : openFailureCause(path, status), value) + "\n";
             result.failed = status != kMediaFileNoErr;
         } else if (status != kMediaFileNoErr) {
-            addError(&result, path + ": " + message + ": " + (opened ? statusText(status) : openFailureText(path, status)));
+            addError(&result, path + ": " + context + ": " + (opened ? statusText(status) : openFailureText(path, status)));
         } else {
             result.out = escapeText(valueText(value)) + "\n";
         }

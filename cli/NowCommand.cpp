@@ -82,9 +82,9 @@ std::string asText(const NowPlaying &now)
     const auto line = [&](const char *name, const std::string &value) {
         char label[24];
         std::snprintf(label, sizeof label, "  %-13s: ", name);
-        out += label + value + "\n";
+        out += label + escapeText(value) + "\n";
     };
-    out += now.player + (now.playing ? " (playing)\n" : " (not playing)\n");
+    out += escapeText(now.player) + (now.playing ? " (playing)\n" : " (not playing)\n");
     line("Title", now.title);
     line("Artist", now.artist);
     line("Album", now.album);

@@ -89,11 +89,14 @@ std::string valueAsJson(const Value &value)
     return "{\"length\": " + std::to_string(bytes.length) + ", \"sha256\": " + jsonString(bytes.sha256) + "}";
 }
 
-std::string valueAsJsonLine(const std::string &path, MediaFileStatus status, const std::string &context, const Value &value)
+std::string valueAsJsonLine(const std::string &path, MediaFileStatus status, const std::string &context, const std::string &cause,
+                            const Value &value)
 {
     std::string out = "{\"path\": " + jsonString(path) + pathBytesField(path) + ", \"status\": " + std::to_string(status);
     if (status != kMediaFileNoErr)
-        return out + ", \"error\": " + jsonString(context + ": " + MediaFileGetStatusName(status) + ": " + MediaFileGetStatusMessage(status)) + "}";
+        return out + ", \"error\": " +
+               jsonString(context + ": " + MediaFileGetStatusName(status) + ": " + MediaFileGetStatusMessage(status) + (cause.empty() ? "" : ": " + cause)) +
+               "}";
     return out + ", \"value\": " + valueAsJson(value) + "}";
 }
 

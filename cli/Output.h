@@ -18,8 +18,9 @@ std::string pathBytesField(std::string_view path);
 // A value as JSON: a number, a string, or {"length": ..., "sha256": ...} for bytes.
 std::string valueAsJson(const Value &value);
 // get --json: {"path", "status": 0, "value"}, or, when status is not 0, {"path", "status",
-// "error"} with the error's context ("cannot open", the constant name).
-std::string valueAsJsonLine(const std::string &path, MediaFileStatus status, const std::string &context, const Value &value);
+// "error"} with the error's context ("cannot open", the constant name) and cause.
+std::string valueAsJsonLine(const std::string &path, MediaFileStatus status, const std::string &context, const std::string &cause,
+                            const Value &value);
 // A value's text on one line: line breaks and other control characters are written as \n, \r,
 // \t, \xHH (\u00HH for C1 controls), invalid UTF-8 as U+FFFD. JSON keeps the exact text.
 std::string escapeText(std::string_view text);

@@ -130,7 +130,7 @@ int runRename(const Args &args)
     auto job = [&](const std::string &path, size_t) {
         JobResult result;
         MediaFileRef ref = nullptr;
-        if (MediaFileStatus status = openToRead(path, false, &ref)) {
+        if (MediaFileStatus status = openToRead(path, batch, false, &ref)) {
             addError(&result, path + ": cannot open: " + openFailureText(path, status));
             return result;
         }

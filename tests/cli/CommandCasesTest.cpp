@@ -106,6 +106,8 @@ const std::vector<Case> &cases()
          {{"src.mp3", "id3v23-full.mp3"}, {"b.{ext}", "", "Title=Old"}},
          "copy -n --overwrite --only Title,Album src.mp3 b.{ext}", 0,
          "b.{ext}\n  Album : (none) \u2192 Albüm\n  Title : Old \u2192 Full Title\n", {{"b.{ext}", "="}}},
+        {"CopyIntoAKindWithoutTags", {{"src.mp3", "id3v23-full.mp3"}, {"q.mov", "quicktime-tiny.mov"}}, "copy src.mp3 q.mov", 1, "",
+         {{"q.mov", "="}}, "MP3"},
         // rename
         {"RenameFromValues", {{"a.{ext}", "", "Title=Live/Loud: \"x\"?|Track Number=3"}},
          "rename --to '%{Track Number:02} %{Title}' a.{ext}", 0, "",

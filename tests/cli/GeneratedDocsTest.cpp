@@ -44,7 +44,7 @@ std::vector<std::pair<std::string, std::vector<std::string>>> commandsAndOptions
             std::vector<std::string> options;
             for (const std::string &optionLine : linesOf(commandHelp)) {
                 size_t start = optionLine.find_first_not_of(' ');
-                if (start == 0 || start == std::string::npos || optionLine[start] != '-')
+                if (start == 0 || start > 4 || start == std::string::npos || optionLine[start] != '-')
                     continue;
                 std::istringstream words(optionLine.substr(start, optionLine.find("  ", start) - start));
                 for (std::string word; words >> word;)
