@@ -6,6 +6,7 @@
 #include "RatingControl.h"
 
 #include "FieldEditingMonitor.h"
+#include "MediaFileWrapper.h"
 #include "PlayerWorker.h"
 
 #include <QComboBox>
@@ -14,6 +15,8 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QToolButton>
+
+#include <optional>
 
 namespace kestrabel::app {
 
@@ -40,6 +43,27 @@ void replaceItems(QComboBox *chooser, const QStringList &items)
         return;
     chooser->clear();
     chooser->addItems(items);
+}
+
+// "3:42" from the file's own headers; empty when there is no file or it has no known length.
+QString lengthOfFile(const QString &path)
+{
+    if (path.isEmpty())
+        return {};
+    std::optional<MediaFileWrapper> file = MediaFileWrapper::mediaFileWithFileAtPath(path, false);
+    if (!file)
+        return {};
+    MediaFileAudioProperties audio{};
+    audio.structSize = sizeof audio;
+    if (MediaFileGetAudioProperties(file->mediaFileRef(), &audio) != kMediaFileNoErr || audio.durationMs == 0)
+        return {};
+    const qulonglong seconds = (audio.durationMs + 500) / 1000;
+    if (seconds >= 3600)
+        return QStringLiteral("%1:%2:%3")
+            .arg(seconds / 3600)
+            .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
+            .arg(seconds % 60, 2, 10, QLatin1Char('0'));
+    return QStringLiteral("%1:%2").arg(seconds / 60).arg(seconds % 60, 2, 10, QLatin1Char('0'));
 }
 
 } // namespace
@@ -126,6 +150,7 @@ void ControlWindowController::showSnapshot(const TrackSnapshot &snapshot, bool f
     const QString typed = _textFieldTitle->text();
     fillTrackChoosers(title, album, snapshot.albumChanged, snapshot.albumTracks);
     _textFieldTitle->setText(typingTitle ? typed : titleText);
+    _textFieldLength->setText(lengthOfFile(snapshot.path));
 
     show(_textFieldArtist, shown(snapshot.artist, kUnknownArtist));
     if (!_editingMonitor->isEditing(_comboBoxGenre->lineEdit()))
@@ -210,6 +235,7 @@ void ControlWindowController::clearDisplay()
     _imageView->setProperty("imageName", QStringLiteral("notplaying"));
 
     _textFieldAlbum->clear();
+    _textFieldLength->clear();
     _textFieldAlbum->setEnabled(false);
     _textFieldArtist->clear();
     _textFieldArtist->setEnabled(false);

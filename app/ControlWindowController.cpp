@@ -197,7 +197,13 @@ void ControlWindowController::buildWindow()
     fields->addWidget(fieldLabel(_window, tr("Artist")), 1, 0);
     fields->addWidget(_textFieldArtist, 1, 1, 1, 2);
     fields->addWidget(fieldLabel(_window, tr("Album")), 2, 0);
-    fields->addWidget(_textFieldAlbum, 2, 1, 1, 2);
+    _textFieldLength = fieldLabel(_window, QString());
+    _textFieldLength->setObjectName(QStringLiteral("_textFieldLength"));
+    auto *albumRow = new QHBoxLayout;
+    albumRow->setSpacing(8);
+    albumRow->addWidget(_textFieldAlbum, 1);
+    albumRow->addWidget(_textFieldLength);
+    fields->addLayout(albumRow, 2, 1, 1, 2);
     fields->addWidget(fieldLabel(_window, tr("Genre")), 3, 0);
     fields->addWidget(_comboBoxGenre, 3, 1);
     fields->addWidget(_indicatorRating, 3, 2, Qt::AlignRight | Qt::AlignVCenter);

@@ -189,6 +189,8 @@ private:
 
     QLabel *_imageView = nullptr;
     QLineEdit *_textFieldAlbum = nullptr;
+    // The track's length, read from its file, beside the album.
+    QLabel *_textFieldLength = nullptr;
     QLineEdit *_textFieldArtist = nullptr;
     QLineEdit *_textFieldTitle = nullptr;
     QPushButton *_buttonSubmit = nullptr;

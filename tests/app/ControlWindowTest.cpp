@@ -111,6 +111,7 @@ TEST_F(ControlWindow, ShowsTheCurrentTrack)
     EXPECT_EQ(titleField()->text(), QStringLiteral("Hovering"));
     EXPECT_EQ(artistField()->text(), QStringLiteral("The Kestrabel Ensemble"));
     EXPECT_EQ(albumField()->text(), QStringLiteral("Demo Flight"));
+    EXPECT_EQ(child<QLabel>("_textFieldLength")->text(), QStringLiteral("0:12")) << "12.06 s, from the file";
     EXPECT_EQ(genreBox()->currentText(), QStringLiteral("Ambient"));
     EXPECT_EQ(artwork()->property("imageName").toString(), QString());
     EXPECT_FALSE(artwork()->pixmap().isNull());
@@ -322,7 +323,9 @@ TEST_F(ControlWindow, EmptyTitleIsNeverWritten)
 
 TEST_F(ControlWindow, TrackWithoutAReadableFileDropsTheEditButResumes)
 {
+    player.path = folder.filePath(QStringLiteral("gone.mp3"));
     open();
+    EXPECT_EQ(child<QLabel>("_textFieldLength")->text(), QString()) << "no file, no length";
     for (const QString &path : {QString(), folder.filePath(QStringLiteral("gone.mp3"))}) {
         player.path = path;
         player.playing = true;
