@@ -19,9 +19,10 @@ a value are printed as \n, \t, \xHH.
   --json            one JSON object per file per line (JSON Lines):
                     {"path": ..., "kind": "MP3", "audio": {...}, "status": 0,
                     "values": {...}}; "audio" has codec, durationMs,
-                    sampleRate, channels, bitsPerSample and bitRate (kbit/s).
-                    keys are data-ID constant names; byte values give their length
-                    and SHA-256. A file that fails gives {"path", "status", "error"}.
+                    sampleRate, channels, bitsPerSample and bitRate (kbit/s);
+                    keys of "values" are data-ID constant names; byte values
+                    give their length and SHA-256. A file that fails gives
+                    {"path", "status", "error"}.
                     A name that is not valid UTF-8 shows U+FFFD in "path" for
                     the bytes that are not; "path_bytes" then holds the name's
                     exact bytes as lower-case hex ("path_bytes": "6ae92e6d7033").

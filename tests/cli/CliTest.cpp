@@ -110,10 +110,12 @@ TEST(Cli, ShowAudioProperties)
         SCOPED_TRACE(c.arguments);
         std::string output;
         ASSERT_EQ(cli(c.arguments + aac, &output), 0);
-        if (c.expected)
+        if (c.expected) {
             EXPECT_NE(output.find(c.expected), std::string::npos) << output;
-        if (c.absent)
+        }
+        if (c.absent) {
             EXPECT_EQ(output.find(c.absent), std::string::npos) << output;
+        }
     }
     std::string output;
     ASSERT_EQ(cli("show " + opus, &output), 0);
