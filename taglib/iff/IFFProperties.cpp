@@ -9,31 +9,13 @@
 namespace kestrabel::iff {
 namespace {
 
-struct Codec {
-    uint32_t id;
-    const char *name;
-    bool pcm; // one sample frame is channels x bits, so the length follows from the sizes
-};
-
-// AIFF-C compression types.
-constexpr Codec kAifcCodecs[] = {
-    {util::fourCC("NONE"), "PCM", true}, {util::fourCC("twos"), "PCM", true}, {util::fourCC("sowt"), "PCM", true},
-    {util::fourCC("raw "), "PCM", true}, {util::fourCC("in24"), "PCM", true}, {util::fourCC("in32"), "PCM", true},
-    {util::fourCC("fl32"), "PCM", true}, {util::fourCC("FL32"), "PCM", true}, {util::fourCC("fl64"), "PCM", true},
-    {util::fourCC("ulaw"), "mu-law", false}, {util::fourCC("alaw"), "A-law", false}, {util::fourCC("ima4"), "IMA ADPCM", false},
-};
-// WAVE format tags; an extensible file names its own in the first two bytes of its sub-format.
-constexpr Codec kWaveCodecs[] = {
-    {0x0001, "PCM", true}, {0x0003, "PCM", true}, {0x0006, "A-law", false}, {0x0007, "mu-law", false},
-    {0x0002, "MS ADPCM", false}, {0x0011, "IMA ADPCM", false}, {0x0055, "MP3", false}, {0x0050, "MP2", false},
-};
 constexpr uint16_t kExtensible = 0xFFFE;
 constexpr uint32_t kComm = util::fourCC("COMM");
 constexpr uint32_t kSsnd = util::fourCC("SSND");
 constexpr uint32_t kFmt = util::fourCC("fmt ");
 constexpr uint32_t kData = util::fourCC("data");
 
-template <size_t N> const Codec *findCodec(const Codec (&table)[N], uint32_t id)
+const Codec *findCodec(std::span<const Codec> table, uint32_t id)
 {
     for (const Codec &c : table)
         if (c.id == id)
