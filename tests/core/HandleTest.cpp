@@ -27,6 +27,7 @@ TEST(KindDetection, ByExtensionWithoutReadingTheFile)
     EXPECT_EQ(kindOf("/nowhere/a.aifc"), kMediaFileTypeAIFF);
     EXPECT_EQ(kindOf("/nowhere/a.wav"), kMediaFileTypeWAVE);
     EXPECT_EQ(kindOf("/nowhere/a.oga"), kMediaFileTypeOgg);
+    EXPECT_EQ(kindOf("/nowhere/a.opus"), kMediaFileTypeOgg);
     EXPECT_EQ(kindOf("/nowhere/a.flac"), kMediaFileTypeFLAC);
     EXPECT_EQ(kindOf("/nowhere/a.JPEG"), kMediaFileTypeEXIF);
     EXPECT_EQ(kindOf("/nowhere/a.mov"), kMediaFileTypeQuickTime);
@@ -48,6 +49,7 @@ TEST(KindDetection, ByContentWhenTheExtensionIsUnknown)
         {std::string("RIFF\0\0\0\x10" "WAVE", 12), kMediaFileTypeWAVE},
         {std::string("OggS", 4) + std::string(24, '\0') + std::string("\x01vorbis", 7), kMediaFileTypeOgg},
         {std::string("OggS", 4) + std::string(24, '\0') + std::string("OpusHead", 8), kMediaFileTypeOgg},
+        {std::string("OggS", 4) + std::string(24, '\0') + std::string("\x7f" "FLAC", 5), kMediaFileTypeUnsupported},
         {"fLaC\0\0\0\x22", kMediaFileTypeFLAC},
         {std::string("\xFF\xD8\xFF\xE1", 4), kMediaFileTypeEXIF},
         {"plain text, not media", kMediaFileTypeUnsupported},
