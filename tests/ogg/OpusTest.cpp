@@ -1,6 +1,6 @@
 // Ogg Opus files: read and write their OpusTags under the Vorbis-comment names, keep every
 // audio packet, page granule position and the decoded audio, and stay readable by the peers
-// (opusinfo, mutagen, ffmpeg).
+// (opusinfo, mutagen, ffprobe and ffmpeg).
 #include "OggTestSupport.h"
 #include "TestSupport.h"
 
@@ -21,15 +21,17 @@ struct SaveCase {
     MediaFileDataID id;
     std::string value;
     const char *mutagenKey; // how mutagen names the field
+    const char *ffprobeKey; // and ffprobe
 };
 
 // A short title keeps the comment header on its page; 70,000 bytes of album take two more
 // pages, so every later page of the stream gets a new sequence number.
 const SaveCase kSaves[] = {
-    {"opusenc file, short title", "opus-tagged.opus", kMediaFileDataIDTitle, "Neuer Titel", "title"},
-    {"opusenc file named .ogg, new field", "opus-mono-in-ogg.ogg", kMediaFileDataIDComposer, "Someone", "composer"},
-    {"ffmpeg file, album over several pages", "opus-ffmpeg.opus", kMediaFileDataIDAlbum, std::string(70000, 'A'), "album"},
-    {"opusenc file, track number", "opus-tagged.opus", kMediaFileDataIDTrackNumber, "9", "tracknumber"},
+    {"opusenc file, short title", "opus-tagged.opus", kMediaFileDataIDTitle, "Neuer Titel", "title", "title"},
+    {"ffmpeg file, year", "opus-ffmpeg.opus", kMediaFileDataIDYear, "2024", "year", "year"},
+    {"opusenc file named .ogg, new field", "opus-mono-in-ogg.ogg", kMediaFileDataIDComposer, "Someone", "composer", "composer"},
+    {"ffmpeg file, album over several pages", "opus-ffmpeg.opus", kMediaFileDataIDAlbum, std::string(70000, 'A'), "album", "album"},
+    {"opusenc file, track number", "opus-tagged.opus", kMediaFileDataIDTrackNumber, "9", "tracknumber", "track"},
 };
 
 void PrintTo(const SaveCase &c, std::ostream *out) { *out << c.what; }
@@ -81,8 +83,14 @@ TEST_P(OpusSave, KeepsAudioAndPeersReadTheValue)
     EXPECT_EQ(audioGranules(now), audioGranules(old));
     EXPECT_TRUE(now.endsWithEos);
 
-    if (haveFfmpeg)
+    if (haveFfmpeg) {
         EXPECT_EQ(decodedMd5(path), md5Before);
+        std::string tag;
+        runCommand("ffprobe -v error -show_entries stream_tags=" + std::string(c.ffprobeKey) + " -of default=nw=1:nk=1 " +
+                       shellQuote(path),
+                   &tag);
+        EXPECT_EQ(tag, c.value + "\n") << "ffprobe's view of the field";
+    }
     else
         ADD_FAILURE() << "ffmpeg is not installed: the decoded audio was not compared";
     if (haveTool("opusinfo")) {
