@@ -76,7 +76,7 @@ const std::map<std::string, const char *> kNotComparable = {
 bool isAudioKind(MediaFileType kind) { return kind != kMediaFileTypeEXIF && kind != kMediaFileTypeQuickTime; }
 
 // Every codec name the handlers give must be met on at least one real file.
-const std::set<std::string> kCodecsToCover = {"MP3", "AAC", "ALAC", "PCM", "FLAC", "Vorbis", "Opus"};
+const std::set<std::string> kCodecsToCover = {"MP3", "MP2", "AAC", "ALAC", "PCM", "FLAC", "Vorbis", "Opus"};
 
 TEST(AudioProperties, MatchEveryAudioFixtureWithFfprobe)
 {
@@ -183,6 +183,11 @@ TEST(AudioProperties, RecordSizeRule)
             ASSERT_EQ(buffer[i], 0xEE) << "byte " << i;
     }
     EXPECT_EQ(MediaFileGetAudioProperties(file.ref(), nullptr), kMediaFileErrParam);
+    OpenFile image(fixturePath("exif-camera.jpg"));
+    ASSERT_EQ(image.status(), 0);
+    MediaFileAudioProperties props{};
+    props.structSize = sizeof props;
+    EXPECT_EQ(MediaFileGetAudioProperties(image.ref(), &props), kMediaFileErrUnsupported) << "a still image has no audio";
     EXPECT_EQ(MediaFileGetAudioProperties(nullptr, nullptr), kMediaFileErrNullRef);
 }
 

@@ -20,6 +20,9 @@ sox -R -n -r 48000 -c 2 -b 16 "$tmp/stereo48.wav" synth 0.45 sine 330 sine 550
 lame --quiet -V 6 --noreplaygain "$tmp/stereo.wav" props-lame-vbr.mp3
 # Mono MPEG-2 (22.05 kHz) at a constant rate, no Xing header: the length comes from the size.
 lame --quiet --cbr -b 32 -t "$tmp/mono.wav" props-lame-cbr-mpeg2-mono.mp3
+# MPEG-1 Layer II from ffmpeg's encoder, as a bare stream named .mp3.
+sox -R -n -r 32000 -c 2 -b 16 "$tmp/mp2.wav" synth 0.4 sine 440 sine 660
+ff -i "$tmp/mp2.wav" -c:a mp2 -b:a 64k -fflags +bitexact -flags:a +bitexact -f mp2 props-mp2.mp3
 
 ff -i "$tmp/stereo.wav" -c:a aac -b:a 64k -fflags +bitexact -flags:a +bitexact props-aac.m4a
 ff -i "$tmp/mono.wav" -c:a alac -fflags +bitexact -flags:a +bitexact props-alac.m4a
