@@ -111,6 +111,64 @@ TEST_F(DiscoveryTest, AnotherPlayerStartingToPlayTakesOver)
     EXPECT_TRUE(waitUntil([&] { return connection.currentService() == beta.service(); }));
 }
 
+TEST_F(DiscoveryTest, ThePlayerThatStartedPlayingLastWins)
+{
+    // Both play at first sight: the one less far into its track started later, whatever the
+    // order of their names.
+    QJsonObject early = playerWith("Alpha", "Playing");
+    early.insert("position", 90e6);
+    QJsonObject late = playerWith("Beta", "Playing");
+    late.insert("position", 5e6);
+    FakePlayer alpha("alpha", late);
+    FakePlayer beta("beta", early);
+    ASSERT_TRUE(alpha.ready() && beta.ready());
+    MprisConnection connection(QDBusConnection::sessionBus());
+    EXPECT_EQ(connection.currentService(), alpha.service());
+    // beta pauses and plays again: now it started last.
+    ASSERT_TRUE(beta.script({{"status", "Paused"}}));
+    ASSERT_TRUE(waitUntil([&] { return connection.currentService() == alpha.service(); }));
+    ASSERT_TRUE(beta.script({{"status", "Playing"}}));
+    EXPECT_TRUE(waitUntil([&] { return connection.currentService() == beta.service(); }));
+}
+
+TEST_F(DiscoveryTest, HungPlayerIsSkippedUntilItAnswersAgain)
+{
+    FakePlayer alpha("alpha", playerWith("Alpha", "Paused"));
+    FakePlayer beta("beta", playerWith("Beta", "Playing"));
+    ASSERT_TRUE(alpha.ready() && beta.ready());
+    MprisConnection connection(QDBusConnection::sessionBus());
+    ASSERT_EQ(connection.currentService(), beta.service());
+    beta.hang();
+    // The first look waits out its deadline for beta; from then on beta is not asked at all.
+    EXPECT_EQ(connection.copyCurrentTrackName(), "Alpha");
+    EXPECT_EQ(connection.currentService(), alpha.service());
+    connection.pinPlayer(beta.service());
+    EXPECT_TRUE(connection.currentPlayerId().isNull());
+    EXPECT_FALSE(connection.play());
+    connection.pinPlayer({});
+    beta.resume();
+    EXPECT_TRUE(waitUntil([&] { return connection.currentService() == beta.service(); }));
+}
+
+TEST_F(DiscoveryTest, PinnedPlayerTakesEveryOperationAndNeverFallsBack)
+{
+    FakePlayer alpha("alpha", playerWith("Alpha", "Playing"));
+    FakePlayer beta("beta", playerWith("Beta", "Paused"));
+    ASSERT_TRUE(alpha.ready() && beta.ready());
+    MprisConnection connection(QDBusConnection::sessionBus());
+    connection.pinPlayer(beta.service());
+    EXPECT_EQ(connection.copyCurrentTrackName(), "Beta");
+    EXPECT_EQ(connection.copyCurrentTrackId(), "/t/1");
+    EXPECT_TRUE(connection.play());
+    EXPECT_TRUE(beta.calls().contains("Play"));
+    EXPECT_FALSE(alpha.calls().contains("Play"));
+    beta.vanish();
+    EXPECT_TRUE(waitUntil([&] { return connection.currentPlayerId().isNull(); }));
+    EXPECT_TRUE(connection.copyCurrentTrackName().isNull());
+    EXPECT_FALSE(connection.pause());
+    EXPECT_FALSE(alpha.calls().contains("Pause"));
+}
+
 TEST_F(DiscoveryTest, PreferredPlayerWinsWhileItRuns)
 {
     FakePlayer alpha("alpha", playerWith("Alpha", "Paused"));

@@ -157,7 +157,7 @@ private:
         QVariantMap properties{
             {QStringLiteral("PlaybackStatus"), state_.value(QStringLiteral("status")).toString(QStringLiteral("Stopped"))},
             {QStringLiteral("Metadata"), metadataOf(currentTrack())},
-            {QStringLiteral("Position"), qlonglong(0)},
+            {QStringLiteral("Position"), qlonglong(state_.value(QStringLiteral("position")).toDouble())},
             {QStringLiteral("CanControl"), true},
             {QStringLiteral("CanPlay"), true},
             {QStringLiteral("CanPause"), true},

@@ -73,6 +73,34 @@ TEST_F(NowCommandTest, PrintsTextAndPrefersTheNamedPlayer)
     EXPECT_NE(output.find("(not a local file)"), std::string::npos) << output;
 }
 
+// A player that stopped answering is left out after a second; asked for by name, it is an error.
+TEST_F(NowCommandTest, HungPlayerIsLeftOutOrNamed)
+{
+    const auto playing = [](const char *title) {
+        return QJsonObject{{"identity", title}, {"status", "Playing"}, {"current", 0},
+                           {"tracks", QJsonArray{QJsonObject{{"xesam:title", title}}}}};
+    };
+    FakePlayer alpha("alpha", playing("Alpha"));
+    FakePlayer beta("beta", playing("Beta"));
+    ASSERT_TRUE(alpha.ready() && beta.ready());
+    beta.hang();
+    const struct {
+        const char *arguments;
+        int status;
+        const char *shown;
+    } rows[] = {
+        {"", 0, "Alpha (playing)"},
+        {"--player alpha", 0, "Alpha (playing)"},
+        {"--player beta", 1, "the player org.mpris.MediaPlayer2.beta does not answer"},
+    };
+    for (const auto &row : rows) {
+        std::string output;
+        EXPECT_EQ(now(std::string(row.arguments) + " 2>&1", &output), row.status) << row.arguments;
+        EXPECT_NE(output.find(row.shown), std::string::npos) << row.arguments << ": " << output;
+    }
+    beta.resume();
+}
+
 TEST_F(NowCommandTest, NoPlayerAndUsageErrors)
 {
     std::string output;

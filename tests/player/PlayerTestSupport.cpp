@@ -174,8 +174,12 @@ bool FakePlayer::waitForCall(const QString &prefix, int timeoutMs)
         timeoutMs);
 }
 
+void FakePlayer::hang() { ::kill(pid_t(child_->process().processId()), SIGSTOP); }
+void FakePlayer::resume() { ::kill(pid_t(child_->process().processId()), SIGCONT); }
+
 void FakePlayer::vanish()
 {
+    resume();
     child_->kill();
     waitUntil([&] { return !busNameRegistered(service_); });
 }

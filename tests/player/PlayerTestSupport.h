@@ -69,6 +69,9 @@ public:
     void clearCalls();
     // Waits until a call starting with prefix arrived.
     bool waitForCall(const QString &prefix, int timeoutMs = 5000);
+    // Stops the process (SIGSTOP): its names stay on the bus, but it answers nothing until resume().
+    void hang();
+    void resume();
     // Kills the process: its names vanish from the bus.
     void vanish();
     // The same without running the event loop, so that no name-owner signal reaches anyone yet.
