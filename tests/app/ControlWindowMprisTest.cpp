@@ -19,7 +19,9 @@
 #include <QJsonDocument>
 #include <QLabel>
 #include <QLineEdit>
+#include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <QTest>
 #include <QToolButton>
 
@@ -82,8 +84,10 @@ protected:
         ASSERT_TRUE(fake->ready());
         player = player::createPlayerConnection();
         ASSERT_TRUE(apptest::waitUntil([&] { return player->isRunning(); }));
-        controller = std::make_unique<ControlWindowController>(*player);
+        // The player's questions run on their own thread, as in the application.
+        controller = std::make_unique<ControlWindowController>(*player, nullptr, true);
         controller->showWindow();
+        ASSERT_TRUE(apptest::waitUntil([&] { return shownTitle() == kAlbum[0]; }));
         fake->clearCalls();
     }
     void TearDown() override
@@ -133,11 +137,67 @@ TEST_F(MprisWindow, TitleEditPausesWritesAndResumesThePlayer)
     title->selectAll();
     QTest::keyClicks(title, QStringLiteral("Hovering, Edited"));
     QTest::keyClick(title, Qt::Key_Return);
+    ASSERT_TRUE(fake->waitForCall(QStringLiteral("Play")));
     EXPECT_EQ(apptest::fileTag(paths[0], kMediaFileDataIDTitle), QStringLiteral("Hovering, Edited"));
     EXPECT_EQ(playerCommands(*fake), (QStringList{QStringLiteral("Pause"), QStringLiteral("Play")}));
     // The bridge reads the file's own tags, so the next update shows the new title.
     controller->updateDisplayFromiTunes(false);
-    EXPECT_EQ(controller->cachedTitle(), QStringLiteral("Hovering, Edited"));
+    EXPECT_TRUE(apptest::waitUntil([&] { return controller->cachedTitle() == QLatin1String("Hovering, Edited"); }));
+}
+
+TEST_F(MprisWindow, TypingSurvivesATrackChangeAndIsNotWrittenIntoTheNewTrack)
+{
+    QLineEdit *title = child<QLineEdit>("_textFieldTitle");
+    title->setFocus();
+    title->selectAll();
+    QTest::keyClicks(title, QStringLiteral("Typed For Hovering"));
+    ASSERT_TRUE(fake->script({{QStringLiteral("current"), 1}}));
+    ASSERT_TRUE(apptest::waitUntil([&] { return controller->cachedTitle() == kAlbum[1]; }));
+    EXPECT_EQ(title->text(), QStringLiteral("Typed For Hovering"));
+    QTest::keyClick(title, Qt::Key_Return);
+    ASSERT_TRUE(apptest::waitUntil([&] { return !controller->statusNote().isEmpty(); }));
+    EXPECT_EQ(apptest::fileTag(paths[0], kMediaFileDataIDTitle), kAlbum[0]);
+    EXPECT_EQ(apptest::fileTag(paths[1], kMediaFileDataIDTitle), kAlbum[1]);
+    EXPECT_EQ(title->text(), kAlbum[1]);
+}
+
+TEST_F(MprisWindow, FailedSaveShowsANoteAndEscapeRevertsTheField)
+{
+    QLineEdit *artist = child<QLineEdit>("_textFieldArtist");
+    // Permissions do not stop root: a folder where the file was cannot be saved by anyone.
+    ASSERT_TRUE(QFile::remove(paths[0]));
+    ASSERT_TRUE(QDir().mkdir(paths[0]));
+    artist->setFocus();
+    artist->selectAll();
+    QTest::keyClicks(artist, QStringLiteral("Nobody"));
+    QTest::keyClick(artist, Qt::Key_Return);
+    ASSERT_TRUE(apptest::waitUntil([&] { return !controller->statusNote().isEmpty(); }));
+    EXPECT_NE(controller->statusNote().indexOf(QStringLiteral("01 Hovering.mp3")), -1)
+        << controller->statusNote().toStdString();
+    EXPECT_EQ(artist->text(), QStringLiteral("The Kestrabel Ensemble"));
+    QTest::keyClicks(artist, QStringLiteral(" and friends"));
+    QTest::keyClick(artist, Qt::Key_Escape);
+    EXPECT_EQ(artist->text(), QStringLiteral("The Kestrabel Ensemble"));
+    // Escape went to the field, not to the window's Escape that hides it.
+    EXPECT_EQ(controller->moveOutEffect(), nullptr);
+}
+
+// The window's thread never waits for the player: with the player stopped (SIGSTOP) a look at it
+// is under way for a second, and a toggle is handled meanwhile.
+TEST_F(MprisWindow, HungPlayerDoesNotHoldUpTheWindow)
+{
+    QSignalSpy updates(controller.get(), &ControlWindowController::displayUpdated);
+    fake->hang();
+    controller->updateDisplayFromiTunes(false);
+    QTimer::singleShot(0, controller.get(), &ControlWindowController::toggleWindowVisibility);
+    ASSERT_TRUE(apptest::waitUntil([&] { return controller->moveOutEffect() != nullptr; }, 2000));
+    EXPECT_EQ(updates.count(), 0);
+    // The stopped player is left out once its deadline has passed.
+    EXPECT_TRUE(apptest::waitUntil([&] {
+        return child<QLabel>("_imageView")->property("imageName").toString() == QLatin1String("notplaying");
+    }));
+    fake->resume();
+    EXPECT_TRUE(apptest::waitUntil([&] { return shownTitle() == kAlbum[0]; }));
 }
 
 TEST_F(MprisWindow, RatingAndTransportReachThePlayer)
@@ -152,6 +212,7 @@ TEST_F(MprisWindow, RatingAndTransportReachThePlayer)
     child<QToolButton>("_buttonNext")->click();
     child<QToolButton>("_buttonPlayPause")->click();
     child<QToolButton>("_buttonStop")->click();
+    ASSERT_TRUE(fake->waitForCall(QStringLiteral("Stop")));
     EXPECT_EQ(playerCommands(*fake),
               (QStringList{QStringLiteral("Next"), QStringLiteral("PlayPause"), QStringLiteral("Stop")}));
 }
@@ -169,9 +230,9 @@ TEST_F(MprisWindow, ChoosingATrackOfTheAlbumPlaysIt)
 TEST_F(MprisWindow, PlayerThatGoesAwayClearsTheWindow)
 {
     fake->vanish();
-    ASSERT_TRUE(apptest::waitUntil([&] { return !player->isRunning(); }));
-    controller->updateDisplayFromiTunes(false);
-    EXPECT_EQ(child<QLabel>("_imageView")->property("imageName").toString(), QStringLiteral("notplaying"));
+    ASSERT_TRUE(apptest::waitUntil([&] {
+        return child<QLabel>("_imageView")->property("imageName").toString() == QLatin1String("notplaying");
+    }));
     EXPECT_FALSE(child<QLineEdit>("_textFieldTitle")->isEnabled());
     // The bridge tells of the vanished player, and the button stops showing pause.
     EXPECT_TRUE(apptest::waitUntil([&] {
