@@ -1,11 +1,13 @@
 #include "CustomWindow.h"
 
+#include "DesktopHints.h"
 #include "ScreenGeometry.h"
 
 #include <QEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <QTimer>
 
 namespace kestrabel::app {
 
@@ -14,6 +16,7 @@ namespace {
 // The shadow is painted inside the window, so the panel sits inset by this margin.
 constexpr int kShadowMargin = 8;
 constexpr qreal kCornerRadius = 10.0;
+constexpr int kMappedDelayMs = 200;
 
 } // namespace
 
@@ -26,6 +29,9 @@ CustomWindow::CustomWindow(QWidget *parent)
     setAutoFillBackground(false);
     setWindowOpacity(1.0);
     setContentsMargins(kShadowMargin, kShadowMargin, kShadowMargin, kShadowMargin);
+    // Before the first map, so that the window manager places it on every workspace at once.
+    winId();
+    applyPanelHints(this);
 }
 
 QPoint CustomWindow::draggedOrigin(QPoint mouseOnScreen) const
@@ -64,9 +70,28 @@ void CustomWindow::changeEvent(QEvent *event)
     QWidget::changeEvent(event);
 }
 
+void CustomWindow::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    opaque_ = !compositorRuns();
+    applyPanelHints(this);
+    // Once mapped, where only messages reach the window manager.
+    QTimer::singleShot(kMappedDelayMs, this, [this] {
+        if (isVisible())
+            applyPanelHints(this);
+    });
+}
+
 void CustomWindow::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
+    if (opaque_) {
+        // Without a compositor the shadow's translucent pixels would show as a black frame.
+        painter.fillRect(rect(), QColor(34, 36, 40));
+        painter.setPen(QPen(QColor(255, 255, 255, 60), 1.0));
+        painter.drawRect(rect().adjusted(0, 0, -1, -1));
+        return;
+    }
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setCompositionMode(QPainter::CompositionMode_Source);
     painter.fillRect(rect(), Qt::transparent);

@@ -33,6 +33,40 @@ int toggleRunningInstance(int argc, char **argv)
     return 1;
 }
 
+// The options, so that --help and --version can answer without a display connection.
+struct Options {
+    QCommandLineOption demo{QStringLiteral("demo"), QStringLiteral("Play the bundled sample album first.")};
+    QCommandLineOption toggle{QStringLiteral("toggle"), QStringLiteral("Show or hide the window of the running Kestrabel.")};
+
+    void addTo(QCommandLineParser &parser) const
+    {
+        parser.setApplicationDescription(
+            QStringLiteral("Shows and edits the tags of the track your music player plays."));
+        parser.addHelpOption();
+        parser.addVersionOption();
+        parser.addOption(demo);
+        parser.addOption(toggle);
+    }
+};
+
+void nameApplication()
+{
+    QCoreApplication::setOrganizationName(QStringLiteral("Kestrabel"));
+    QCoreApplication::setApplicationName(QStringLiteral("Kestrabel"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(KESTRABEL_VERSION));
+}
+
+int answerWithoutDisplay(int argc, char **argv)
+{
+    QCoreApplication core(argc, argv);
+    nameApplication();
+    QCommandLineParser parser;
+    Options().addTo(parser);
+    // Prints and exits for --help, --version and unknown options.
+    parser.process(core);
+    return 0;
+}
+
 int gSignalSocket[2] = {-1, -1};
 
 void forwardSignal(int)
@@ -70,26 +104,22 @@ int main(int argc, char **argv)
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--toggle") == 0)
             return toggleRunningInstance(argc, argv);
+        for (const char *plain : {"--help", "-h", "-?", "--help-all", "--version", "-v"})
+            if (std::strcmp(argv[i], plain) == 0)
+                return answerWithoutDisplay(argc, argv);
     }
 
     QApplication application(argc, argv);
-    QCoreApplication::setOrganizationName(QStringLiteral("Kestrabel"));
-    QCoreApplication::setApplicationName(QStringLiteral("Kestrabel"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(KESTRABEL_VERSION));
+    nameApplication();
     QGuiApplication::setDesktopFileName(QStringLiteral("kestrabel"));
     QGuiApplication::setWindowIcon(app::iconNamed(QStringLiteral("kestrabel")));
     QApplication::setQuitOnLastWindowClosed(false);
 
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Shows and edits the tags of the track your music player plays."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    const QCommandLineOption demo(QStringLiteral("demo"), QStringLiteral("Play the bundled sample album first."));
-    const QCommandLineOption toggle(QStringLiteral("toggle"),
-                                    QStringLiteral("Show or hide the window of the running Kestrabel."));
-    parser.addOption(demo);
-    parser.addOption(toggle);
+    const Options options;
+    options.addTo(parser);
     parser.process(application);
+    const QCommandLineOption &demo = options.demo;
 
     app::ApplicationBusInterface busInterface;
     if (app::claimSingleInstance(&busInterface) == app::InstanceClaim::Taken) {

@@ -11,7 +11,7 @@ packages=(
   # tests
   libgtest-dev googletest
   # objects, player bridge, desktop application
-  qt6-base-dev qt6-base-dev-tools qt6-svg-dev qt6-image-formats-plugins libxcb1-dev libx11-dev
+  qt6-base-dev qt6-base-dev-tools qt6-svg-dev qt6-image-formats-plugins qt6-wayland libxcb1-dev libx11-dev
   # real encoders, validators and peers used by fixtures and interop tests
   ffmpeg lame sox flac vorbis-tools opus-tools libimage-exiftool-perl python3 python3-mutagen
   # checks of the generated shell completions and man page

@@ -236,6 +236,27 @@ TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
     EXPECT_TRUE(application.running());
 }
 
+// --help and --version answer on a terminal without any display.
+TEST(EndToEnd, HelpAndVersionNeedNoDisplay)
+{
+    const struct {
+        const char *option;
+        const char *shown;
+    } rows[] = {{"--help", "--toggle"}, {"--version", "Kestrabel "}, {"-h", "--demo"}};
+    for (const auto &row : rows) {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+            environment.remove(QLatin1String(name));
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(KESTRABEL_APP_PATH), {QLatin1String(row.option)});
+        ASSERT_TRUE(process.waitForFinished(kWaitMs)) << row.option;
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << row.option;
+        EXPECT_EQ(process.exitCode(), 0) << row.option;
+        EXPECT_TRUE(process.readAllStandardOutput().contains(row.shown)) << row.option;
+    }
+}
+
 TEST(EndToEnd, DemoPlaysTheSampleAlbumAndCleansUpWhenEnded)
 {
     std::string missing;

@@ -5,6 +5,8 @@
 #include "ScriptedPlayer.h"
 
 #include "ControlWindowController.h"
+#include "CustomWindow.h"
+#include "DesktopHints.h"
 #include "GlobalHotKey.h"
 #include "HotKeyMapping.h"
 #include "Preferences.h"
@@ -18,7 +20,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
+#include <vector>
 
 using namespace kestrabel;
 using namespace kestrabel::app;
@@ -134,6 +139,48 @@ TEST_F(X11HotKey, HotKeyTogglesTheControlWindow)
     ASSERT_TRUE(apptest::waitUntil([&] { return controller.moveInEffect() == nullptr; }, 5000));
     ASSERT_TRUE(xdotool({QStringLiteral("key"), QStringLiteral("super+Escape"), QStringLiteral("ctrl+F3")}));
     EXPECT_TRUE(apptest::waitUntil([&] { return !controller.window()->isVisible(); }, 5000));
+}
+
+} // namespace
+
+namespace {
+
+// The panel asks the window manager for every workspace and no taskbar or pager; the test's X
+// server has no compositor, so the panel is painted opaque.
+TEST(X11Panel, IsOnEveryWorkspaceOutOfTaskbarsAndOpaqueWithoutCompositor)
+{
+    if (apptest::ownDisplay().isEmpty() || QGuiApplication::platformName() != QLatin1String("xcb"))
+        GTEST_SKIP() << "no Xvfb";
+    auto *native = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    xcb_connection_t *connection = native->connection();
+    const auto atom = [&](const char *name) {
+        xcb_intern_atom_reply_t *reply =
+            xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 0, uint16_t(strlen(name)), name), nullptr);
+        const xcb_atom_t value = reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
+        free(reply);
+        return value;
+    };
+    const auto property = [&](xcb_window_t window, const char *name) {
+        std::vector<uint32_t> values;
+        xcb_get_property_reply_t *reply = xcb_get_property_reply(
+            connection, xcb_get_property(connection, 0, window, atom(name), XCB_GET_PROPERTY_TYPE_ANY, 0, 64), nullptr);
+        if (reply) {
+            const auto *data = static_cast<const uint32_t *>(xcb_get_property_value(reply));
+            values.assign(data, data + xcb_get_property_value_length(reply) / 4);
+        }
+        free(reply);
+        return values;
+    };
+    CustomWindow window;
+    window.resize(200, 100);
+    window.show();
+    apptest::spinEvents(300);
+    const auto id = xcb_window_t(window.winId());
+    const std::vector<uint32_t> states = property(id, "_NET_WM_STATE");
+    for (const char *wanted : kPanelWindowStates)
+        EXPECT_NE(std::find(states.begin(), states.end(), atom(wanted)), states.end()) << wanted;
+    EXPECT_EQ(property(id, "_NET_WM_DESKTOP"), std::vector<uint32_t>{0xFFFFFFFFu});
+    EXPECT_TRUE(window.isOpaquePanel());
 }
 
 } // namespace
