@@ -30,6 +30,11 @@ QStringList ApplicationBusInterface::ShownTrack()
     return controller_ ? controller_->shownTrack() : QStringList();
 }
 
+QString ApplicationBusInterface::ShownPlayer()
+{
+    return controller_ ? controller_->displayedPlayer() : QString();
+}
+
 InstanceClaim claimSingleInstance(ApplicationBusInterface *interface)
 {
     QDBusConnection bus = QDBusConnection::sessionBus();

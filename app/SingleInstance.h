@@ -28,6 +28,8 @@ public slots:
     Q_SCRIPTABLE bool IsWindowVisible();
     // Title, artist, album and genre as the window shows them.
     Q_SCRIPTABLE QStringList ShownTrack();
+    // The bus name of the player whose track the window shows; empty when none.
+    Q_SCRIPTABLE QString ShownPlayer();
 
 private:
     ControlWindowController *controller_ = nullptr;

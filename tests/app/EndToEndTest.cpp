@@ -11,7 +11,9 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
+#include <QDBusConnectionInterface>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
@@ -20,6 +22,9 @@
 #include <QUrl>
 
 #include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
 
 using namespace kestrabel;
 
@@ -122,6 +127,22 @@ bool skipWithout(std::initializer_list<const char *> tools, std::string *missing
     return false;
 }
 
+QStringList mprisServices()
+{
+    QStringList services;
+    for (const QString &name : QDBusConnection::sessionBus().interface()->registeredServiceNames().value())
+        if (name.startsWith(QLatin1String("org.mpris.MediaPlayer2.")))
+            services << name;
+    return services;
+}
+
+double positionSeconds(const QString &service)
+{
+    return mprisProperty(service, QStringLiteral("Position")).toLongLong() / 1e6;
+}
+
+// Two real players play at once (two mpv, each with its own copy of the album); the window shows
+// one of them, and an edit must pause, write and resume exactly that one.
 TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
 {
     std::string missing;
@@ -136,19 +157,21 @@ TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
     ASSERT_TRUE(compositor.started());
 
     QTemporaryDir folder;
-    QStringList tracks;
-    for (const QString &name : {QStringLiteral("01 Hovering.mp3"), QStringLiteral("02 Stoop.mp3"),
-                                QStringLiteral("03 Thermal.mp3")})
-        tracks << apptest::copyDemoTrack(name, folder.path());
-    QStringList mpvArguments{QStringLiteral("--no-video"), QStringLiteral("--no-terminal"),
-                             QStringLiteral("--force-window=no"), QStringLiteral("--ao=null"),
-                             QStringLiteral("--loop-playlist=inf"), QStringLiteral("--")};
-    mpvArguments << tracks;
-    apptest::ChildProcess mpv(QStringLiteral("mpv"), mpvArguments, displayEnvironment);
-    ASSERT_TRUE(mpv.started());
-    const QString mpvService = QStringLiteral("org.mpris.MediaPlayer2.mpv");
-    ASSERT_TRUE(apptest::waitUntil([&] { return apptest::busNameRegistered(mpvService); }, kWaitMs))
-        << "mpv-mpris did not appear on the bus";
+    std::vector<std::unique_ptr<apptest::ChildProcess>> players;
+    for (const QString &copy : {QStringLiteral("first"), QStringLiteral("second")}) {
+        const QString album = folder.filePath(copy);
+        QDir().mkpath(album);
+        QStringList mpvArguments{QStringLiteral("--no-video"), QStringLiteral("--no-terminal"),
+                                 QStringLiteral("--force-window=no"), QStringLiteral("--ao=null"),
+                                 QStringLiteral("--loop-file=inf"), QStringLiteral("--")};
+        for (const QString &name : {QStringLiteral("01 Hovering.mp3"), QStringLiteral("02 Stoop.mp3")})
+            mpvArguments << apptest::copyDemoTrack(name, album);
+        players.push_back(std::make_unique<apptest::ChildProcess>(QStringLiteral("mpv"), mpvArguments, displayEnvironment));
+        ASSERT_TRUE(players.back()->started());
+        const qsizetype count = players.size();
+        ASSERT_TRUE(apptest::waitUntil([&] { return mprisServices().size() == count; }, kWaitMs))
+            << "mpv-mpris did not appear on the bus";
+    }
 
     const QString config = folder.filePath(QStringLiteral("config"));
     writeSettings(config);
@@ -159,17 +182,21 @@ TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
     ASSERT_TRUE(apptest::waitUntil([&] { return apptest::busNameRegistered(QStringLiteral("org.kestrabel.Kestrabel")); },
                                    kWaitMs));
 
-    // The window shows the track mpv plays.
-    QString playing;
+    // The window shows the track of one of the two players.
+    QString shownService;
     ASSERT_TRUE(apptest::waitUntil(
         [&] {
-            playing = playingFile(mpvService);
+            shownService = applicationCall(QStringLiteral("ShownPlayer")).toString();
             const QStringList shown = applicationCall(QStringLiteral("ShownTrack")).toStringList();
-            return !playing.isEmpty() && !shown.isEmpty() &&
-                   shown.first() == apptest::fileTag(playing, kMediaFileDataIDTitle) &&
+            return mprisServices().contains(shownService) && !shown.isEmpty() &&
+                   shown.first() == apptest::fileTag(playingFile(shownService), kMediaFileDataIDTitle) &&
                    applicationCall(QStringLiteral("IsWindowVisible")).toBool();
         },
         kWaitMs));
+    QString otherService;
+    for (const QString &service : mprisServices())
+        if (service != shownService)
+            otherService = service;
     const QStringList shown = applicationCall(QStringLiteral("ShownTrack")).toStringList();
     EXPECT_EQ(shown.value(1), QStringLiteral("The Kestrabel Ensemble"));
     EXPECT_EQ(shown.value(2), QStringLiteral("Demo Flight"));
@@ -190,9 +217,13 @@ TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
         EXPECT_TRUE(QFile::exists(shot));
     }
 
-    // Type a new title into the title field, the first row of the fields.
-    const QString file = playingFile(mpvService);
+    // Type a new title into the title field, the first row of the fields, early in the track
+    // (each file loops), so that the position after the edit can be told from a restart.
+    const QString file = playingFile(shownService);
+    const QString otherFile = playingFile(otherService);
     ASSERT_FALSE(file.isEmpty());
+    ASSERT_FALSE(otherFile.isEmpty());
+    const QString otherTitle = apptest::fileTag(otherFile, kMediaFileDataIDTitle);
     const QString newTitle = QStringLiteral("Typed Under Xvfb");
     const int fieldX = window.x + window.width * 6 / 10;
     const int fieldY = window.y + 31;
@@ -203,14 +234,27 @@ TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
     run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("ctrl+a")}, display);
     run(QStringLiteral("xdotool"), {QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("20"), newTitle},
         display);
+    ASSERT_TRUE(apptest::waitUntil([&] { return positionSeconds(shownService) < 4.0; }, kWaitMs));
+    const double before = positionSeconds(shownService);
+    QElapsedTimer elapsed;
+    elapsed.start();
     run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("Return")}, display);
     EXPECT_TRUE(apptest::waitUntil([&] { return apptest::fileTag(file, kMediaFileDataIDTitle) == newTitle; }, kWaitMs))
         << "title of " << file.toStdString() << " is "
         << apptest::fileTag(file, kMediaFileDataIDTitle).toStdString();
-    EXPECT_TRUE(apptest::waitUntil(
-        [&] { return mprisProperty(mpvService, QStringLiteral("PlaybackStatus")).toString() == QLatin1String("Playing"); },
-        kWaitMs));
-    EXPECT_TRUE(mpv.running());
+    for (const QString &service : {shownService, otherService})
+        EXPECT_TRUE(apptest::waitUntil(
+            [&] { return mprisProperty(service, QStringLiteral("PlaybackStatus")).toString() == QLatin1String("Playing"); },
+            kWaitMs))
+            << service.toStdString();
+    const double after = positionSeconds(shownService);
+    // Resumed where it was paused: no restart, and no more than the time the edit took.
+    EXPECT_GE(after, before - 1.0);
+    EXPECT_LE(after, before + elapsed.elapsed() / 1000.0 + 1.0);
+    EXPECT_EQ(playingFile(shownService), file);
+    EXPECT_EQ(apptest::fileTag(otherFile, kMediaFileDataIDTitle), otherTitle);
+    for (const auto &player : players)
+        EXPECT_TRUE(player->running());
 
     // The hot key hides the window and brings it back.
     run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("super+Escape")}, display);
