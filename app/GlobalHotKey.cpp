@@ -74,7 +74,13 @@ uint16_t numLockMask(xcb_connection_t *connection)
 
 bool GlobalHotKey::isAvailable()
 {
-    return x11Connection() != nullptr;
+    return x11Connection() != nullptr && !onWaylandSession();
+}
+
+bool GlobalHotKey::onWaylandSession()
+{
+    return !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+           || qEnvironmentVariable("XDG_SESSION_TYPE").compare(QLatin1String("wayland"), Qt::CaseInsensitive) == 0;
 }
 
 std::unique_ptr<GlobalHotKey> GlobalHotKey::registerHotKey(int keyCode, uint32_t modifierMask, Status *status)
@@ -84,7 +90,8 @@ std::unique_ptr<GlobalHotKey> GlobalHotKey::registerHotKey(int keyCode, uint32_t
             *status = value;
     };
     xcb_connection_t *connection = x11Connection();
-    if (!connection) {
+    // Under XWayland a grab "succeeds" but fires only while an X11 window has the focus.
+    if (!connection || onWaylandSession()) {
         report(Status::Unavailable);
         return nullptr;
     }
@@ -187,8 +194,8 @@ QString GlobalHotKey::statusMessage(Status status, int keyCode, uint32_t modifie
     case Status::Unavailable:
         return QCoreApplication::translate(
             "GlobalHotKey",
-            "This desktop does not let programs take a global hot key. Bind a shortcut of your desktop to "
-            "the command \"kestrabel --toggle\" instead.");
+            "This desktop (Wayland, or no X11 display) does not let programs take a global hot key: the hot "
+            "key needs a shortcut of your desktop bound to the command \"kestrabel --toggle\".");
     }
     return {};
 }

@@ -32,6 +32,8 @@ public:
     // modifiers on X11. Null with the reason in *status when nothing was grabbed.
     static std::unique_ptr<GlobalHotKey> registerHotKey(int keyCode, uint32_t modifierMask, Status *status);
     static bool isAvailable();
+    // A Wayland session, where an X11 grab would only see X11 windows' keys.
+    static bool onWaylandSession();
     static QString statusMessage(Status status, int keyCode, uint32_t modifierMask);
 
     ~GlobalHotKey() override;

@@ -184,3 +184,20 @@ TEST(X11Panel, IsOnEveryWorkspaceOutOfTaskbarsAndOpaqueWithoutCompositor)
 }
 
 } // namespace
+
+namespace {
+
+// On a Wayland session an X11 grab would only see keys meant for X11 windows: no grab, and the
+// preferences say how to get a hot key instead.
+TEST(X11HotKeyOnWayland, IsNotGrabbedAndTheNoteNamesTheToggleCommand)
+{
+    if (apptest::ownDisplay().isEmpty() || QGuiApplication::platformName() != QLatin1String("xcb"))
+        GTEST_SKIP() << "no Xvfb";
+    const test::ScopedEnv wayland("WAYLAND_DISPLAY", "wayland-0");
+    GlobalHotKey::Status status = GlobalHotKey::Status::Registered;
+    EXPECT_EQ(GlobalHotKey::registerHotKey(53, hotKeyModifierMask(8, 0), &status), nullptr);
+    EXPECT_EQ(status, GlobalHotKey::Status::Unavailable);
+    EXPECT_TRUE(GlobalHotKey::statusMessage(status, 53, 0).contains(QLatin1String("kestrabel --toggle")));
+}
+
+} // namespace
