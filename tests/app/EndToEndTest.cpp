@@ -204,7 +204,18 @@ TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
     Geometry window;
     ASSERT_TRUE(apptest::waitUntil([&] { return (window = windowGeometry(display)).width > 0; }, kWaitMs));
     apptest::spinEvents(800);
+    std::unique_ptr<apptest::ChildProcess> backdrop;
     if (const QString shot = qEnvironmentVariable("KESTRABEL_SCREENSHOT"); !shot.isEmpty()) {
+        // A light desktop behind the window, as most users have: a plain light window under it.
+        backdrop = std::make_unique<apptest::ChildProcess>(
+            QStringLiteral("display"),
+            QStringList{QStringLiteral("-geometry"), QStringLiteral("+0+0"), QStringLiteral("-size"),
+                        QStringLiteral("2000x1400"), QStringLiteral("xc:#e9ecf1")},
+            displayEnvironment);
+        apptest::spinEvents(1500);
+        applicationCall(QStringLiteral("Toggle"));
+        applicationCall(QStringLiteral("Toggle"));
+        apptest::spinEvents(1500);
         const QString crop = QStringLiteral("%1x%2+%3+%4")
                                  .arg(window.width + 40)
                                  .arg(window.height + 40)
