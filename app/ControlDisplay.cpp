@@ -8,8 +8,13 @@
 #include "FieldEditingMonitor.h"
 #include "MediaFileWrapper.h"
 #include "PlayerWorker.h"
+#include "Preferences.h"
 
 #include <QComboBox>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
 #include <QImage>
 #include <QLabel>
 #include <QLineEdit>
@@ -133,6 +138,8 @@ void ControlWindowController::showSnapshot(const TrackSnapshot &snapshot, bool f
 
     if (!isWindowVisible())
         startWindowMovingIntoView(fast);
+    if (UserDefaults::boolForKey(QLatin1String(kNotifyOnTrackChangeKey)))
+        notifyTrackChange(shown(title, kUnknownTitle), shown(snapshot.artist, kUnknownArtist));
 
     // A field the user is typing in keeps the typing; the edit still goes to the track it
     // began on.
@@ -169,6 +176,24 @@ void ControlWindowController::showSnapshot(const TrackSnapshot &snapshot, bool f
     updateButtonStates();
     startTimeToHideDisplayTimer();
     emit displayUpdated();
+}
+
+void ControlWindowController::notifyTrackChange(const QString &title, const QString &artist)
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("/org/freedesktop/Notifications"),
+        QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
+    // Replaces the previous notification instead of piling them up.
+    call << QStringLiteral("Kestrabel") << _lastNotification << QStringLiteral("kestrabel") << title << artist
+         << QStringList() << QVariantMap() << kNotificationMilliseconds;
+    // Sent without waiting: a notification server that hangs must not hold up the window.
+    auto *watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+        watcher->deleteLater();
+        const QDBusPendingReply<uint> reply = *watcher;
+        if (!reply.isError())
+            _lastNotification = reply.value();
+    });
 }
 
 void ControlWindowController::setTrackChoice(const player::TrackChoice &choice)

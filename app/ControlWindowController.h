@@ -46,6 +46,7 @@ inline constexpr char kUnknownGenre[] = "<unknown genre>";
 inline constexpr int kDisplayUpdateMilliseconds = 5000;
 // How long a note under the fields stays.
 inline constexpr int kNoteMilliseconds = 12000;
+inline constexpr int kNotificationMilliseconds = 5000;
 inline constexpr float kDefaultSecondsToShowWindow = 8.0f;
 inline constexpr float kFastFadeSeconds = 0.5f;
 inline constexpr float kSlowFadeSeconds = 2.0f;
@@ -178,6 +179,7 @@ private:
     void showNote(const QString &text);
     void installShortcuts();
     void setTrackChoice(const player::TrackChoice &choice);
+    void notifyTrackChange(const QString &title, const QString &artist);
     EditTarget displayedTarget() const;
     // Sends a command to the player the window shows, then runs after on the window's thread.
     void command(std::function<bool(player::PlayerConnection &)> job, std::function<void(bool playing)> after = {});
@@ -235,6 +237,7 @@ private:
         QString original;
     };
     QHash<QObject *, FieldEdit> _edits;
+    uint _lastNotification = 0;
 
     std::unique_ptr<GlobalHotKey> _hotKeyRef;
     GlobalHotKey::Status _hotKeyStatus = GlobalHotKey::Status::Unavailable;

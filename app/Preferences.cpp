@@ -24,6 +24,7 @@ void registerPreferenceDefaults()
         {kShowWindowKeyModifierKeyCode2, 0},
         {kDontCheckForUpdatesKey, false},
         {kPreferredPlayerKey, QString()},
+        {kNotifyOnTrackChangeKey, false},
     });
 }
 

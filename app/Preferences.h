@@ -23,6 +23,8 @@ inline constexpr char kLastUpdateCheckTimeKey[] = "kLastUpdateCheckTimeKey";
 inline constexpr char kVersionCheckLocationKey[] = "kVersionCheckLocationKey";
 // The player to prefer when several run ("mpv", "vlc"); empty for any.
 inline constexpr char kPreferredPlayerKey[] = "kPreferredPlayerKey";
+// A desktop notification (org.freedesktop.Notifications) when the track changes; off by default.
+inline constexpr char kNotifyOnTrackChangeKey[] = "kNotifyOnTrackChangeKey";
 
 inline constexpr char kNotification_ShowWindowKeyModifiersChangedKey[] = "kNotification_ShowWindowKeyModifiersChangedKey";
 inline constexpr char kNotification_WindowShowParametersChangedKey[] = "kNotification_WindowShowParametersChangedKey";

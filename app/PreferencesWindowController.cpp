@@ -72,6 +72,8 @@ void PreferencesWindowController::buildWindow()
 
     _checkBoxDontCheckForUpdates = new QCheckBox(tr("Don't check for a newer version"), _window);
     _checkBoxDontCheckForUpdates->setObjectName(QStringLiteral("_checkBoxDontCheckForUpdates"));
+    _checkBoxNotifyOnTrackChange = new QCheckBox(tr("Show a desktop notification when the track changes"), _window);
+    _checkBoxNotifyOnTrackChange->setObjectName(QStringLiteral("_checkBoxNotifyOnTrackChange"));
     _buttonOK = new QPushButton(tr("OK"), _window);
     _buttonOK->setObjectName(QStringLiteral("_buttonOK"));
     _buttonOK->setDefault(true);
@@ -85,6 +87,7 @@ void PreferencesWindowController::buildWindow()
     secondsRow->addWidget(_textFieldSecondsToShow);
     secondsRow->addStretch(1);
     showingLayout->addLayout(secondsRow);
+    showingLayout->addWidget(_checkBoxNotifyOnTrackChange);
 
     auto *hotKey = new QGroupBox(tr("Hot key that shows and hides the window"), _window);
     auto *hotKeyLayout = new QVBoxLayout(hotKey);
@@ -114,6 +117,7 @@ void PreferencesWindowController::buildWindow()
     connect(_popUpButtonKeyCombo2, &QComboBox::activated, this, &PreferencesWindowController::settingChanged);
     connect(_popUpButtonKeyComboKey, &QComboBox::activated, this, &PreferencesWindowController::settingChanged);
     connect(_checkBoxDontCheckForUpdates, &QCheckBox::clicked, this, &PreferencesWindowController::settingChanged);
+    connect(_checkBoxNotifyOnTrackChange, &QCheckBox::clicked, this, &PreferencesWindowController::settingChanged);
     connect(_buttonOK, &QPushButton::clicked, this, &PreferencesWindowController::OKButtonClicked);
     connect(&PreferenceNotifier::defaultCenter(), &PreferenceNotifier::kNotification_ShowWindowKeyModifiersChangedKey,
             this, &PreferencesWindowController::refreshHotKeyNote);
@@ -125,6 +129,7 @@ void PreferencesWindowController::awakeFromNib()
     _textFieldSecondsToShow->setText(
         QString::number(UserDefaults::integerForKey(QLatin1String(kSecondsToShowWindow))));
     _checkBoxDontCheckForUpdates->setChecked(UserDefaults::boolForKey(QLatin1String(kDontCheckForUpdatesKey)));
+    _checkBoxNotifyOnTrackChange->setChecked(UserDefaults::boolForKey(QLatin1String(kNotifyOnTrackChangeKey)));
     selectItemWithTag(_popUpButtonKeyComboKey, UserDefaults::integerForKey(QLatin1String(kShowWindowKeyCode)));
     selectItemWithTag(_popUpButtonKeyCombo1,
                       UserDefaults::integerForKey(QLatin1String(kShowWindowKeyModifierKeyCode1)));
@@ -160,6 +165,7 @@ void PreferencesWindowController::settingChanged()
     UserDefaults::setInteger(tagOfSelectedItem(_popUpButtonKeyCombo2), QLatin1String(kShowWindowKeyModifierKeyCode2));
     UserDefaults::setInteger(_matrixWindowShowStyle->selectedRow(), QLatin1String(kWindowShowStyle));
     UserDefaults::setFloat(_textFieldSecondsToShow->text().trimmed().toFloat(), QLatin1String(kSecondsToShowWindow));
+    UserDefaults::setBool(_checkBoxNotifyOnTrackChange->isChecked(), QLatin1String(kNotifyOnTrackChangeKey));
     UserDefaults::synchronize();
     PreferenceNotifier::defaultCenter().postNotificationName(QLatin1String(kNotification_ShowWindowKeyModifiersChangedKey));
     PreferenceNotifier::defaultCenter().postNotificationName(QLatin1String(kNotification_WindowShowParametersChangedKey));

@@ -39,6 +39,7 @@ private:
     QComboBox *_popUpButtonKeyCombo2 = nullptr;
     QComboBox *_popUpButtonKeyComboKey = nullptr;
     QCheckBox *_checkBoxDontCheckForUpdates = nullptr;
+    QCheckBox *_checkBoxNotifyOnTrackChange = nullptr;
     QLineEdit *_textFieldSecondsToShow = nullptr;
     RadioMatrix *_matrixWindowShowStyle = nullptr;
     QLabel *_labelHotKeyNote = nullptr;

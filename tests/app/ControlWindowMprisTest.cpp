@@ -13,6 +13,7 @@
 #include <QComboBox>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QDBusVirtualObject>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
@@ -238,6 +239,43 @@ TEST_F(MprisWindow, PlayerThatGoesAwayClearsTheWindow)
     EXPECT_TRUE(apptest::waitUntil([&] {
         return child<QToolButton>("_buttonPlayPause")->property("imageName").toString() == QLatin1String("play_button");
     }));
+}
+
+// A notification server on the test's own connection that keeps the summaries it is sent.
+class NotificationServer : public QDBusVirtualObject {
+public:
+    QStringList summaries;
+    QString introspect(const QString &) const override { return {}; }
+    bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override
+    {
+        if (message.member() != QLatin1String("Notify"))
+            return false;
+        summaries << message.arguments().value(3).toString();
+        connection.send(message.createReply(QVariant::fromValue(uint(summaries.size()))));
+        return true;
+    }
+};
+
+TEST_F(MprisWindow, TrackChangeNotifiesOnlyWhenTheUserAskedForIt)
+{
+    NotificationServer server;
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    ASSERT_TRUE(bus.registerVirtualObject(QStringLiteral("/org/freedesktop/Notifications"), &server));
+    ASSERT_TRUE(bus.registerService(QStringLiteral("org.freedesktop.Notifications")));
+    const struct {
+        bool wanted;
+        int current;
+        QStringList summaries;
+    } rows[] = {{false, 1, {}}, {true, 2, {kAlbum[2]}}};
+    for (const auto &row : rows) {
+        UserDefaults::setBool(row.wanted, QLatin1String(kNotifyOnTrackChangeKey));
+        ASSERT_TRUE(fake->script({{QStringLiteral("current"), row.current}}));
+        ASSERT_TRUE(apptest::waitUntil([&] { return shownTitle() == kAlbum[row.current]; }));
+        apptest::spinEvents(200);
+        EXPECT_EQ(server.summaries, row.summaries) << row.wanted;
+    }
+    bus.unregisterService(QStringLiteral("org.freedesktop.Notifications"));
+    bus.unregisterObject(QStringLiteral("/org/freedesktop/Notifications"));
 }
 
 // A player started through its desktop entry, the way the bridge launches one.
