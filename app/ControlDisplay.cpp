@@ -50,27 +50,6 @@ void replaceItems(QComboBox *chooser, const QStringList &items)
     chooser->addItems(items);
 }
 
-// "3:42" from the file's own headers; empty when there is no file or it has no known length.
-QString lengthOfFile(const QString &path)
-{
-    if (path.isEmpty())
-        return {};
-    std::optional<MediaFileWrapper> file = MediaFileWrapper::mediaFileWithFileAtPath(path, false);
-    if (!file)
-        return {};
-    MediaFileAudioProperties audio{};
-    audio.structSize = sizeof audio;
-    if (MediaFileGetAudioProperties(file->mediaFileRef(), &audio) != kMediaFileNoErr || audio.durationMs == 0)
-        return {};
-    const qulonglong seconds = (audio.durationMs + 500) / 1000;
-    if (seconds >= 3600)
-        return QStringLiteral("%1:%2:%3")
-            .arg(seconds / 3600)
-            .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
-            .arg(seconds % 60, 2, 10, QLatin1Char('0'));
-    return QStringLiteral("%1:%2").arg(seconds / 60).arg(seconds % 60, 2, 10, QLatin1Char('0'));
-}
-
 } // namespace
 
 void ControlWindowController::startDisplayUpdateTimer()
@@ -157,7 +136,7 @@ void ControlWindowController::showSnapshot(const TrackSnapshot &snapshot, bool f
     const QString typed = _textFieldTitle->text();
     fillTrackChoosers(title, album, snapshot.albumChanged, snapshot.albumTracks);
     _textFieldTitle->setText(typingTitle ? typed : titleText);
-    _textFieldLength->setText(lengthOfFile(snapshot.path));
+    _textFieldLength->setText(snapshot.length);
 
     show(_textFieldArtist, shown(snapshot.artist, kUnknownArtist));
     if (!_editingMonitor->isEditing(_comboBoxGenre->lineEdit()))

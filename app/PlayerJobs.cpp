@@ -17,6 +17,28 @@ bool sameIgnoringCase(const QString &fetched, const QString &cached)
     return !fetched.isNull() && !cached.isNull() && fetched.compare(cached, Qt::CaseInsensitive) == 0;
 }
 
+// "3:42" from the file's own headers, read here on the player thread so that the window never
+// waits for a disk; empty when there is no file or it has no known length.
+QString lengthOfFile(const QString &path)
+{
+    if (path.isEmpty())
+        return {};
+    std::optional<MediaFileWrapper> file = MediaFileWrapper::mediaFileWithFileAtPath(path, false);
+    if (!file)
+        return {};
+    MediaFileAudioProperties audio{};
+    audio.structSize = sizeof audio;
+    if (MediaFileGetAudioProperties(file->mediaFileRef(), &audio) != kMediaFileNoErr || audio.durationMs == 0)
+        return {};
+    const qulonglong seconds = (audio.durationMs + 500) / 1000;
+    if (seconds >= 3600)
+        return QStringLiteral("%1:%2:%3")
+            .arg(seconds / 3600)
+            .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
+            .arg(seconds % 60, 2, 10, QLatin1Char('0'));
+    return QStringLiteral("%1:%2").arg(seconds / 60).arg(seconds % 60, 2, 10, QLatin1Char('0'));
+}
+
 } // namespace
 
 TrackSnapshot takeSnapshot(player::PlayerConnection &player, const ShownTrack &shown)
@@ -41,6 +63,7 @@ TrackSnapshot takeSnapshot(player::PlayerConnection &player, const ShownTrack &s
         if (!snapshot.changed)
             return snapshot;
         snapshot.path = player.copyCurrentTrackPath();
+        snapshot.length = lengthOfFile(snapshot.path);
         if (snapshot.albumChanged)
             snapshot.albumTracks = player.copyAlbumTrackNames();
         snapshot.artwork = player.copyCurrentTrackArtwork();

@@ -38,6 +38,7 @@ struct TrackSnapshot {
     bool changed = false;
     bool albumChanged = false;
     QString path;
+    QString length; // "3:42", empty when unknown
     QStringList albumTracks;
     QByteArray artwork;
     bool canSetRating = false;
