@@ -82,6 +82,8 @@ const Row kRows[] = {
      "Readable; changed ARTIST; changed ERROR"},
 };
 
+void PrintTo(const Row &row, std::ostream *out) { *out << row.fixture << ", set " << MediaFileGetDataIDName(row.editID); }
+
 bool havePeers()
 {
     for (const char *tool : {"ffprobe", "ffmpeg", "metaflac", "flac", "vorbiscomment", "ogginfo"})
