@@ -38,6 +38,8 @@ try:
     import mutagen
     from mutagen.flac import Picture
     f = mutagen.File(path)
+    if getattr(f.tags, 'vendor', None) is not None:
+        emit('VENDOR', 'mutagen', f.tags.vendor)
     for key, values in (f.tags or {}).items():
         for value in values:
             if key.lower() == 'metadata_block_picture':
