@@ -1,7 +1,7 @@
-// Ogg Vorbis and FLAC files passed between us and the peer tools under the classic rules: we
-// set fields, the peers (vorbiscomment, metaflac, mutagen, ffmpeg) or kestrabel-tag write theirs,
-// and at the end both sides read what the other wrote; the decoded audio and the validators'
-// verdicts stay as they were.
+// Ogg Vorbis and FLAC files passed between us and the peer tools: we set fields (classic rules),
+// the peers (vorbiscomment, metaflac, mutagen, ffmpeg) or kestrabel-tag write theirs, and at the
+// end both sides read what the other wrote; the decoded audio and the validators' verdicts stay
+// as they were. The kestrabel-tag rows check only what its two rule sets have in common.
 #include "TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -51,7 +51,7 @@ const Exchange kExchanges[] = {
      {},
      {{"{cli} set -t Title=Shown -t 'Total Tracks=10' --artwork {data}/no-exif.jpg {}", 0, {}},
       {"{cli} show {}", 0, {"(FLAC)", "Title          : Shown", "Total Tracks   : 10", "Bit Rate       : 125"}}},
-     {"TOTALTRACKS\tmetaflac\t10"},
+     {"TITLE\tmetaflac\tShown"},
      {{kMediaFileDataIDArtwork, "232 bytes"}}},
     {"vorbis-tagged.ogg",
      {{kMediaFileDataIDTitle, "Über den Wolken"}, {kMediaFileDataIDTotalTracks, "14"}, {kMediaFileDataIDAuthor, "Someone"}},
@@ -80,7 +80,7 @@ const Exchange kExchanges[] = {
      {{"{cli} set -t Title=Shown -t 'Disk Number=5' {}", 0, {}},
       {"{cli} show {}", 0, {"(Ogg)", "Title          : Shown", "Disk Number    : 5", "Total Tracks   : 12"}},
       {"{cli} set -t Encoder=me {}", 1, {"kMediaFileErrUnsupported"}}},
-     {"DISC\tvorbiscomment\t5", "TITLE\tvorbiscomment\tShown"},
+     {"TITLE\tvorbiscomment\tShown"},
      {}},
     {"ogg-flac-not-vorbis.ogg",
      {},
