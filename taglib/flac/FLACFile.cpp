@@ -21,13 +21,17 @@ struct BlockDeleter {
 };
 using BlockPtr = std::unique_ptr<FLAC__StreamMetadata, BlockDeleter>;
 
-bool isPictureBlock(const FLAC__StreamMetadata *block)
+} // namespace
+
+bool isApplicationPicture(const FLAC__StreamMetadata *block)
 {
     return block->type == FLAC__METADATA_TYPE_APPLICATION && block->length >= kPictureHeaderLength &&
            std::memcmp(block->data.application.id, kPictureApplicationID, sizeof kPictureApplicationID) == 0 &&
            block->data.application.data &&
            std::memcmp(block->data.application.data, kPictureMagic, sizeof kPictureMagic) == 0;
 }
+
+namespace {
 
 void noteStreamInfo(FLACFile &file, const FLAC__StreamMetadata_StreamInfo &info)
 {
@@ -58,7 +62,7 @@ MediaFileStatus scan(FLACFile &file, bool create)
             break;
         if (block->type == FLAC__METADATA_TYPE_STREAMINFO) {
             noteStreamInfo(file, block->data.stream_info);
-        } else if (isPictureBlock(block)) {
+        } else if (isApplicationPicture(block)) {
             file.hasPicture = true;
             file.pictureBlock = block;
         } else if (block->type == FLAC__METADATA_TYPE_VORBIS_COMMENT && !(file.commentBlock && file.rules.firstCommentBlock)) {

@@ -71,6 +71,9 @@ MediaFileStatus FLACGetPicture(FLACFile &file, std::vector<uint8_t> *out);
 // it makes an empty comment block when there is none, unless told not to.
 MediaFileStatus FLACSetPicture(FLACFile &file, std::span<const uint8_t> image, bool createCommentBlock = true);
 
+// An APPLICATION block "ESCN" whose data begins "PIC1": the classic picture.
+bool isApplicationPicture(const FLAC__StreamMetadata *block);
+
 // The PICTURE blocks of the file, by the slot's picture type; for the front cover the first
 // picture of any type when there is none of that type, then the application-block picture
 // (the image alone).

@@ -71,8 +71,39 @@ MediaFileStatus FLACGetStandardPicture(FLACFile &file, const vorbis::PictureSlot
     return kMediaFileNoErr;
 }
 
+namespace {
+
+// No image: the PICTURE blocks of the type go, as an empty picture removes them in every kind,
+// and for the front cover the application-block picture with them.
+MediaFileStatus removePictures(FLACFile &file, const vorbis::PictureSlot &slot)
+{
+    IteratorPtr iterator(FLAC__metadata_iterator_new());
+    if (!iterator)
+        return kMediaFileErrMemory;
+    FLAC__metadata_iterator_init(iterator.get(), file.chain.get());
+    while (FLAC__metadata_iterator_next(iterator.get())) {
+        const FLAC__StreamMetadata *block = FLAC__metadata_iterator_get_block(iterator.get());
+        bool standard = block->type == FLAC__METADATA_TYPE_PICTURE && block->data.picture.type == slot.type;
+        bool application = slot.firstWhenAbsent && isApplicationPicture(block);
+        if (!standard && !application)
+            continue;
+        if (block == file.pictureBlock) {
+            file.pictureBlock = nullptr;
+            file.hasPicture = false;
+        }
+        // The iterator moves to the block before, so the walk goes on from there.
+        if (!FLAC__metadata_iterator_delete_block(iterator.get(), false))
+            return kMediaFileErrIO;
+    }
+    return kMediaFileNoErr;
+}
+
+} // namespace
+
 MediaFileStatus FLACSetStandardPicture(FLACFile &file, const vorbis::PictureSlot &slot, std::span<const uint8_t> image)
 {
+    if (image.empty())
+        return removePictures(file, slot);
     IteratorPtr iterator(FLAC__metadata_iterator_new());
     if (!iterator)
         return kMediaFileErrMemory;

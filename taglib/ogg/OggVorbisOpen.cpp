@@ -125,6 +125,16 @@ public:
             return kMediaFileErrUnsupported;
         vorbis::Picture picture = vorbis::pictureFromImage(slot->type, bytes);
         vorbis_comment *comment = file_->comment.get();
+        // No image: the pictures of the type go, as an empty picture removes them in every kind.
+        if (bytes.empty()) {
+            std::vector<ogg::CommentValue> entries = ogg::findComments(*comment, vorbis::kPictureComment);
+            for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+                std::optional<vorbis::Picture> old = decode(entry->value);
+                if (old && old->type == slot->type)
+                    ogg::eraseComment(comment, entry->index);
+            }
+            return kMediaFileNoErr;
+        }
         for (const ogg::CommentValue &entry : ogg::findComments(*comment, vorbis::kPictureComment)) {
             std::optional<vorbis::Picture> old = decode(entry.value);
             if (old && old->type == slot->type) {

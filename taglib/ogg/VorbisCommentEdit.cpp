@@ -117,6 +117,20 @@ MediaFileStatus addComment(vorbis_comment *comment, std::string_view name, std::
     return kMediaFileNoErr;
 }
 
+void eraseComment(vorbis_comment *comment, int index)
+{
+    if (index < 0 || index >= comment->comments)
+        return;
+    std::free(comment->user_comments[index]);
+    for (int i = index; i + 1 < comment->comments; ++i) {
+        comment->user_comments[i] = comment->user_comments[i + 1];
+        comment->comment_lengths[i] = comment->comment_lengths[i + 1];
+    }
+    --comment->comments;
+    comment->user_comments[comment->comments] = nullptr;
+    comment->comment_lengths[comment->comments] = 0;
+}
+
 MediaFileStatus setCommentAt(vorbis_comment *comment, int index, std::string_view name, std::string_view value)
 {
     if (index < 0 || index >= comment->comments)

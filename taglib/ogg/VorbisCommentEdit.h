@@ -27,6 +27,9 @@ MediaFileStatus replaceComments(vorbis_comment *comment, std::string_view name, 
 // A new entry at the end.
 MediaFileStatus addComment(vorbis_comment *comment, std::string_view name, std::string_view value);
 
+// Removes the entry at index.
+void eraseComment(vorbis_comment *comment, int index);
+
 // The entry at index becomes name=value.
 MediaFileStatus setCommentAt(vorbis_comment *comment, int index, std::string_view name, std::string_view value);
 

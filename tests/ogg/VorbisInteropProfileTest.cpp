@@ -22,7 +22,7 @@ struct Row {
     const char *fixture;
     MediaFileDataID readID; // read before the edit; its value starts the problem list
     MediaFileDataID editID;
-    const char *text; // the value set, or the image fixture for a data ID
+    const char *text; // the value set, or the image fixture for a data ID ("": no image)
     std::set<std::string> changes; // tags whose peer views may change
     std::vector<std::string> expect; // "TAG<tab>peer<tab>value" lines after; "-" and the start of lines none may begin with
     const char *interop; // the problems found: the read value first, then what went wrong
@@ -73,13 +73,19 @@ const Row kRows[] = {
     {"interop-escn-and-picture.flac", kMediaFileDataIDArtwork, kMediaFileDataIDArtwork, "interop-front.jpg", {"PICTURE", "ESCN"},
      {"PICTURE\tmutagen\t3 image/jpeg interop-front.jpg", "ESCN\tmutagen\tinterop-front.jpg"}, "escn-cover.jpg",
      "232 bytes; missing PICTURE\tmutagen\t3 image/jpeg interop-front.jpg"},
+    // No image removes the pictures of the type.
+    {"interop-pictures.ogg", kMediaFileDataIDArtworkBack, kMediaFileDataIDArtworkBack, "", {"PICTURE"},
+     {"-PICTURE\tmutagen\t4", "PICTURE\tmutagen\t3 image/jpeg interop-front.jpg"}, "interop-back.png",
+     "status -6735; set status -6735; still PICTURE\tmutagen\t4"},
+    {"interop-escn-and-picture.flac", kMediaFileDataIDArtwork, kMediaFileDataIDArtwork, "", {"PICTURE", "ESCN"}, {"-PICTURE", "-ESCN"},
+     "escn-cover.jpg", "232 bytes; still PICTURE; still ESCN"},
     // Two comment blocks: the first is the file's; the second is kept as it was.
     {"interop-two-comment-blocks.flac", kMediaFileDataIDTitle, kMediaFileDataIDArtist, "New Artist", {"ARTIST"},
      {"ARTIST\tblock0\tb'New Artist'", "ARTIST\tmutagen\tNew Artist"}, "First Block",
      "Second Block; missing ARTIST\tblock0\tb'New Artist'; missing ARTIST\tmutagen\tNew Artist"},
     // Entries libFLAC cannot read: no save, so nothing is dropped.
     {"interop-comment-past-block.flac", kMediaFileDataIDTitle, kMediaFileDataIDTitle, "Retitled", {"TITLE"}, {}, "Readable; save status -6751",
-     "Readable; changed ARTIST; changed ERROR"},
+     "Readable; changed ARTIST; changed ERROR; changed VENDOR"},
 };
 
 void PrintTo(const Row &row, std::ostream *out) { *out << row.fixture << ", set " << MediaFileGetDataIDName(row.editID); }
@@ -135,7 +141,7 @@ MediaFileStatus edit(const OpenFile &file, const Row &row)
 {
     if (row.editID == kMediaFileDataIDArtwork || row.editID == kMediaFileDataIDArtworkBack ||
         row.editID == kMediaFileDataIDArtworkMisc) {
-        std::vector<uint8_t> image = readFile(fixturePath(row.text));
+        std::vector<uint8_t> image = *row.text ? readFile(fixturePath(row.text)) : std::vector<uint8_t>{};
         return MediaFileSetData(file.ref(), row.editID, image.data(), image.size());
     }
     return MediaFileSetString(file.ref(), row.editID, row.text);
