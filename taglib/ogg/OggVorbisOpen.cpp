@@ -203,6 +203,7 @@ MediaFileStatus OggVorbisOpen(const char *path, MediaFileFlags flags, HandlerPtr
         std::fprintf(stderr, "%s\n", file->lastError);
         return ogg::kOggVorbisErrNotVorbis;
     }
+    file->keepVendor = vorbis::commentRulesFor(flags).keepVendor;
     *out = std::make_unique<OggVorbisHandler>(std::move(file), vorbis::commentRulesFor(flags));
     return kMediaFileNoErr;
 }

@@ -67,6 +67,9 @@ struct CommentRules {
     bool commonNames;
     // Standard pictures: FLAC PICTURE blocks, Ogg METADATA_BLOCK_PICTURE comments.
     bool standardPictures;
+    // Ogg Vorbis: a save writes the vendor string the file had, as vorbiscomment and mutagen
+    // do; the classic save writes libvorbis's own.
+    bool keepVendor;
     // FLAC: the first of several VORBIS_COMMENT blocks is the file's, as other readers take it;
     // the classic scan ends on the last.
     bool firstCommentBlock;
@@ -77,10 +80,10 @@ struct CommentRules {
 
 constexpr CommentRules kCommentRules[] = {
     // classic
-    {.exactNames = false, .commonNames = false, .standardPictures = false, .firstCommentBlock = false,
+    {.exactNames = false, .commonNames = false, .standardPictures = false, .keepVendor = false, .firstCommentBlock = false,
      .refusePartlyReadComments = false},
     // interop
-    {.exactNames = true, .commonNames = true, .standardPictures = true, .firstCommentBlock = true,
+    {.exactNames = true, .commonNames = true, .standardPictures = true, .keepVendor = true, .firstCommentBlock = true,
      .refusePartlyReadComments = true},
 };
 

@@ -53,6 +53,9 @@ const Row kRows[] = {
      {"DISCNUMBER\tmetaflac\t5", "-DISC\tmetaflac"}, "2", "status -6727; missing DISCNUMBER\tmetaflac\t5; still DISC\tmetaflac"},
     {"interop-names.flac", kMediaFileDataIDYear, kMediaFileDataIDYear, "2021", {"DATE", "YEAR"},
      {"DATE\tmetaflac\t2021", "-YEAR"}, "2020", "status -6727; missing DATE\tmetaflac\t2021; still YEAR"},
+    // The vendor string ffmpeg wrote stays.
+    {"vorbis-ffmpeg.ogg", kMediaFileDataIDEncodedBy, kMediaFileDataIDGenre, "Test Tones", {"GENRE"}, {"GENRE\tffprobe\tTest Tones"},
+     "ffmpeg", "ffmpeg; changed VENDOR"},
     // Pictures: read, kept by other edits, replaced by type, added when absent.
     {"interop-pictures.ogg", kMediaFileDataIDArtwork, kMediaFileDataIDTitle, "Retitled", {"TITLE"}, {"TITLE\tmutagen\tRetitled"},
      "interop-front.jpg", "status -6735"},
