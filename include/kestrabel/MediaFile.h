@@ -129,6 +129,9 @@ enum {
     kMediaFileFlagAudioOnly = 0x20000,
     /* Save by moving the audio inside the file itself instead of writing a new file beside it. */
     kMediaFileFlagInPlace = 0x40000,
+    /* Follow today's tagging conventions where the classic rules would lose or hide what other
+     * tools wrote (the interop profile). */
+    kMediaFileFlagInterop = 0x80000,
 
     /* The ID3 write options of the MP3 handler, passed to MediaFileUpdate. */
     kMediaFileFlagID3v1 = 0x0001,

@@ -21,13 +21,17 @@ struct BlockDeleter {
 };
 using BlockPtr = std::unique_ptr<FLAC__StreamMetadata, BlockDeleter>;
 
-bool isPictureBlock(const FLAC__StreamMetadata *block)
+} // namespace
+
+bool isApplicationPicture(const FLAC__StreamMetadata *block)
 {
     return block->type == FLAC__METADATA_TYPE_APPLICATION && block->length >= kPictureHeaderLength &&
            std::memcmp(block->data.application.id, kPictureApplicationID, sizeof kPictureApplicationID) == 0 &&
            block->data.application.data &&
            std::memcmp(block->data.application.data, kPictureMagic, sizeof kPictureMagic) == 0;
 }
+
+namespace {
 
 void noteStreamInfo(FLACFile &file, const FLAC__StreamMetadata_StreamInfo &info)
 {
@@ -58,10 +62,10 @@ MediaFileStatus scan(FLACFile &file, bool create)
             break;
         if (block->type == FLAC__METADATA_TYPE_STREAMINFO) {
             noteStreamInfo(file, block->data.stream_info);
-        } else if (isPictureBlock(block)) {
+        } else if (isApplicationPicture(block)) {
             file.hasPicture = true;
             file.pictureBlock = block;
-        } else if (block->type == FLAC__METADATA_TYPE_VORBIS_COMMENT) {
+        } else if (block->type == FLAC__METADATA_TYPE_VORBIS_COMMENT && !(file.commentBlock && file.rules.firstCommentBlock)) {
             file.commentBlock = block;
         }
     } while (FLAC__metadata_iterator_next(iterator));
@@ -105,14 +109,39 @@ bool fitsInBlock(const FLAC__StreamMetadata *block, size_t extra)
     return static_cast<uint64_t>(block->length) + extra + 4 <= kMaxBlockLength;
 }
 
+// What the block would hold if libFLAC had read all of it; less than its length field when
+// libFLAC stopped at an entry that runs past the end and skipped the rest.
+uint64_t commentBytesRead(const FLAC__StreamMetadata_VorbisComment &comments)
+{
+    uint64_t length = 8 + uint64_t(comments.vendor_string.length);
+    for (uint32_t i = 0; i < comments.num_comments; ++i)
+        length += 4 + uint64_t(comments.comments[i].length);
+    return length;
+}
+
+bool hasPartlyReadComments(FLAC__Metadata_Chain *chain)
+{
+    std::unique_ptr<FLAC__Metadata_Iterator, IteratorDeleter> iterator(FLAC__metadata_iterator_new());
+    if (!iterator)
+        return false;
+    FLAC__metadata_iterator_init(iterator.get(), chain);
+    do {
+        const FLAC__StreamMetadata *block = FLAC__metadata_iterator_get_block(iterator.get());
+        if (block && block->type == FLAC__METADATA_TYPE_VORBIS_COMMENT && commentBytesRead(block->data.vorbis_comment) != block->length)
+            return true;
+    } while (FLAC__metadata_iterator_next(iterator.get()));
+    return false;
+}
+
 } // namespace
 
-MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out)
+MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out, const vorbis::CommentRules &rules)
 {
     if (!path)
         return kMediaFileErrParam;
     auto file = std::make_unique<FLACFile>();
     file->path = path;
+    file->rules = rules;
     file->chain.reset(FLAC__metadata_chain_new());
     if (!file->chain)
         return kMediaFileErrMemory;
@@ -120,6 +149,8 @@ MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out)
         MediaFileStatus status = FLAC__metadata_chain_status(file->chain.get());
         return status != 0 ? status : kMediaFileErrShortRead;
     }
+    if (rules.refusePartlyReadComments)
+        file->partlyReadComments = hasPartlyReadComments(file->chain.get());
     *out = std::move(file);
     return kMediaFileNoErr;
 }
@@ -162,6 +193,14 @@ MediaFileStatus FLACSetComment(FLACFile &file, const char *name, std::string_vie
     if (!FLAC__metadata_object_vorbiscomment_replace_comment(file.commentBlock, entry, true, true))
         return kMediaFileErrIO;
     return kMediaFileNoErr;
+}
+
+MediaFileStatus FLACRemoveComment(FLACFile &file, const char *name)
+{
+    if (MediaFileStatus status = scan(file, true))
+        return status;
+    return FLAC__metadata_object_vorbiscomment_remove_entries_matching(file.commentBlock, name) < 0 ? kMediaFileErrIO
+                                                                                                    : kMediaFileNoErr;
 }
 
 MediaFileStatus FLACSetCommentInt(FLACFile &file, const char *name, int32_t value)
@@ -211,9 +250,10 @@ MediaFileStatus FLACGetPicture(FLACFile &file, std::vector<uint8_t> *out)
     return kMediaFileNoErr;
 }
 
-MediaFileStatus FLACSetPicture(FLACFile &file, std::span<const uint8_t> image)
+MediaFileStatus FLACSetPicture(FLACFile &file, std::span<const uint8_t> image, bool createCommentBlock)
 {
-    if (MediaFileStatus status = scan(file, true))
+    MediaFileStatus status = scan(file, createCommentBlock);
+    if (status != kMediaFileNoErr && !(status == kMediaFileErrNotFound && !createCommentBlock))
         return status;
     if (!file.hasPicture)
         return kMediaFileNoErr;

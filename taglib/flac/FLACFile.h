@@ -2,6 +2,9 @@
 // stream information and a cover picture kept in an "ESCN" application block.
 #pragma once
 
+#include "ogg/VorbisCommentNames.h"
+#include "ogg/VorbisPicture.h"
+
 #include <kestrabel/MediaFile.h>
 
 #include <FLAC/metadata.h>
@@ -24,6 +27,10 @@ struct IteratorDeleter {
 
 struct FLACFile {
     std::string path;
+    vorbis::CommentRules rules = vorbis::kCommentRules[0];
+    // A VORBIS_COMMENT block whose length field ends before its entries do: libFLAC reads the
+    // entries up to there and skips the rest.
+    bool partlyReadComments = false;
     std::unique_ptr<FLAC__Metadata_Chain, ChainDeleter> chain;
     std::unique_ptr<FLAC__Metadata_Iterator, IteratorDeleter> iterator;
     // Both blocks belong to the chain.
@@ -39,7 +46,7 @@ struct FLACFile {
 using FLACFilePtr = std::unique_ptr<FLACFile>;
 
 // A failed read gives the chain's status number, or kMediaFileErrShortRead when it has none.
-MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out);
+MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out, const vorbis::CommentRules &rules = vorbis::kCommentRules[0]);
 // Sorts the padding to the end and lets libFLAC's chain write choose between the metadata
 // rewritten in place (the padding absorbs the change) and the whole file rewritten; either way
 // a failure leaves the original file, and owner and permissions are kept. The flags are the
@@ -51,6 +58,8 @@ MediaFileStatus FLACGetCommentInt(FLACFile &file, const char *name, int32_t *out
 // Every entry of the name gives way to one new entry at the first one's place, or the entry is
 // appended.
 MediaFileStatus FLACSetComment(FLACFile &file, const char *name, std::string_view value);
+// Removes every entry of the name.
+MediaFileStatus FLACRemoveComment(FLACFile &file, const char *name);
 MediaFileStatus FLACSetCommentInt(FLACFile &file, const char *name, int32_t value);
 MediaFileStatus FLACGetVendor(FLACFile &file, std::string *out);
 MediaFileStatus FLACSetVendor(FLACFile &file, std::string_view vendor);
@@ -58,8 +67,20 @@ MediaFileStatus FLACSetVendor(FLACFile &file, std::string_view vendor);
 // The image bytes followed by eight zero bytes: the length is the block's length field, which
 // counts the application ID and "PIC1" too.
 MediaFileStatus FLACGetPicture(FLACFile &file, std::vector<uint8_t> *out);
-// Replaces an existing picture block; a file without one is left without one.
-MediaFileStatus FLACSetPicture(FLACFile &file, std::span<const uint8_t> image);
+// Replaces an existing picture block; a file without one is left without one. Like every setter
+// it makes an empty comment block when there is none, unless told not to.
+MediaFileStatus FLACSetPicture(FLACFile &file, std::span<const uint8_t> image, bool createCommentBlock = true);
+
+// An APPLICATION block "ESCN" whose data begins "PIC1": the classic picture.
+bool isApplicationPicture(const FLAC__StreamMetadata *block);
+
+// The PICTURE blocks of the file, by the slot's picture type; for the front cover the first
+// picture of any type when there is none of that type, then the application-block picture
+// (the image alone).
+MediaFileStatus FLACGetStandardPicture(FLACFile &file, const vorbis::PictureSlot &slot, std::vector<uint8_t> *out);
+// Replaces the PICTURE block of the slot's type or adds one; a front cover also replaces the
+// application-block picture when the file has one, so that both stay the same image.
+MediaFileStatus FLACSetStandardPicture(FLACFile &file, const vorbis::PictureSlot &slot, std::span<const uint8_t> image);
 
 // One of the stream information fields: &FLACFile::sampleRate, ::channels, or ::bitRate (sample
 // rate times bits per sample over 1,024; the channel count does not enter).

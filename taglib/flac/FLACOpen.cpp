@@ -5,13 +5,12 @@
 
 #include "core/DataIDRules.h"
 #include "core/FormatHandler.h"
-#include "ogg/VorbisCommentNames.h"
 
 namespace kestrabel {
 
 namespace {
 
-const char *fieldFor(MediaFileDataID id)
+const char *classicFieldFor(MediaFileDataID id)
 {
     if (id == kMediaFileDataIDTotalTracks)
         return vorbis::kFLACTotalTracks;
@@ -20,11 +19,22 @@ const char *fieldFor(MediaFileDataID id)
     return vorbis::sharedFieldName(id);
 }
 
+const char *fieldFor(MediaFileDataID id, const vorbis::CommentRules &rules)
+{
+    return vorbis::fieldLookup(id, classicFieldFor(id), rules).field;
+}
+
 class FLACHandler final : public FormatHandler {
 public:
     explicit FLACHandler(flac::FLACFilePtr file) : file_(std::move(file)) {}
 
-    MediaFileStatus update(const char *, MediaFileFlags flags) override { return flac::FLACFileSave(*file_, flags); }
+    MediaFileStatus update(const char *, MediaFileFlags flags) override
+    {
+        // Saving would write the entries libFLAC read and drop the rest.
+        if (file_->partlyReadComments)
+            return kMediaFileErrPastEnd;
+        return flac::FLACFileSave(*file_, flags);
+    }
 
     MediaFileStatus getInteger(MediaFileDataID id, int32_t *out) override
     {
@@ -40,38 +50,43 @@ public:
         }
         if (!isIntegerTextID(id))
             return kMediaFileErrUnsupported;
-        return flac::FLACGetCommentInt(*file_, fieldFor(id), out);
+        std::string text;
+        if (MediaFileStatus status = read(id, &text))
+            return status;
+        *out = leadingInteger(text);
+        return kMediaFileNoErr;
     }
 
     MediaFileStatus getString(MediaFileDataID id, std::string *out) override
     {
         if (id == kMediaFileDataIDEncodedBy)
             return flac::FLACGetVendor(*file_, out);
-        const char *field = fieldFor(id);
-        if (!field)
+        if (!fieldFor(id, file_->rules))
             return kMediaFileErrUnsupported;
-        return flac::FLACGetComment(*file_, field, out);
+        return read(id, out);
     }
 
     MediaFileStatus setInteger(MediaFileDataID id, int32_t value) override
     {
         if (!isIntegerTextID(id))
             return kMediaFileErrUnsupported;
-        return flac::FLACSetCommentInt(*file_, fieldFor(id), value);
+        return write(id, formatIntegerText(value));
     }
 
     MediaFileStatus setString(MediaFileDataID id, std::string_view text) override
     {
         if (id == kMediaFileDataIDEncodedBy)
             return flac::FLACSetVendor(*file_, text);
-        const char *field = fieldFor(id);
-        if (!field)
+        if (!fieldFor(id, file_->rules))
             return kMediaFileErrUnsupported;
-        return flac::FLACSetComment(*file_, field, text);
+        return write(id, text);
     }
 
     MediaFileStatus getData(MediaFileDataID id, std::vector<uint8_t> *out) override
     {
+        const vorbis::PictureSlot *slot = vorbis::pictureSlot(id);
+        if (file_->rules.standardPictures && slot)
+            return flac::FLACGetStandardPicture(*file_, *slot, out);
         if (id != kMediaFileDataIDArtwork)
             return kMediaFileErrUnsupported;
         return flac::FLACGetPicture(*file_, out);
@@ -79,6 +94,9 @@ public:
 
     MediaFileStatus setData(MediaFileDataID id, std::span<const uint8_t> bytes) override
     {
+        const vorbis::PictureSlot *slot = vorbis::pictureSlot(id);
+        if (file_->rules.standardPictures && slot)
+            return flac::FLACSetStandardPicture(*file_, *slot, bytes);
         if (id != kMediaFileDataIDArtwork)
             return kMediaFileErrUnsupported;
         return flac::FLACSetPicture(*file_, bytes);
@@ -90,15 +108,37 @@ public:
     }
 
 private:
+    MediaFileStatus read(MediaFileDataID id, std::string *out)
+    {
+        vorbis::FieldLookup names = vorbis::fieldLookup(id, classicFieldFor(id), file_->rules);
+        MediaFileStatus status = flac::FLACGetComment(*file_, names.field, out);
+        for (const char *alias : names.aliases)
+            if (status == kMediaFileErrNotFound && alias)
+                status = flac::FLACGetComment(*file_, alias, out);
+        return status;
+    }
+
+    MediaFileStatus write(MediaFileDataID id, std::string_view value)
+    {
+        vorbis::FieldLookup names = vorbis::fieldLookup(id, classicFieldFor(id), file_->rules);
+        if (MediaFileStatus status = flac::FLACSetComment(*file_, names.field, value))
+            return status;
+        for (const char *alias : names.aliases)
+            if (alias)
+                if (MediaFileStatus status = flac::FLACRemoveComment(*file_, alias))
+                    return status;
+        return kMediaFileNoErr;
+    }
+
     flac::FLACFilePtr file_;
 };
 
 } // namespace
 
-MediaFileStatus FLACOpen(const char *path, MediaFileFlags, HandlerPtr *out)
+MediaFileStatus FLACOpen(const char *path, MediaFileFlags flags, HandlerPtr *out)
 {
     flac::FLACFilePtr file;
-    if (MediaFileStatus status = flac::FLACFileOpen(path, &file))
+    if (MediaFileStatus status = flac::FLACFileOpen(path, &file, vorbis::commentRulesFor(flags)))
         return status;
     *out = std::make_unique<FLACHandler>(std::move(file));
     return kMediaFileNoErr;

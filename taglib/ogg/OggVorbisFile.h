@@ -30,6 +30,8 @@ struct OggVorbisFile {
     std::string path;
     int serial = 0;
     OggCodec codec = OggCodec::Vorbis;
+    // Of the Vorbis-comment rules, the save needs only this one; the handler sets it at open.
+    bool keepVendor = false;
     // Opus only: samples at 48 kHz the decoder drops at the start, and whatever binary data
     // followed the comment list in OpusTags.
     uint16_t preSkip = 0;

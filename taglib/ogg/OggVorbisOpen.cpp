@@ -2,12 +2,15 @@
 // the vendor string.
 #include "OggProperties.h"
 #include "OggVorbisFile.h"
+#include "VorbisCommentEdit.h"
 #include "VorbisCommentNames.h"
+#include "VorbisPicture.h"
 
 #include "core/DataIDRules.h"
 #include "core/FormatHandler.h"
 
 #include <cstdio>
+#include <optional>
 
 namespace kestrabel {
 
@@ -24,7 +27,7 @@ const char *fieldFor(MediaFileDataID id)
 
 class OggVorbisHandler final : public FormatHandler {
 public:
-    explicit OggVorbisHandler(ogg::OggVorbisFilePtr file) : file_(std::move(file)) {}
+    OggVorbisHandler(ogg::OggVorbisFilePtr file, const vorbis::CommentRules &rules) : file_(std::move(file)), rules_(rules) {}
 
     MediaFileStatus update(const char *, MediaFileFlags flags) override { return ogg::OggVorbisFileSave(*file_, flags); }
 
@@ -53,7 +56,7 @@ public:
         if (!isIntegerTextID(id))
             return kMediaFileErrUnsupported;
         std::string value;
-        if (MediaFileStatus status = ogg::OggVorbisGetComment(*file_, fieldFor(id), &value))
+        if (MediaFileStatus status = read(lookup(id), &value))
             return status;
         *out = leadingInteger(value);
         return kMediaFileNoErr;
@@ -69,27 +72,78 @@ public:
         }
         if (id == kMediaFileDataIDEncodedBy)
             return ogg::OggVorbisGetVendor(*file_, out);
-        const char *field = fieldFor(id);
-        if (!field)
+        vorbis::FieldLookup names = lookup(id);
+        if (!names.field)
             return kMediaFileErrUnsupported;
-        return ogg::OggVorbisGetComment(*file_, field, out);
+        return read(names, out);
     }
 
     MediaFileStatus setInteger(MediaFileDataID id, int32_t value) override
     {
         if (id == kMediaFileDataIDCompilation)
-            return ogg::OggVorbisSetComment(*file_, kCompilation, value != 0 ? "1" : "0");
+            return write({kCompilation, {}}, value != 0 ? "1" : "0");
         if (!isIntegerTextID(id))
             return kMediaFileErrUnsupported;
-        return ogg::OggVorbisSetComment(*file_, fieldFor(id), formatIntegerText(value));
+        return write(lookup(id), formatIntegerText(value));
     }
 
     MediaFileStatus setString(MediaFileDataID id, std::string_view text) override
     {
-        const char *field = fieldFor(id);
-        if (!field)
+        vorbis::FieldLookup names = lookup(id);
+        if (!names.field)
             return kMediaFileErrUnsupported;
-        return ogg::OggVorbisSetComment(*file_, field, text);
+        return write(names, text);
+    }
+
+    MediaFileStatus getData(MediaFileDataID id, std::vector<uint8_t> *out) override
+    {
+        const vorbis::PictureSlot *slot = vorbis::pictureSlot(id);
+        if (!slot || !rules_.standardPictures)
+            return kMediaFileErrUnsupported;
+        std::optional<vorbis::Picture> first;
+        for (const ogg::CommentValue &entry : ogg::findComments(*file_->comment.get(), vorbis::kPictureComment)) {
+            std::optional<vorbis::Picture> picture = decode(entry.value);
+            if (!picture)
+                continue;
+            if (picture->type == slot->type) {
+                *out = std::move(picture->data);
+                return kMediaFileNoErr;
+            }
+            if (!first)
+                first = std::move(picture);
+        }
+        if (!first || !slot->firstWhenAbsent)
+            return ogg::kOggVorbisErrNoComment;
+        *out = std::move(first->data);
+        return kMediaFileNoErr;
+    }
+
+    MediaFileStatus setData(MediaFileDataID id, std::span<const uint8_t> bytes) override
+    {
+        const vorbis::PictureSlot *slot = vorbis::pictureSlot(id);
+        if (!slot || !rules_.standardPictures)
+            return kMediaFileErrUnsupported;
+        vorbis::Picture picture = vorbis::pictureFromImage(slot->type, bytes);
+        vorbis_comment *comment = file_->comment.get();
+        // No image: the pictures of the type go, as an empty picture removes them in every kind.
+        if (bytes.empty()) {
+            std::vector<ogg::CommentValue> entries = ogg::findComments(*comment, vorbis::kPictureComment);
+            for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+                std::optional<vorbis::Picture> old = decode(entry->value);
+                if (old && old->type == slot->type)
+                    ogg::eraseComment(comment, entry->index);
+            }
+            return kMediaFileNoErr;
+        }
+        for (const ogg::CommentValue &entry : ogg::findComments(*comment, vorbis::kPictureComment)) {
+            std::optional<vorbis::Picture> old = decode(entry.value);
+            if (old && old->type == slot->type) {
+                picture.description = old->description;
+                return status(ogg::setCommentAt(comment, entry.index, vorbis::kPictureComment,
+                                                vorbis::base64Encode(vorbis::renderPicture(picture))));
+            }
+        }
+        return status(ogg::addComment(comment, vorbis::kPictureComment, vorbis::base64Encode(vorbis::renderPicture(picture))));
     }
 
     MediaFileStatus getAudioProperties(const char *, MediaFileAudioProperties *out) override
@@ -98,12 +152,48 @@ public:
     }
 
 private:
+    vorbis::FieldLookup lookup(MediaFileDataID id) const { return vorbis::fieldLookup(id, fieldFor(id), rules_); }
+
+    MediaFileStatus read(const vorbis::FieldLookup &names, std::string *out)
+    {
+        MediaFileStatus status = ogg::OggVorbisGetComment(*file_, names.field, out);
+        for (const char *alias : names.aliases)
+            if (status == ogg::kOggVorbisErrNoComment && alias)
+                status = ogg::OggVorbisGetComment(*file_, alias, out);
+        return status;
+    }
+
+    MediaFileStatus write(const vorbis::FieldLookup &names, std::string_view value)
+    {
+        if (!rules_.exactNames)
+            return ogg::OggVorbisSetComment(*file_, names.field, value);
+        vorbis_comment *comment = file_->comment.get();
+        if (MediaFileStatus result = status(ogg::replaceComments(comment, names.field, value)))
+            return result;
+        for (const char *alias : names.aliases)
+            if (alias)
+                if (MediaFileStatus result = status(ogg::replaceComments(comment, alias, std::nullopt)))
+                    return result;
+        return kMediaFileNoErr;
+    }
+
+    // Pictures other tools wrote that do not decode are passed over, as players pass them over.
+    static std::optional<vorbis::Picture> decode(std::string_view text)
+    {
+        std::optional<std::vector<uint8_t>> bytes = vorbis::base64Decode(text);
+        return bytes ? vorbis::parsePicture(*bytes) : std::nullopt;
+    }
+
+    // The handler's own code for running out of memory.
+    static MediaFileStatus status(MediaFileStatus result) { return result == kMediaFileErrMemory ? ogg::kOggVorbisErrMemory : result; }
+
     ogg::OggVorbisFilePtr file_;
+    const vorbis::CommentRules &rules_;
 };
 
 } // namespace
 
-MediaFileStatus OggVorbisOpen(const char *path, MediaFileFlags, HandlerPtr *out)
+MediaFileStatus OggVorbisOpen(const char *path, MediaFileFlags flags, HandlerPtr *out)
 {
     ogg::OggVorbisFilePtr file;
     if (MediaFileStatus status = ogg::OggVorbisFileOpen(path, &file))
@@ -113,7 +203,8 @@ MediaFileStatus OggVorbisOpen(const char *path, MediaFileFlags, HandlerPtr *out)
         std::fprintf(stderr, "%s\n", file->lastError);
         return ogg::kOggVorbisErrNotVorbis;
     }
-    *out = std::make_unique<OggVorbisHandler>(std::move(file));
+    file->keepVendor = vorbis::commentRulesFor(flags).keepVendor;
+    *out = std::make_unique<OggVorbisHandler>(std::move(file), vorbis::commentRulesFor(flags));
     return kMediaFileNoErr;
 }
 

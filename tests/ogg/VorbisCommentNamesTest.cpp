@@ -1,0 +1,155 @@
+// Every row of the Vorbis-comment names tables, set through the library on an Ogg and a FLAC
+// file without comments, under both rule sets: the peer tool then lists exactly that one
+// entry, and the library reads the value back. The guards fail when a table row has no case.
+#include "FlacTestSupport.h"
+#include "OggTestSupport.h"
+#include "TestSupport.h"
+
+#include "ogg/VorbisCommentNames.h"
+#include "ogg/VorbisPicture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+using namespace kestrabel;
+using namespace kestrabel::test;
+
+namespace {
+
+struct NameCase {
+    MediaFileDataID id;
+    const char *value;
+    const char *ogg; // the entry written under the classic rules
+    const char *flac;
+    const char *interop; // the entry written under the interop profile, both kinds
+};
+
+// Written by hand from the formats' conventions, not from the tables under test.
+const NameCase kNameCases[] = {
+    {kMediaFileDataIDAlbum, "An Album", "ALBUM", "ALBUM", "ALBUM"},
+    {kMediaFileDataIDArtist, "An Artist", "ARTIST", "ARTIST", "ARTIST"},
+    {kMediaFileDataIDBPM, "96", "BPM", "BPM", "BPM"},
+    {kMediaFileDataIDComment, "A comment", "COMMENT", "COMMENT", "COMMENT"},
+    {kMediaFileDataIDCompilation, "1", "COMPILATION", "COMPILATION", "COMPILATION"},
+    {kMediaFileDataIDComposer, "A Composer", "COMPOSER", "COMPOSER", "COMPOSER"},
+    {kMediaFileDataIDDiskNumber, "4", "DISC", "DISC", "DISCNUMBER"},
+    {kMediaFileDataIDGenre, "A Genre", "GENRE", "GENRE", "GENRE"},
+    {kMediaFileDataIDTitle, "A Title", "TITLE", "TITLE", "TITLE"},
+    {kMediaFileDataIDTotalDisks, "5", "DISCC", "DISCC", "DISCTOTAL"},
+    {kMediaFileDataIDTotalTracks, "11", "TRACKTOTAL", "TOTALTRACKS", "TRACKTOTAL"},
+    {kMediaFileDataIDTrackNumber, "7", "TRACKNUMBER", "TRACKNUMBER", "TRACKNUMBER"},
+    {kMediaFileDataIDYear, "1987", "YEAR", "YEAR", "DATE"},
+    {kMediaFileDataIDISRC, "USRC17607839", "ISRC", "ISRC", "ISRC"},
+    {kMediaFileDataIDLocation, "A Location", "LOCATION", "LOCATION", "LOCATION"},
+    {kMediaFileDataIDContact, "A Contact", "CONTACT", "CONTACT", "CONTACT"},
+    {kMediaFileDataIDDate, "2001-02-03", "DATE", "DATE", "DATE"},
+    {kMediaFileDataIDOrganization, "An Organization", "ORGANIZATION", "ORGANIZATION", "ORGANIZATION"},
+    {kMediaFileDataIDPerformer, "A Performer", "PERFORMER", "PERFORMER", "PERFORMER"},
+    {kMediaFileDataIDCopyright, "A Copyright", "COPYRIGHT", "COPYRIGHT", "COPYRIGHT"},
+    {kMediaFileDataIDDescription, "A Description", "DESCRIPTION", "DESCRIPTION", "DESCRIPTION"},
+    {kMediaFileDataIDLicense, "A License", "LICENSE", "LICENSE", "LICENSE"},
+    {kMediaFileDataIDEnsemble, "An Ensemble", "ENSEMBLE", "ENSEMBLE", "ENSEMBLE"},
+    {kMediaFileDataIDLyricist, "A Lyricist", "LYRICIST", "LYRICIST", "LYRICIST"},
+    {kMediaFileDataIDArranger, "An Arranger", "ARRANGER", "ARRANGER", "ARRANGER"},
+    {kMediaFileDataIDAuthor, "An Author", "AUTHOR", "AUTHOR", "AUTHOR"},
+};
+
+struct PictureCase {
+    MediaFileDataID id;
+    const char *image;
+    const char *peerLine; // what mutagen lists after the set
+};
+
+const PictureCase kPictureCases[] = {
+    {kMediaFileDataIDArtwork, "interop-front.jpg", "PICTURE\tmutagen\t3 image/jpeg interop-front.jpg"},
+    {kMediaFileDataIDArtworkBack, "interop-back.png", "PICTURE\tmutagen\t4 image/png interop-back.png"},
+    {kMediaFileDataIDArtworkMisc, "interop-front.jpg", "PICTURE\tmutagen\t19 image/jpeg interop-front.jpg"},
+};
+
+bool hasCase(MediaFileDataID id)
+{
+    return std::any_of(std::begin(kNameCases), std::end(kNameCases), [&](const NameCase &entry) { return entry.id == id; });
+}
+
+struct Kind {
+    const char *fixture;
+    bool flac;
+};
+
+const Kind kKinds[] = {{"vorbis-no-comments.ogg", false}, {"flac-no-tags.flac", true}};
+
+std::vector<std::string> peerEntries(const Kind &kind, const std::string &path)
+{
+    return kind.flac ? metaflacTags(path) : vorbiscommentList(path);
+}
+
+std::string runPeers(const std::string &path)
+{
+    std::string command = "/usr/bin/python3 " + shellQuote(KESTRABEL_VORBIS_PEERS) + " " + shellQuote(path);
+    for (const char *image : {"interop-front.jpg", "interop-back.png"})
+        command += " " + shellQuote(fixturePath(image));
+    std::string output;
+    EXPECT_EQ(runCommand(command, &output, true), 0) << output;
+    return output;
+}
+
+} // namespace
+
+TEST(VorbisCommentNames, EveryTableRowHasACase)
+{
+    for (const vorbis::FieldName &row : vorbis::kSharedFieldNames)
+        EXPECT_TRUE(hasCase(row.id)) << row.field << " has no case";
+    for (const vorbis::CommonName &row : vorbis::kCommonNames)
+        EXPECT_TRUE(hasCase(row.id)) << row.field << " has no case";
+    for (const vorbis::PictureSlot &row : vorbis::kPictureSlots)
+        EXPECT_TRUE(std::any_of(std::begin(kPictureCases), std::end(kPictureCases),
+                                [&](const PictureCase &entry) { return entry.id == row.id; }))
+            << MediaFileGetDataIDName(row.id) << " has no case";
+}
+
+TEST(VorbisCommentNames, EachIdWritesItsNameAndReadsItBack)
+{
+    if (!haveTool("metaflac") || !haveTool("vorbiscomment"))
+        GTEST_SKIP() << "needs metaflac and vorbiscomment";
+    for (const Kind &kind : kKinds) {
+        for (MediaFileFlags flags : {MediaFileFlags(0), MediaFileFlags(kMediaFileFlagInterop)}) {
+            for (const NameCase &entry : kNameCases) {
+                SCOPED_TRACE(std::string(kind.fixture) + " " + MediaFileGetDataIDName(entry.id) + (flags ? " interop" : " classic"));
+                TempDir dir;
+                std::string path = dir.copyFixture(kind.fixture);
+                {
+                    OpenFile file(path, flags);
+                    ASSERT_EQ(MediaFileSetString(file.ref(), entry.id, entry.value), 0);
+                    ASSERT_EQ(MediaFileUpdate(file.ref(), flags), 0);
+                }
+                const char *name = flags ? entry.interop : kind.flac ? entry.flac : entry.ogg;
+                EXPECT_EQ(peerEntries(kind, path), std::vector<std::string>{std::string(name) + "=" + entry.value});
+                OpenFile file(path, flags);
+                EXPECT_EQ(file.string(entry.id), entry.value);
+            }
+        }
+    }
+}
+
+TEST(VorbisCommentNames, EachPictureSlotWritesItsType)
+{
+    if (runCommand("/usr/bin/python3 -c 'import mutagen' 2>/dev/null") != 0 || !haveTool("ffprobe"))
+        GTEST_SKIP() << "needs mutagen and ffprobe";
+    for (const Kind &kind : kKinds) {
+        for (const PictureCase &entry : kPictureCases) {
+            SCOPED_TRACE(std::string(kind.fixture) + " " + MediaFileGetDataIDName(entry.id));
+            TempDir dir;
+            std::string path = dir.copyFixture(kind.fixture);
+            std::vector<uint8_t> image = readFile(fixturePath(entry.image));
+            {
+                OpenFile file(path, kMediaFileFlagInterop);
+                ASSERT_EQ(MediaFileSetData(file.ref(), entry.id, image.data(), image.size()), 0);
+                ASSERT_EQ(MediaFileUpdate(file.ref(), kMediaFileFlagInterop), 0);
+            }
+            EXPECT_NE(runPeers(path).find(std::string(entry.peerLine) + "\n"), std::string::npos);
+            OpenFile file(path, kMediaFileFlagInterop);
+            EXPECT_EQ(file.data(entry.id), image);
+        }
+    }
+}
