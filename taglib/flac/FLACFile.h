@@ -61,6 +61,10 @@ MediaFileStatus FLACGetPicture(FLACFile &file, std::vector<uint8_t> *out);
 // Replaces an existing picture block; a file without one is left without one.
 MediaFileStatus FLACSetPicture(FLACFile &file, std::span<const uint8_t> image);
 
+// Every entry of the name goes (also one without "="); every picture block goes.
+MediaFileStatus FLACRemoveComment(FLACFile &file, const char *name);
+MediaFileStatus FLACRemovePicture(FLACFile &file);
+
 // One of the stream information fields: &FLACFile::sampleRate, ::channels, or ::bitRate (sample
 // rate times bits per sample over 1,024; the channel count does not enter).
 MediaFileStatus FLACGetStreamInfo(FLACFile &file, int32_t FLACFile::*field, int32_t *out);

@@ -89,6 +89,16 @@ public:
         return flac::flacAudioProperties(path, out);
     }
 
+    MediaFileStatus remove(MediaFileDataID id) override
+    {
+        if (id == kMediaFileDataIDArtwork)
+            return flac::FLACRemovePicture(*file_);
+        const char *field = fieldFor(id);
+        if (!field)
+            return kMediaFileErrUnsupported;
+        return flac::FLACRemoveComment(*file_, field);
+    }
+
 private:
     flac::FLACFilePtr file_;
 };
