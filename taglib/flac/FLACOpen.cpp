@@ -93,6 +93,9 @@ public:
     {
         if (id == kMediaFileDataIDArtwork)
             return flac::FLACRemovePicture(*file_);
+        // The vendor string has a fixed place in the comment block: it can only be emptied.
+        if (id == kMediaFileDataIDEncodedBy)
+            return flac::FLACSetVendor(*file_, {});
         const char *field = fieldFor(id);
         if (!field)
             return kMediaFileErrUnsupported;

@@ -58,7 +58,8 @@ public:
         return iff::iffAudioProperties(path, out);
     }
 
-    // A Broadcast Wave field has a fixed place in its chunk: emptied, since it cannot go.
+    // A Broadcast Wave field has a fixed place in its chunk: emptied, since it cannot go (the
+    // coding history keeps the line break every reader of the chunk expects).
     MediaFileStatus remove(MediaFileDataID id) override
     {
         if (iff::isBextDataID(id))

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Regenerates the fixtures of the data-safety cases: bash tests/data/make-data-safety.sh (after
+# Regenerates the fixtures of the data-safety cases: bash tests/data/make-safety.sh (after
 # make-mp3.sh, whose no-tags.mp3 and mp3-cover.jpg it uses).
 #
 # Two MP3 files whose ID3v2 tag this library cannot read whole; neither mutagen nor ffmpeg writes
