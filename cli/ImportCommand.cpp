@@ -52,10 +52,12 @@ std::optional<QVariantMap> readDictionary(const std::string &path)
     return propertyListDictionaryFromData(QByteArray(reinterpret_cast<const char *>(bytes.data()), qsizetype(bytes.size())));
 }
 
-// A tag dictionary has the marker or keys named after data IDs; anything else whose values
-// include dictionaries is an archive.
+// A tag dictionary has the marker or keys named after data IDs (or nothing at all, which the
+// import has always taken); anything else whose values include dictionaries is an archive.
 bool isTagDictionary(const QVariantMap &root)
 {
+    if (root.isEmpty())
+        return true;
     for (auto it = root.constBegin(); it != root.constEnd(); ++it)
         if (it.key() == QLatin1String(kMediaFileDataExportKey) || it.key().startsWith(QLatin1String("kMediaFileDataID")))
             return true;
