@@ -3,14 +3,15 @@
 #include "FieldEditingMonitor.h"
 #include "GenreComboBox.h"
 
+#include "ArtworkImage.h"
 #include "MediaFileWrapper.h"
 #include "PlayerWorker.h"
 
 #include <QComboBox>
 #include <QDir>
 #include <QFileInfo>
-#include <QImageReader>
 #include <QLineEdit>
+#include <QtGlobal>
 
 namespace kestrabel::app {
 
@@ -22,6 +23,17 @@ bool gJustEdited = false;
 bool differs(const QString &text, const QString &cached)
 {
     return !cached.isNull() && text != cached;
+}
+
+// A save would keep only what was read of a damaged tag and lose the rest: such a file is left
+// as it is, and the log says why.
+MediaFileStatus refuseDamagedTag(const MediaFileWrapper &file)
+{
+    const MediaFileStatus status = MediaFileGetIgnoredTagError(file.mediaFileRef());
+    if (status != kMediaFileNoErr)
+        qWarning("%s: not saved: its tag could not be read whole (%d %s: %s)", qUtf8Printable(file.pathString()),
+                 int(status), MediaFileGetStatusName(status), MediaFileGetStatusMessage(status));
+    return status;
 }
 
 } // namespace
@@ -165,9 +177,11 @@ MediaFileStatus ControlWindowController::setArtworkFromFileAtPath(const QString 
     const QString imagePath = QDir::temp().filePath(fileName);
     if (!QFileInfo(imagePath).isFile())
         return kMediaFileErrBadPath;
-    // The wrapper would take an unreadable image as a request to remove the artwork.
-    if (!QImageReader(imagePath).canRead())
-        return kMediaFileErrNotImage;
+    // Converted before the file is touched: the wrapper would take an image it cannot decode
+    // (a damaged one, or one too large for memory) as a request to remove the artwork.
+    QByteArray jpeg;
+    if (MediaFileStatus status = jpegArtworkFromImageFile(imagePath, &jpeg))
+        return status;
     const QString path = _displayedPath;
     if (path.isEmpty())
         return kMediaFileErrNotFound;
@@ -175,7 +189,9 @@ MediaFileStatus ControlWindowController::setArtworkFromFileAtPath(const QString 
     std::optional<MediaFileWrapper> file = MediaFileWrapper::mediaFileWithFileAtPath(path, false, &status);
     if (!file)
         return status;
-    status = file->setMediaFileArtworkFromImageFile(imagePath, kMediaFileDataIDArtwork, false);
+    if (MediaFileStatus skipped = refuseDamagedTag(*file))
+        return skipped;
+    status = file->setMediaFileData(jpeg, kMediaFileDataIDArtwork);
     if (status != 0)
         return status;
     return file->update(kMediaFileFlagKeepTagVersion);

@@ -120,6 +120,10 @@ EditResult runEdit(player::PlayerConnection &player, const EditRequest &request)
             if (!file) {
                 result.outcome = EditResult::NoFile;
                 result.status = status;
+            } else if (const MediaFileStatus ignored = MediaFileGetIgnoredTagError(file->mediaFileRef())) {
+                // The tag was read only in part; a save would drop the rest, so nothing is saved.
+                result.outcome = EditResult::WriteFailed;
+                result.status = ignored;
             } else {
                 for (const auto &[dataID, text] : request.values)
                     if (const MediaFileStatus set = file->setMediaFileString(text, dataID, true); set != 0 && status == 0)

@@ -13,5 +13,8 @@ namespace kestrabel::cli {
 // kMediaFileErrNotImage for anything else. Without it (the tag-library-only build): the
 // file's bytes as they are.
 MediaFileStatus readArtworkImage(const std::string &path, std::vector<uint8_t> *out);
+// 0 when the bytes are an image (kMediaFileErrNotImage, or kMediaFileErrMemory for one too large
+// to decode). Without the object layer only the JPEG and PNG signatures are looked at.
+MediaFileStatus checkArtworkBytes(const std::string &bytes);
 
 } // namespace kestrabel::cli

@@ -30,4 +30,9 @@ MediaFileStatus readArtworkImage(const std::string &path, std::vector<uint8_t> *
     return kMediaFileNoErr;
 }
 
+MediaFileStatus checkArtworkBytes(const std::string &bytes)
+{
+    return checkArtworkData(QByteArray::fromRawData(bytes.data(), qsizetype(bytes.size())));
+}
+
 } // namespace kestrabel::cli

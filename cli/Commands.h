@@ -39,6 +39,9 @@ int runImport(const Args &args);
 int runArtwork(const Args &args);
 
 extern const char kExportHelp[];
+
+// Keeps Qt's and its image plug-ins' own messages off the terminal.
+void installQtMessageFilter();
 extern const char kImportHelp[];
 extern const char kArtworkHelp[];
 #endif

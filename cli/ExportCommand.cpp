@@ -70,6 +70,13 @@ bool deliver(const std::string &out, const QByteArray &bytes, bool overwrite, Jo
     return status == kMediaFileNoErr;
 }
 
+std::string unprintableText(const QString &key)
+{
+    return "not written: the value of " + key.toStdString() +
+           " holds a character an XML property list cannot hold (a control character): " +
+           statusText(kMediaFileErrBadFormat);
+}
+
 int exportArchive(const std::vector<std::string> &arguments, const BatchOptions &batch, const std::string &archivePath,
                   bool artwork, bool overwrite)
 {
@@ -120,8 +127,9 @@ int exportArchive(const std::vector<std::string> &arguments, const BatchOptions 
             continue;
         const QString &name = entries[i]->name;
         if (archive.contains(name)) {
-            printError(files[i] + ": the archive already has an entry '" + name.toStdString() + "' from " +
-                       firstFile.value(name) + ": " + statusText(kMediaFileErrDuplicate));
+            // No library status fits: the archive is keyed by file name without extension.
+            printError(files[i] + ": left out of the archive: its name without extension, '" + name.toStdString() +
+                       "', is already the key of " + firstFile.value(name) + "'s entry");
             status = 1;
             continue;
         }
@@ -130,6 +138,10 @@ int exportArchive(const std::vector<std::string> &arguments, const BatchOptions 
     }
     if (archive.isEmpty()) {
         printError(archivePath + ": not written: no file was exported");
+        return 1;
+    }
+    if (QString key = keyXmlCannotHold(archive); !key.isEmpty()) {
+        printError(archivePath + ": " + unprintableText(key));
         return 1;
     }
     QByteArray xml;
@@ -196,7 +208,9 @@ int runExport(const Args &args)
         std::optional<QVariantMap> dictionary = wrapper->getDictionaryRepresentation(artwork);
         QByteArray xml;
         status = dictionary ? propertyListBytes(*dictionary, exportKeyOrder(), &xml) : kMediaFileErrCantCreate;
-        if (status != kMediaFileNoErr)
+        if (status == kMediaFileErrBadFormat)
+            addError(&result, target + ": " + unprintableText(keyXmlCannotHold(*dictionary)));
+        else if (status != kMediaFileNoErr)
             addError(&result, target + ": cannot write: " + statusText(status));
         else
             deliver(target, xml, overwrite, &result);

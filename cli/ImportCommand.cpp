@@ -7,6 +7,10 @@
 
 #include "util/File.h"
 
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
 #include <cstdio>
 #include <optional>
 
@@ -28,6 +32,8 @@ refused; one without a marker is taken.
                      The exported file names never rename a file.
   -n, --dry-run      print, per file, each value that would change
                      (old -> new) and write nothing
+  --force            save a file whose tag could not be read whole, although
+                     what could not be read is lost (refused without it)
   -r, --recursive    go through folders: every media file below them, in name
                      order; files of no media kind are skipped
   -j, --jobs N       save N files at once (0: one per processor core)
@@ -46,28 +52,51 @@ std::optional<QVariantMap> readDictionary(const std::string &path)
     return propertyListDictionaryFromData(QByteArray(reinterpret_cast<const char *>(bytes.data()), qsizetype(bytes.size())));
 }
 
-// An archive holds only dictionaries; a tag dictionary holds texts, numbers and bytes.
+// A tag dictionary has the marker or keys named after data IDs (or nothing at all, which the
+// import has always taken); anything else whose values include dictionaries is an archive.
+bool isTagDictionary(const QVariantMap &root)
+{
+    if (root.isEmpty())
+        return true;
+    for (auto it = root.constBegin(); it != root.constEnd(); ++it)
+        if (it.key() == QLatin1String(kMediaFileDataExportKey) || it.key().startsWith(QLatin1String("kMediaFileDataID")))
+            return true;
+    return false;
+}
+
 bool isArchive(const QVariantMap &root)
 {
-    if (root.isEmpty() || root.contains(QString::fromLatin1(kMediaFileDataExportKey)))
+    if (isTagDictionary(root))
         return false;
     for (const QVariant &value : root)
-        if (value.typeId() != QMetaType::QVariantMap)
-            return false;
-    return true;
+        if (value.typeId() == QMetaType::QVariantMap)
+            return true;
+    return false;
+}
+
+// Kinds whose tags are read only take no imported value; the import would set nothing.
+bool takesValues(MediaFileRef ref)
+{
+    MediaFileType kind = kMediaFileTypeUnsupported;
+    MediaFileGetType(ref, &kind);
+    return kind != kMediaFileTypeEXIF && kind != kMediaFileTypeQuickTime;
 }
 
 } // namespace
 
 int runImport(const Args &args)
 {
-    bool overwrite = false;
+    bool overwrite = false, force = false;
     DryRun dryRun;
     BatchOptions batch;
     std::vector<std::string> operands;
     int parsed = parseCommandLine("import", kImportHelp, args, &batch, &operands, [&](const std::string &arg, size_t &, std::string *) {
         if (dryRun.take(arg))
             return OptionMatch::Taken;
+        if (arg == "--force") {
+            force = true;
+            return OptionMatch::Taken;
+        }
         if (arg != "--overwrite")
             return OptionMatch::NotMine;
         overwrite = true;
@@ -82,10 +111,32 @@ int runImport(const Args &args)
     const std::string plistPath = operands.front();
     std::optional<QVariantMap> root = readDictionary(plistPath);
     if (!root) {
-        printError(plistPath + ": not a readable property list with a dictionary: " + statusText(kMediaFileErrParam));
+        QFileInfo info(QFile::decodeName(plistPath.c_str()));
+        if (!info.exists())
+            printError(plistPath + ": cannot read: " + statusText(ENOENT));
+        else if (!info.isFile() || !info.isReadable())
+            printError(plistPath + ": cannot read: " + statusText(info.isFile() ? EACCES : kMediaFileErrBadPath));
+        else
+            printError(plistPath + ": not an XML property list whose root is a dictionary: " + statusText(kMediaFileErrBadFormat));
         return 1;
     }
     const bool archive = isArchive(*root);
+    if (!archive && !isTagDictionary(*root)) {
+        printError(plistPath + ": neither a tag dictionary nor an archive of them (no kMediaFileDataID key, no dictionary "
+                               "value): " + statusText(kMediaFileErrBadFormat));
+        return 1;
+    }
+    // An archive entry that is no dictionary would be applied as an empty one, silently.
+    bool strayEntries = false;
+    if (archive) {
+        for (auto it = root->constBegin(); it != root->constEnd(); ++it) {
+            if (it.value().typeId() != QMetaType::QVariantMap) {
+                printError(plistPath + ": the archive entry '" + it.key().toStdString() +
+                           "' is not a tag dictionary and is left out: " + statusText(kMediaFileErrBadFormat));
+                strayEntries = true;
+            }
+        }
+    }
     std::vector<std::string> files(operands.begin() + 1, operands.end());
 
     auto job = [&](const std::string &path, size_t) {
@@ -96,11 +147,20 @@ int runImport(const Args &args)
             addError(&result, path + ": cannot open: " + openFailureText(path, status));
             return result;
         }
+        if (!takesValues(wrapper->mediaFileRef())) {
+            addError(&result, path + ": cannot take imported values, its kind is read only: " +
+                                  statusText(kMediaFileErrUnsupported));
+            return result;
+        }
+        if (MediaFileStatus ignored = MediaFileGetIgnoredTagError(wrapper->mediaFileRef()); ignored && !force) {
+            addError(&result, path + ": not saved: " + partialTagText(ignored) + " (--force saves anyway)");
+            return result;
+        }
         std::optional<QVariantMap> dictionary = *root;
         if (archive) {
             QString name = stringFromMediaFileRef(wrapper->mediaFileRef(), kMediaFileDataIDFilenameClean);
             auto entry = root->constFind(name);
-            if (entry == root->constEnd()) {
+            if (entry == root->constEnd() || entry->typeId() != QMetaType::QVariantMap) {
                 addError(&result, path + ": the archive has no entry '" + name.toStdString() + "': " +
                                       statusText(kMediaFileErrNotFound));
                 return result;
@@ -126,7 +186,8 @@ int runImport(const Args &args)
             addError(&result, path + ": cannot save: " + statusText(status));
         return result;
     };
-    return runBatch(files, batch, job);
+    int status = runBatch(files, batch, job);
+    return strayEntries ? 1 : status;
 }
 
 } // namespace kestrabel::cli

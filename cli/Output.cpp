@@ -181,7 +181,14 @@ std::string reportAsJson(const FileReport &report)
     out += ", \"kind\": " + jsonString(kindNameOf(report));
     if (report.audio)
         out += ", \"audio\": " + audioAsJson(*report.audio);
-    out += ", \"status\": 0, \"values\": {";
+    out += ", \"status\": 0";
+    if (!report.warnings.empty()) {
+        out += ", \"warnings\": [";
+        for (size_t i = 0; i < report.warnings.size(); ++i)
+            out += (i ? ", " : "") + jsonString(report.warnings[i]);
+        out += "]";
+    }
+    out += ", \"values\": {";
     bool first = true;
     for (const Entry &entry : report.entries) {
         if (!first)
@@ -197,6 +204,8 @@ std::string reportAsText(const FileReport &report)
     std::string out = escapeText(report.path) + " (" + kindNameOf(report) + ")\n";
     if (report.audio)
         out += "  Audio: " + audioSummary(*report.audio) + "\n";
+    for (const std::string &warning : report.warnings)
+        out += "  warning: " + warning + "\n";
     size_t width = 0;
     for (const Entry &entry : report.entries)
         width = std::max(width, std::string_view(entry.info->displayName).size());

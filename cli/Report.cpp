@@ -89,4 +89,9 @@ std::string openFailureText(const std::string &path, MediaFileStatus status)
     return cause.empty() ? statusText(status) : statusText(status) + ": " + cause;
 }
 
+std::string partialTagText(MediaFileStatus ignored)
+{
+    return "its tag could not be read whole (" + statusText(ignored) + "); a save would drop what was not read";
+}
+
 } // namespace kestrabel::cli

@@ -34,6 +34,7 @@ struct FileReport {
     // Beside the kind's own name when the file says more ("Ogg Opus"); empty otherwise.
     std::string kindName;
     std::optional<MediaFileAudioProperties> audio;
+    std::vector<std::string> warnings; // what could not be read; the values shown are incomplete
 };
 
 // "JPEG image", "PNG image", … or "binary data", by the bytes' signature.
@@ -48,5 +49,8 @@ std::string statusText(MediaFileStatus status);
 std::string openFailureText(const std::string &path, MediaFileStatus status);
 // The reason alone; empty when the status is an errno or the system sees nothing wrong.
 std::string openFailureCause(const std::string &path, MediaFileStatus status);
+// Why a file whose tag an open read only in part is not saved: "its tag could not be read
+// whole (kMediaFileErrShortHeader (-6743): …)".
+std::string partialTagText(MediaFileStatus ignored);
 
 } // namespace kestrabel::cli

@@ -7,6 +7,7 @@
 
 #include "util/File.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 
@@ -20,8 +21,15 @@ Changes values in each FILE and saves it in the file's own tag format.
   -t, --tag NAME=VALUE   set a value. NAME is a data-ID constant name
                          (kMediaFileDataIDTitle), its short form (Title) or its
                          display name ("Track Number"), in any case. Integer IDs
-                         take a number; "7/12" for Track Number stores 7.
-  --remove NAME          remove a value.
+                         take a number from 0 to 2147483647; "7/12" for Track
+                         Number stores 7. Cover Art and the other artwork IDs
+                         take an image only.
+  --remove NAME          remove a value: every field, frame or item that holds
+                         it goes. MP3 and MP4 keep a number and its total in one
+                         field: removing Track Number removes Total Tracks too,
+                         removing Total Tracks keeps the number.
+  --force                save a file whose tag could not be read whole, although
+                         what could not be read is lost (refused without it).
   --artwork IMAGE        store the image file as the cover art, as JPEG: other
                          image formats (PNG, GIF, BMP, TIFF, WebP) are converted.
   -n, --dry-run          print, per file, each value that would change
@@ -50,28 +58,67 @@ struct Change {
     const MediaFileDataIDInfo *info;
     bool remove;
     std::string value;
+    int32_t number = 0; // the value of an integer ID, checked when the command line is read
 };
+
+bool isArtworkID(MediaFileDataID id)
+{
+    return id == kMediaFileDataIDArtwork || id == kMediaFileDataIDArtworkBack || id == kMediaFileDataIDArtworkMisc;
+}
+
+// Digits only, within 0 to 2^31 - 1; Track and Disk Number also take "7/12", which stores 7 as it
+// always has. Anything else is refused before a file is touched: a wrapped or truncated
+// number would be stored without a word.
+bool parseIntegerValue(const Change &change, int32_t *out)
+{
+    const std::string &text = change.value;
+    const bool pair = change.info->dataID == kMediaFileDataIDTrackNumber || change.info->dataID == kMediaFileDataIDDiskNumber;
+    auto digits = [](std::string_view part) {
+        return !part.empty() && part.size() <= 10 && part.find_first_not_of("0123456789") == std::string_view::npos;
+    };
+    const size_t slash = pair ? text.find('/') : std::string::npos;
+    std::string_view number(text.data(), slash == std::string::npos ? text.size() : slash);
+    if (!digits(number) || (slash != std::string::npos && !digits(std::string_view(text).substr(slash + 1))))
+        return false;
+    const uint64_t value = std::stoull(std::string(number));
+    if (value > uint64_t(INT32_MAX))
+        return false;
+    *out = static_cast<int32_t>(value);
+    return true;
+}
 
 MediaFileStatus applyChange(MediaFileRef ref, const Change &change)
 {
     MediaFileDataID id = change.info->dataID;
+    if (change.remove)
+        return MediaFileRemoveValue(ref, id);
     switch (change.info->valueType) {
-    case 'I': {
+    case 'I':
         // Through the integer setter, which every integer ID has (Season and File Kind have no
-        // text form); the text is read as "%d" reads it, so "7/12" stores 7.
-        if (change.remove)
-            return MediaFileSetInteger(ref, id, 0);
-        int32_t value = 0;
-        if (MediaFileStatus status = scanIntegerText(change.value, &value))
-            return status;
-        return MediaFileSetInteger(ref, id, value);
-    }
+        // text form).
+        return MediaFileSetInteger(ref, id, change.number);
     case 'D':
-        if (change.remove)
-            return MediaFileSetData(ref, id, "", 0);
         return MediaFileSetData(ref, id, change.value.data(), change.value.size());
     default:
-        return MediaFileSetString(ref, id, change.remove ? "" : change.value.c_str());
+        return MediaFileSetString(ref, id, change.value.c_str());
+    }
+}
+
+// A handler may take a value it has no place for without a word (a FLAC file without a picture
+// block takes no cover art); asking for it back tells.
+bool stored(MediaFileRef ref, const Change &change)
+{
+    MediaFileDataID id = change.info->dataID;
+    if (change.remove)
+        return true;
+    switch (change.info->valueType) {
+    case 'I':
+        // Compilation 0 and the like remove what they set.
+        return change.number == 0 || MediaFileGetInteger(ref, id, nullptr) == kMediaFileNoErr;
+    case 'D':
+        return MediaFileGetData(ref, id, nullptr, nullptr) == kMediaFileNoErr;
+    default:
+        return change.value.empty() || MediaFileGetString(ref, id, nullptr) == kMediaFileNoErr;
     }
 }
 
@@ -108,6 +155,7 @@ int runSet(const Args &args)
     MediaFileFlags flags = kMediaFileFlagKeepTagVersion;
     bool versionChosen = false;
     DryRun dryRun;
+    bool force = false;
     BatchOptions batch;
     // A data ID that can be changed, by any of its names; an error names why not.
     auto writableID = [](const std::string &name, std::string *error) -> const MediaFileDataIDInfo * {
@@ -133,7 +181,18 @@ int runSet(const Args &args)
             const MediaFileDataIDInfo *info = writableID(value.substr(0, equals), error);
             if (!info)
                 return OptionMatch::Error;
-            changes.push_back({info, false, value.substr(equals + 1)});
+            Change change{info, false, value.substr(equals + 1)};
+            if (info->valueType == 'I' && !parseIntegerValue(change, &change.number)) {
+                *error = "'" + change.value + "' is not a number from 0 to 2147483647 for " + info->constantName;
+                return OptionMatch::Error;
+            }
+            if (isArtworkID(info->dataID)) {
+                if (MediaFileStatus status = checkArtworkBytes(change.value)) {
+                    *error = std::string(info->constantName) + " takes an image (or use --artwork IMAGE): " + statusText(status);
+                    return OptionMatch::Error;
+                }
+            }
+            changes.push_back(std::move(change));
         } else if (arg == "--remove") {
             if (!takeValue(args, i, &value)) {
                 *error = "--remove needs NAME";
@@ -170,6 +229,8 @@ int runSet(const Args &args)
             flags |= kMediaFileFlagPreserveDates;
         } else if (arg == "--in-place") {
             flags |= kMediaFileFlagInPlace;
+        } else if (arg == "--force") {
+            force = true;
         } else if (dryRun.take(arg)) {
         } else {
             return OptionMatch::NotMine;
@@ -193,6 +254,11 @@ int runSet(const Args &args)
             addError(&result, path + ": cannot open: " + openFailureText(path, status));
             return result;
         }
+        if (MediaFileStatus ignored = MediaFileGetIgnoredTagError(ref); ignored && !force) {
+            addError(&result, path + ": not saved: " + partialTagText(ignored) + " (--force saves anyway)");
+            MediaFileClose(ref);
+            return result;
+        }
         MediaFileFlags fileFlags = flags;
         MediaFileType kind = kMediaFileTypeUnsupported;
         MediaFileGetType(ref, &kind);
@@ -206,7 +272,11 @@ int runSet(const Args &args)
             before = valuesForDryRun(ref);
         for (const Change &change : changes) {
             status = applyChange(ref, change);
-            if (status != kMediaFileNoErr) {
+            if (status == kMediaFileNoErr && !stored(ref, change)) {
+                addError(&result, path + ": " + change.info->constantName + ": not stored: this file has no place for it: " +
+                                      statusText(kMediaFileErrUnsupported));
+                failed = true;
+            } else if (status != kMediaFileNoErr) {
                 addError(&result, path + ": " + change.info->constantName + ": " + statusText(status));
                 failed = true;
             }

@@ -22,7 +22,8 @@ a value are printed as \n, \t, \xHH.
                     sampleRate, channels, bitsPerSample and bitRate (kbit/s);
                     keys of "values" are data-ID constant names; byte values
                     give their length and SHA-256. A file that fails gives
-                    {"path", "status", "error"}.
+                    {"path", "status", "error"}; one whose tag could not be
+                    read whole has a "warnings" list.
                     A name that is not valid UTF-8 shows U+FFFD in "path" for
                     the bytes that are not; "path_bytes" then holds the name's
                     exact bytes as lower-case hex ("path_bytes": "6ae92e6d7033").
@@ -67,6 +68,8 @@ FileReport collectReport(const std::string &path, bool audioInfo)
         if (MediaFileGetAudioProperties(ref, &audio) == kMediaFileNoErr)
             report.audio = audio;
     }
+    if (MediaFileStatus ignored = MediaFileGetIgnoredTagError(ref))
+        report.warnings.push_back(partialTagText(ignored));
     collectValues(ref, audioInfo, &report.entries);
     MediaFileClose(ref);
     return report;

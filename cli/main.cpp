@@ -76,6 +76,9 @@ static int runNames()
 int main(int argc, char **argv)
 {
     using namespace kestrabel::cli;
+#ifdef KESTRABEL_CLI_OBJECTS
+    installQtMessageFilter();
+#endif
     if (argc < 2) {
         printMainHelp(stderr);
         return 2;

@@ -11,13 +11,22 @@
 namespace kestrabel {
 namespace {
 
+// Qt refuses images above 256 MB of pixels by default, less than a 12,000 × 12,000 scan needs;
+// this is room for 16,000 × 16,000 at four bytes a pixel.
+constexpr int kAllocationLimitMB = 1024;
+
 struct DecodedImage {
     QImage image;
     QByteArray format; // as QImageReader names it: "jpeg", "png", …
+    // The header gave a size the decoder could not make room for: a valid image too large to
+    // decode here, which is not the same as no image.
+    bool tooLarge = false;
 };
 
 DecodedImage decode(const QByteArray &bytes)
 {
+    if (QImageReader::allocationLimit() < kAllocationLimitMB)
+        QImageReader::setAllocationLimit(kAllocationLimitMB);
     QByteArray copy = bytes; // QBuffer wants a non-const array; the copy shares the data
     QBuffer buffer(&copy);
     if (!buffer.open(QIODevice::ReadOnly))
@@ -26,8 +35,12 @@ DecodedImage decode(const QByteArray &bytes)
     reader.setDecideFormatFromContent(true);
     DecodedImage decoded;
     decoded.format = reader.format();
-    if (!reader.read(&decoded.image) || decoded.image.isNull())
-        return {};
+    const QSize size = reader.size();
+    if (!reader.read(&decoded.image) || decoded.image.isNull()) {
+        decoded.image = {};
+        decoded.tooLarge = size.isValid() && qint64(size.width()) * size.height() * 4 > qint64(kAllocationLimitMB) << 20;
+        return decoded;
+    }
     return decoded;
 }
 
@@ -45,6 +58,8 @@ MediaFileStatus jpegArtworkFromImageFile(const QString &path, QByteArray *out)
         if (bytes.isEmpty() || bytes.size() > kMaxArtworkFileSize)
             return kMediaFileErrNotImage;
         DecodedImage decoded = decode(bytes);
+        if (decoded.tooLarge)
+            return kMediaFileErrMemory;
         if (decoded.image.isNull())
             return kMediaFileErrNotImage;
         // A JPEG is not recompressed: every round of JPEG encoding loses a little.
@@ -85,6 +100,18 @@ QImage imageFromArtworkData(const QByteArray &bytes)
     if (bytes.isEmpty())
         return {};
     return decode(bytes).image;
+}
+
+MediaFileStatus checkArtworkData(const QByteArray &bytes)
+{
+    try {
+        DecodedImage decoded = decode(bytes);
+        if (decoded.tooLarge)
+            return kMediaFileErrMemory;
+        return decoded.image.isNull() ? kMediaFileErrNotImage : kMediaFileNoErr;
+    } catch (const std::bad_alloc &) {
+        return kMediaFileErrMemory;
+    }
 }
 
 QString imageFileExtension(const QByteArray &bytes)

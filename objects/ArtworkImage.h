@@ -15,7 +15,8 @@ constexpr qint64 kMaxArtworkFileSize = qint64(256) << 20;
 
 // A JPEG file's bytes as they are (after checking they decode); any other image Qt can read
 // re-encoded as JPEG at the highest quality. kMediaFileErrNotImage when the file cannot be
-// read or is not an image, kMediaFileErrCantCreate when the encoder fails.
+// read or is not an image, kMediaFileErrMemory for a valid image too large to decode here,
+// kMediaFileErrCantCreate when the encoder fails.
 MediaFileStatus jpegArtworkFromImageFile(const QString &path, QByteArray *out);
 
 // Empty for a null image or a failed encoding. Transparent parts come out white.
@@ -23,6 +24,10 @@ QByteArray jpegArtworkFromImage(const QImage &image);
 
 // A null image when the bytes are not an image Qt can read.
 QImage imageFromArtworkData(const QByteArray &bytes);
+
+// 0 when the bytes decode as an image; kMediaFileErrMemory for a valid image too large to
+// decode here, kMediaFileErrNotImage otherwise.
+MediaFileStatus checkArtworkData(const QByteArray &bytes);
 
 // "jpg", "png", "gif", … for the image format of the bytes; empty when it is not an image.
 QString imageFileExtension(const QByteArray &bytes);

@@ -139,7 +139,8 @@ MediaFileStatus MediaFileWrapper::saveDictionaryRepresentationToFile(const QStri
     MediaFileStatus status = writeDictionaryRepresentation(*this, path, overwriteIfExists, saveArtwork);
     // The write's own failure is deliberately not reported here, as in the original;
     // writeDictionaryRepresentation reports it.
-    bool refused = status == kMediaFileErrBadPath || status == kMediaFileErrExists || status == kMediaFileErrCantCreate;
+    bool refused = status == kMediaFileErrBadPath || status == kMediaFileErrExists || status == kMediaFileErrCantCreate ||
+                   status == kMediaFileErrBadFormat;
     return refused ? status : kMediaFileNoErr;
 }
 

@@ -127,6 +127,57 @@ std::optional<QVariant> fromPlist(plist_t node, int depth)
 
 PlistPtr toPlist(const QVariant &value, const QStringList &keyOrder, int depth);
 
+// XML 1.0 has no form for most control characters, not even as references, nor for U+FFFE,
+// U+FFFF and a lone surrogate; a writer that puts them in makes a file no parser takes.
+bool xmlCanHold(const QString &text)
+{
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const char16_t c = text[i].unicode();
+        if (c < 0x20 && c != '\t' && c != '\n' && c != '\r')
+            return false;
+        if (c == 0xFFFE || c == 0xFFFF)
+            return false;
+        if (QChar::isHighSurrogate(c) && i + 1 < text.size() && QChar::isLowSurrogate(text[i + 1].unicode())) {
+            ++i;
+            continue;
+        }
+        if (QChar::isSurrogate(c))
+            return false;
+    }
+    return true;
+}
+
+QString firstUnprintable(const QVariant &value, const QString &key, int depth)
+{
+    if (depth > kMaxPropertyListDepth)
+        return {};
+    switch (value.typeId()) {
+    case QMetaType::QString:
+        return xmlCanHold(value.toString()) ? QString() : key;
+    case QMetaType::QVariantMap: {
+        const QVariantMap map = value.toMap();
+        for (auto it = map.constBegin(); it != map.constEnd(); ++it) {
+            if (!xmlCanHold(it.key()))
+                return it.key();
+            QString found = firstUnprintable(it.value(), it.key(), depth + 1);
+            if (!found.isEmpty())
+                return found;
+        }
+        return {};
+    }
+    case QMetaType::QVariantList:
+    case QMetaType::QStringList:
+        for (const QVariant &item : value.toList()) {
+            QString found = firstUnprintable(item, key, depth + 1);
+            if (!found.isEmpty())
+                return found;
+        }
+        return {};
+    default:
+        return {};
+    }
+}
+
 PlistPtr dictionaryToPlist(const QVariantMap &map, const QStringList &keyOrder, int depth)
 {
     PlistPtr dict(plist_new_dict());
@@ -249,8 +300,15 @@ std::optional<QVariantMap> readPropertyListDictionary(const QString &path)
     }
 }
 
+QString keyXmlCannotHold(const QVariantMap &root)
+{
+    return firstUnprintable(QVariant(root), {}, 0);
+}
+
 QByteArray propertyListXml(const QVariantMap &root, const QStringList &keyOrder)
 {
+    if (!keyXmlCannotHold(root).isEmpty())
+        return {};
     PlistPtr node = dictionaryToPlist(root, keyOrder, 0);
     if (!node)
         return {};
@@ -268,6 +326,8 @@ QByteArray propertyListXml(const QVariantMap &root, const QStringList &keyOrder)
 
 MediaFileStatus propertyListBytes(const QVariantMap &root, const QStringList &keyOrder, QByteArray *out)
 {
+    if (!keyXmlCannotHold(root).isEmpty())
+        return kMediaFileErrBadFormat;
     try {
         *out = propertyListXml(root, keyOrder);
     } catch (const std::bad_alloc &) {

@@ -24,16 +24,23 @@ std::optional<QVariantMap> propertyListDictionaryFromData(const QByteArray &byte
 // Nothing when the file is missing, unreadable, too large or not a dictionary property list.
 std::optional<QVariantMap> readPropertyListDictionary(const QString &path);
 
+// The first key whose text (or the key itself) holds a character XML cannot hold, a control
+// character such as U+0001; empty when every text can be written.
+QString keyXmlCannotHold(const QVariantMap &root);
+
 // The XML text; keys listed in keyOrder come first in that order, at every level, the others
-// follow sorted. Empty when a value has a type a property list cannot hold.
+// follow sorted. Empty when a value has a type a property list cannot hold, or a text XML
+// cannot hold.
 QByteArray propertyListXml(const QVariantMap &root, const QStringList &keyOrder = {});
 
-// propertyListXml with a status: kMediaFileErrCantCreate for a value that cannot be written,
+// propertyListXml with a status: kMediaFileErrBadFormat for a text XML cannot hold,
+// kMediaFileErrCantCreate for a value that cannot be written,
 // kMediaFileErrMemory when memory runs out.
 MediaFileStatus propertyListBytes(const QVariantMap &root, const QStringList &keyOrder, QByteArray *out);
 
 // Writes a temporary file in the target's folder and renames it over path, so a reader never
-// sees half a file. 0, an errno, or kMediaFileErrCantCreate for a value that cannot be written.
+// sees half a file. 0, an errno, kMediaFileErrBadFormat (nothing written) for a text XML
+// cannot hold, or kMediaFileErrCantCreate for a value of a type that cannot be written.
 MediaFileStatus writePropertyListAtomically(const QVariantMap &root, const QString &path,
                                             const QStringList &keyOrder = {});
 

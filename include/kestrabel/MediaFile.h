@@ -217,6 +217,15 @@ typedef struct MediaFileAudioProperties {
  * kMediaFileErrNotFound when the file's audio headers cannot be found or make no sense. */
 MediaFileStatus MediaFileGetAudioProperties(MediaFileRef ref, MediaFileAudioProperties *outProps);
 
+/* Removing a value and what an open passed over. MediaFileRemoveValue takes every field, frame,
+ * item or block that answers the data ID out of the tag in memory (a getter then answers
+ * kMediaFileErrNotFound); setting an empty value keeps its classic meaning. After an open with
+ * kMediaFileFlagIgnoreTagErrors, MediaFileGetIgnoredTagError gives the status of the first part
+ * of a tag that could not be read, or kMediaFileNoErr when every tag was read whole: a save then
+ * writes only what was read. */
+MediaFileStatus MediaFileRemoveValue(MediaFileRef ref, MediaFileDataID dataID);
+MediaFileStatus MediaFileGetIgnoredTagError(MediaFileRef ref);
+
 /* Adds an (extension, kind) entry that kind detection consults before the built-in ones.
  * Not safe while other threads open files. */
 MediaFileStatus MediaFileRegisterExtension(const char *extension, MediaFileType kind);

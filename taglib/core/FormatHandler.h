@@ -37,6 +37,10 @@ public:
     // Codec, length, rate, channels, bits and average bit rate from the file's headers; the
     // core has zeroed *out and sets structSize. path is the file as it is now on disk.
     virtual MediaFileStatus getAudioProperties(const char *, MediaFileAudioProperties *) { return kMediaFileErrUnsupported; }
+    // Takes every field that answers the ID out of the state; an absent value is no error.
+    virtual MediaFileStatus remove(MediaFileDataID) { return kMediaFileErrUnsupported; }
+    // The first tag error an open with kMediaFileFlagIgnoreTagErrors passed over, or 0.
+    virtual MediaFileStatus ignoredTagError() const { return kMediaFileNoErr; }
 };
 
 using HandlerPtr = std::unique_ptr<FormatHandler>;

@@ -422,4 +422,27 @@ MediaFileStatus MediaFileGetAudioProperties(MediaFileRef ref, MediaFileAudioProp
     return kMediaFileNoErr;
 }
 
+MediaFileStatus MediaFileRemoveValue(MediaFileRef ref, MediaFileDataID dataID)
+{
+    if (!ref)
+        return kMediaFileErrNullRef;
+    if (!ref->state || !writable(ref->type) || isPathDerived(dataID))
+        return kMediaFileErrUnsupported;
+    const MediaFileDataIDInfo *info = MediaFileGetDataIDInfo(dataID);
+    if (!info || info->readOnly || info->valueType == '-')
+        return kMediaFileErrUnsupported;
+    try {
+        return ref->state->remove(dataID);
+    } catch (const std::bad_alloc &) {
+        return kMediaFileErrMemory;
+    }
+}
+
+MediaFileStatus MediaFileGetIgnoredTagError(MediaFileRef ref)
+{
+    if (!ref)
+        return kMediaFileErrNullRef;
+    return ref->state ? ref->state->ignoredTagError() : kMediaFileNoErr;
+}
+
 } // extern "C"

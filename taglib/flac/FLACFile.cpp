@@ -284,6 +284,44 @@ MediaFileStatus FLACSetPicture(FLACFile &file, std::span<const uint8_t> image, b
     return kMediaFileNoErr;
 }
 
+MediaFileStatus FLACRemoveComment(FLACFile &file, const char *name)
+{
+    MediaFileStatus status = scan(file, false);
+    if (status == kMediaFileErrNotFound)
+        return kMediaFileNoErr;
+    if (status)
+        return status;
+    for (int index; (index = findEntry(file.commentBlock, name)) >= 0;) {
+        if (!FLAC__metadata_object_vorbiscomment_delete_comment(file.commentBlock, static_cast<uint32_t>(index)))
+            return kMediaFileErrMemory;
+    }
+    return kMediaFileNoErr;
+}
+
+MediaFileStatus FLACRemovePicture(FLACFile &file)
+{
+    std::unique_ptr<FLAC__Metadata_Iterator, IteratorDeleter> iterator(FLAC__metadata_iterator_new());
+    if (!iterator)
+        return kMediaFileErrMemory;
+    // The scan's iterator may stand on a block that goes; the next scan starts afresh.
+    file.iterator.reset();
+    file.commentBlock = nullptr;
+    file.pictureBlock = nullptr;
+    file.hasPicture = false;
+    FLAC__metadata_iterator_init(iterator.get(), file.chain.get());
+    bool more = true;
+    while (more) {
+        FLAC__StreamMetadata *block = FLAC__metadata_iterator_get_block(iterator.get());
+        if (block && isPictureBlock(block)) {
+            if (!FLAC__metadata_iterator_delete_block(iterator.get(), false))
+                return kMediaFileErrIO;
+            // Deleting steps back to the block before, which the next step leaves again.
+        }
+        more = FLAC__metadata_iterator_next(iterator.get());
+    }
+    return kMediaFileNoErr;
+}
+
 MediaFileStatus FLACGetStreamInfo(FLACFile &file, int32_t FLACFile::*field, int32_t *out)
 {
     if (MediaFileStatus status = scanForOtherBlocks(file))

@@ -82,6 +82,10 @@ MediaFileStatus FLACGetStandardPicture(FLACFile &file, const vorbis::PictureSlot
 // application-block picture when the file has one, so that both stay the same image.
 MediaFileStatus FLACSetStandardPicture(FLACFile &file, const vorbis::PictureSlot &slot, std::span<const uint8_t> image);
 
+// Every entry of the name goes (also one without "="); every picture block goes.
+MediaFileStatus FLACRemoveComment(FLACFile &file, const char *name);
+MediaFileStatus FLACRemovePicture(FLACFile &file);
+
 // One of the stream information fields: &FLACFile::sampleRate, ::channels, or ::bitRate (sample
 // rate times bits per sample over 1,024; the channel count does not enter).
 MediaFileStatus FLACGetStreamInfo(FLACFile &file, int32_t FLACFile::*field, int32_t *out);

@@ -107,6 +107,19 @@ public:
         return flac::flacAudioProperties(path, out);
     }
 
+    MediaFileStatus remove(MediaFileDataID id) override
+    {
+        if (id == kMediaFileDataIDArtwork)
+            return flac::FLACRemovePicture(*file_);
+        // The vendor string has a fixed place in the comment block: it can only be emptied.
+        if (id == kMediaFileDataIDEncodedBy)
+            return flac::FLACSetVendor(*file_, {});
+        const char *field = fieldFor(id);
+        if (!field)
+            return kMediaFileErrUnsupported;
+        return flac::FLACRemoveComment(*file_, field);
+    }
+
 private:
     MediaFileStatus read(MediaFileDataID id, std::string *out)
     {

@@ -37,6 +37,26 @@ constexpr uint32_t kTPOS = frameCode("TPOS");
 constexpr uint32_t kTRCK = frameCode("TRCK");
 constexpr uint32_t kCOMM = frameCode("COMM");
 
+struct RemovedFrames {
+    MediaFileDataID dataID;
+    std::array<uint32_t, 2> frameIDs;
+};
+
+// The frames a removal takes beyond the plain text ones; pictures and totals have their own
+// rules. Every frame listed answers the ID, the second one as the getter's fallback.
+constexpr std::array<RemovedFrames, 10> kRemovedFrames{{
+    {kMediaFileDataIDComment, {frameCode("COMM"), 0}},
+    {kMediaFileDataIDLyrics, {frameCode("USLT"), 0}},
+    {kMediaFileDataIDGenre, {frameCode("TCON"), 0}},
+    {kMediaFileDataIDInvolvedPeople, {frameCode("IPLS"), frameCode("TIPL")}},
+    {kMediaFileDataIDYear, {frameCode("TDRC"), frameCode("TYER")}},
+    {kMediaFileDataIDBPM, {frameCode("TBPM"), 0}},
+    {kMediaFileDataIDCompilation, {frameCode("TCMP"), 0}},
+    {kMediaFileDataIDTrackNumber, {frameCode("TRCK"), 0}},
+    {kMediaFileDataIDDiskNumber, {frameCode("TPOS"), 0}},
+    {kMediaFileDataIDVolume, {frameCode("RVAD"), 0}},
+}};
+
 const TextFrameID *textFrameFor(MediaFileDataID id)
 {
     for (const TextFrameID &row : kTextFrames) {
@@ -288,5 +308,40 @@ MediaFileStatus ID3SetData(ID3Tag &tag, MediaFileDataID id, std::span<const uint
         return ID3SetPicture(tag, type & ~kPictureFallback, "image/jpeg", bytes);
     });
 }
+
+MediaFileStatus ID3RemoveValue(ID3Tag &tag, MediaFileDataID id)
+{
+    return guarded([&]() -> MediaFileStatus {
+        if (id == kMediaFileDataIDTotalTracks || id == kMediaFileDataIDTotalDisks) {
+            const uint32_t frameID = id == kMediaFileDataIDTotalTracks ? kTRCK : kTPOS;
+            int32_t number = 0;
+            int32_t total = 0;
+            if (getNumberPair(tag, frameID, &number, &total) != kMediaFileNoErr || number < 1) {
+                ID3RemoveFrames(tag, frameID);
+                return kMediaFileNoErr;
+            }
+            return setNumberPair(tag, frameID, number, 0);
+        }
+        if (const uint8_t type = pictureTypeFor(id)) {
+            ID3RemovePictures(tag, type);
+            return kMediaFileNoErr;
+        }
+        if (const TextFrameID *row = textFrameFor(id)) {
+            ID3RemoveFrames(tag, row->frameID);
+            return kMediaFileNoErr;
+        }
+        for (const RemovedFrames &row : kRemovedFrames) {
+            if (row.dataID != id)
+                continue;
+            for (uint32_t frameID : row.frameIDs)
+                if (frameID)
+                    ID3RemoveFrames(tag, frameID);
+            return kMediaFileNoErr;
+        }
+        return kMediaFileErrUnsupported;
+    });
+}
+
+MediaFileStatus ID3IgnoredError(const ID3Tag &tag) { return tag.ignoredError; }
 
 } // namespace kestrabel::id3

@@ -232,6 +232,18 @@ MediaFileStatus ID3SetPicture(ID3Tag &tag, uint8_t pictureType, std::string_view
     return kMediaFileNoErr;
 }
 
+void ID3RemovePictures(ID3Tag &tag, uint8_t pictureType)
+{
+    const bool every = pictureType & kPictureFallback;
+    std::erase_if(tag.frames, [&](const ID3Frame &frame) {
+        if (frame.frameID != kAPIC)
+            return false;
+        std::string mime;
+        size_t typeAt = 0;
+        return every || (pictureHead(tag, frame.data, &mime, &typeAt) && frame.data[typeAt] == pictureType);
+    });
+}
+
 MediaFileStatus ID3GetVolume(const ID3Tag &tag, VolumeRecord *out)
 {
     const ID3Frame *frame = findFrame(tag, kRVAD);

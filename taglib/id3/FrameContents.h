@@ -47,6 +47,9 @@ MediaFileStatus ID3GetPicture(const ID3Tag &tag, uint8_t pictureType, Picture *o
 // No data removes the first picture; otherwise the first picture, whatever its type, is replaced.
 MediaFileStatus ID3SetPicture(ID3Tag &tag, uint8_t pictureType, std::string_view mime, std::span<const uint8_t> data);
 
+// Every picture of the type (with kPictureFallback: every picture) goes.
+void ID3RemovePictures(ID3Tag &tag, uint8_t pictureType);
+
 // The 52-byte record of kMediaFileDataIDVolume: 13 signed 32-bit words in host byte order.
 struct VolumeRecord {
     enum : int32_t { kMain = 1, kBack = 2, kCentre = 4, kBass = 8 };

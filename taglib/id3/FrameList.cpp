@@ -56,6 +56,11 @@ MediaFileStatus ID3RemoveFrame(ID3Tag &tag, uint32_t frameID)
     return kMediaFileNoErr;
 }
 
+bool ID3RemoveFrames(ID3Tag &tag, uint32_t frameID)
+{
+    return std::erase_if(tag.frames, [&](const ID3Frame &f) { return f.frameID == frameID; }) > 0;
+}
+
 size_t terminatorLength(uint8_t encoding) { return encoding == 1 || encoding == 2 ? 2 : 1; }
 
 MediaFileStatus decodeString(uint8_t encoding, std::span<const uint8_t> bytes, bool requireTerminator,

@@ -75,6 +75,8 @@ struct ID3Tag {
     bool picturesInMIMEForm = false;
     bool sizesNotSynchsafe = false;
     uint64_t parsedTagEnd = 0;
+    // What a lenient open passed over: the first error of the ID3v2 tag, 0 when it was read whole.
+    MediaFileStatus ignoredError = kMediaFileNoErr;
     uint64_t audioByteCount = 0;
     uint32_t fileKind = frameCode("Unkn");
     std::vector<ID3Frame> frames;
@@ -91,6 +93,8 @@ const ID3Frame *findFrame(const ID3Tag &tag, uint32_t frameID);
 void ID3PutFrame(ID3Tag &tag, uint32_t origin, uint32_t contentKind, uint32_t frameID, std::string_view longID,
                  std::string_view shortID, uint32_t flags, std::span<const uint8_t> data);
 MediaFileStatus ID3RemoveFrame(ID3Tag &tag, uint32_t frameID);
+// Every frame with the canonical ID goes; false when there was none.
+bool ID3RemoveFrames(ID3Tag &tag, uint32_t frameID);
 
 // Text bodies: an encoding byte (0 Latin-1, 1 UTF-16 with mark, 2 UTF-16BE, 3 UTF-8) and text.
 // The first string of the body, up to its terminator or the end.

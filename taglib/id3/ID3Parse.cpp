@@ -218,6 +218,10 @@ MediaFileStatus ID3ReadTags(const TagSource &source, MediaFileFlags, ID3Tag &tag
                 v1Status = ID3ReadV1(record, status != kMediaFileNoErr, tag);
         }
     }
+    // No ID3v2 tag at all is nothing passed over.
+    if (status != kID3ErrNoMagic && !(status == kMediaFileErrShortRead && tag.majorVersion == 0))
+        // zlib's own codes (Z_DATA_ERROR and the like) come from a damaged compressed frame.
+        tag.ignoredError = status < 0 && status > -10 ? kMediaFileErrBadFrame : status;
     return status ? v1Status : kMediaFileNoErr;
 }
 

@@ -234,7 +234,7 @@ MediaFileStatus ID3WriteFile(const char *path, MediaFileFlags writeOptions, ID3T
         oldTagSize = tagSizeInFile(file);
         const bool touchV2 = version != 0 || (stripOther && oldTagSize > 0);
         if (touchV2 && oldTagSize > fileSize)
-            return kMediaFileErrTell;
+            return kMediaFileErrPastEnd; // the old tag runs past the end of the file
         if (version != 0) {
             std::vector<uint8_t> bytes;
             // The room of the tag already in the file is used when the new tag fits in it, so

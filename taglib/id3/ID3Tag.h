@@ -35,5 +35,10 @@ MediaFileStatus ID3SetInteger(ID3Tag &tag, MediaFileDataID id, int32_t value);
 MediaFileStatus ID3SetString(ID3Tag &tag, MediaFileDataID id, std::string_view text);
 MediaFileStatus ID3GetData(ID3Tag &tag, MediaFileDataID id, std::vector<uint8_t> *out);
 MediaFileStatus ID3SetData(ID3Tag &tag, MediaFileDataID id, std::span<const uint8_t> bytes);
+// Every frame that answers the ID goes. A total keeps its number ("3/9" becomes "3"); a number
+// takes its total with it, since the pair is one frame.
+MediaFileStatus ID3RemoveValue(ID3Tag &tag, MediaFileDataID id);
+// The first error of the ID3v2 tag that a lenient open passed over, or 0.
+MediaFileStatus ID3IgnoredError(const ID3Tag &tag);
 
 } // namespace kestrabel::id3

@@ -150,6 +150,15 @@ public:
         return id3::mpegPropertiesOfFile(path, out);
     }
 
+    MediaFileStatus remove(MediaFileDataID id) override
+    {
+        if (!carriesText(id) && !carriesIntegerSet(id) && !carriesData(id))
+            return kMediaFileErrUnsupported;
+        return id3::ID3RemoveValue(*tag_, id);
+    }
+
+    MediaFileStatus ignoredTagError() const override { return id3::ID3IgnoredError(*tag_); }
+
 private:
     id3::ID3TagPtr tag_;
 };

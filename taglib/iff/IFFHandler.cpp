@@ -58,6 +58,17 @@ public:
         return iff::iffAudioProperties(path, out);
     }
 
+    // A Broadcast Wave field has a fixed place in its chunk: emptied, since it cannot go (the
+    // coding history keeps the line break every reader of the chunk expects).
+    MediaFileStatus remove(MediaFileDataID id) override
+    {
+        if (iff::isBextDataID(id))
+            return bext_.empty() ? kMediaFileNoErr : iff::setBextField(bext_, container_.isRIFF, id, {});
+        if (!tagMayCarry(id))
+            return kMediaFileErrUnsupported;
+        return id3_ ? id3::ID3RemoveValue(*id3_, id) : kMediaFileNoErr;
+    }
+
 private:
     // Name-only and path-derived IDs mean nothing to a tag: unsupported here as on every kind,
     // rather than the tag's "absent".

@@ -109,5 +109,7 @@ MediaFileStatus MP4GetLyrics(const MP4File &file, std::string *out);
 MediaFileStatus MP4SetLyrics(MP4File &file, std::string_view text);
 MediaFileStatus MP4GetCoverArt(const MP4File &file, std::vector<uint8_t> *out);
 MediaFileStatus MP4SetCoverArt(MP4File &file, std::span<const uint8_t> bytes);
+// Takes every item of the slot's type out of ilst.
+void MP4RemoveItem(MP4File &file, MP4ItemSlot slot);
 
 } // namespace kestrabel::mp4

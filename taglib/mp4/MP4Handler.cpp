@@ -5,6 +5,8 @@
 #include "core/DataIDRules.h"
 #include "core/FormatHandler.h"
 
+#include <utility>
+
 namespace kestrabel {
 
 namespace {
@@ -128,6 +130,52 @@ public:
     MediaFileStatus getAudioProperties(const char *, MediaFileAudioProperties *out) override
     {
         return mp4::mp4AudioProperties(*file_, out);
+    }
+
+    // A total keeps its number (3 of 0); a number takes its total with it, the pair being one item.
+    MediaFileStatus remove(MediaFileDataID id) override
+    {
+        MP4File &f = *file_;
+        if (const TextItem *item = textItem(id)) {
+            mp4::MP4RemoveItem(f, item->slot);
+            return kMediaFileNoErr;
+        }
+        uint16_t number = 0, total = 0;
+        switch (id) {
+        case kMediaFileDataIDGenre:
+            mp4::MP4RemoveItem(f, MP4ItemSlot::Genre);
+            mp4::MP4RemoveItem(f, MP4ItemSlot::StandardGenre);
+            return kMediaFileNoErr;
+        case kMediaFileDataIDTotalTracks:
+            if (mp4::MP4GetTrack(f, &number, &total) == kMediaFileNoErr && number > 0)
+                return mp4::MP4SetTrack(f, kKeep, 0);
+            [[fallthrough]];
+        case kMediaFileDataIDTrackNumber:
+            mp4::MP4RemoveItem(f, MP4ItemSlot::Track);
+            return kMediaFileNoErr;
+        case kMediaFileDataIDTotalDisks:
+            if (mp4::MP4GetDisk(f, &number, &total) == kMediaFileNoErr && number > 0)
+                return mp4::MP4SetDisk(f, kKeep, 0);
+            [[fallthrough]];
+        case kMediaFileDataIDDiskNumber:
+            mp4::MP4RemoveItem(f, MP4ItemSlot::Disk);
+            return kMediaFileNoErr;
+        default:
+            break;
+        }
+        constexpr std::pair<MediaFileDataID, MP4ItemSlot> kOtherItems[] = {
+            {kMediaFileDataIDLyrics, MP4ItemSlot::Lyrics},   {kMediaFileDataIDYear, MP4ItemSlot::Year},
+            {kMediaFileDataIDBPM, MP4ItemSlot::BPM},         {kMediaFileDataIDCompilation, MP4ItemSlot::Compilation},
+            {kMediaFileDataIDSeason, MP4ItemSlot::Season},   {kMediaFileDataIDFileKind, MP4ItemSlot::MediaKind},
+            {kMediaFileDataIDArtwork, MP4ItemSlot::CoverArt},
+        };
+        for (const auto &[dataID, slot] : kOtherItems) {
+            if (dataID == id) {
+                mp4::MP4RemoveItem(f, slot);
+                return kMediaFileNoErr;
+            }
+        }
+        return kMediaFileErrUnsupported;
     }
 
 private:

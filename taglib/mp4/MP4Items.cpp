@@ -280,4 +280,6 @@ MediaFileStatus MP4SetCoverArt(MP4File &file, std::span<const uint8_t> bytes)
     return setItem(file, MP4ItemSlot::CoverArt, kTypeJpeg, "n", {bytes});
 }
 
+void MP4RemoveItem(MP4File &file, MP4ItemSlot slot) { removeItem(file, slot); }
+
 } // namespace kestrabel::mp4

@@ -271,6 +271,35 @@ MediaFileStatus OggVorbisSetComment(OggVorbisFile &file, const char *name, std::
     return kMediaFileNoErr;
 }
 
+MediaFileStatus OggVorbisRemoveComment(OggVorbisFile &file, const char *name)
+{
+    if (!name)
+        return kOggVorbisErrArgument;
+    vorbis_comment *comment = file.comment.get();
+    const char *alias = aliasOf(name);
+    auto named = [](const char *entry, const char *field) {
+        const size_t length = std::strlen(field);
+        return strncasecmp(entry, field, length) == 0 && entry[length] == '=';
+    };
+    int kept = 0;
+    for (int i = 0; i < comment->comments; ++i) {
+        char *entry = comment->user_comments[i];
+        if (entry && (named(entry, name) || (alias && named(entry, alias)))) {
+            std::free(entry); // libvorbis releases its entries with free()
+            continue;
+        }
+        comment->user_comments[kept] = entry;
+        comment->comment_lengths[kept] = comment->comment_lengths[i];
+        ++kept;
+    }
+    for (int i = kept; i < comment->comments; ++i) {
+        comment->user_comments[i] = nullptr;
+        comment->comment_lengths[i] = 0;
+    }
+    comment->comments = kept;
+    return kMediaFileNoErr;
+}
+
 int32_t bitRateFromHints(long upper, long nominal, long lower, std::string *text)
 {
     char buffer[64];

@@ -67,6 +67,8 @@ MediaFileStatus OggVorbisFileSave(OggVorbisFile &file, MediaFileFlags flags = 0)
 // TRACKTOTAL and TOTALTRACKS stand for each other).
 MediaFileStatus OggVorbisGetComment(OggVorbisFile &file, const char *name, std::string *out);
 MediaFileStatus OggVorbisSetComment(OggVorbisFile &file, const char *name, std::string_view value);
+// Every entry of the field and of its alias goes.
+MediaFileStatus OggVorbisRemoveComment(OggVorbisFile &file, const char *name);
 
 // Kilobits per second counted in 1,024s; *text gets "VBR (low-high)" for a managed stream.
 int32_t OggVorbisGetBitRate(const OggVorbisFile &file, std::string *text);

@@ -151,6 +151,14 @@ public:
         return ogg::oggAudioProperties(*file_, out);
     }
 
+    MediaFileStatus remove(MediaFileDataID id) override
+    {
+        const char *field = id == kMediaFileDataIDCompilation ? kCompilation : fieldFor(id);
+        if (!field)
+            return kMediaFileErrUnsupported;
+        return ogg::OggVorbisRemoveComment(*file_, field);
+    }
+
 private:
     vorbis::FieldLookup lookup(MediaFileDataID id) const { return vorbis::fieldLookup(id, fieldFor(id), rules_); }
 

@@ -364,7 +364,7 @@ TEST(Mp3Write, FailedRenderLeavesTheFileAlone)
     OpenFile damaged(truncated, kMediaFileFlagIgnoreTagErrors);
     ASSERT_EQ(damaged.status(), kMediaFileNoErr);
     MediaFileSetString(damaged.ref(), kMediaFileDataIDTitle, "x");
-    EXPECT_EQ(MediaFileUpdate(damaged.ref(), kMediaFileFlagID3v23), kMediaFileErrTell) << "the old tag claims more than the file";
+    EXPECT_EQ(MediaFileUpdate(damaged.ref(), kMediaFileFlagID3v23), kMediaFileErrPastEnd) << "the old tag claims more than the file";
     EXPECT_EQ(readFile(truncated), cut);
 }
 

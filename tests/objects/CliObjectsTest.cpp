@@ -138,7 +138,7 @@ TEST_F(CliObjects, ArchiveRefusesTwoFilesOfOneName)
     std::string one = dir.copyFixture(taggedFixture(*kind), "x/same." + ext);
     std::string two = dir.copyFixture(plainFixture(*kind), "y/same." + ext);
     EXPECT_EQ(runCli("export --archive " + q(dir.file("a.plist")) + " " + q(one) + " " + q(two), &out), 1);
-    EXPECT_TRUE(contains(out, "already has an entry 'same'")) << out;
+    EXPECT_TRUE(contains(out, "'same', is already the key of")) << out;
     std::optional<QVariantMap> read = readPropertyListDictionary(qpath(dir.file("a.plist")));
     ASSERT_TRUE(read);
     EXPECT_EQ(read->value(QStringLiteral("same")).toMap().value(QStringLiteral("kMediaFileDataIDTitle")),
