@@ -172,13 +172,13 @@ MediaFileStatus ControlWindowController::setArtworkFromFileAtPath(const QString 
     if (path.isEmpty())
         return kMediaFileErrNotFound;
     MediaFileStatus status = kMediaFileErrCantOpen;
-    std::optional<MediaFileWrapper> file = MediaFileWrapper::mediaFileWithFileAtPath(path, false, &status);
+    std::optional<MediaFileWrapper> file = MediaFileWrapper::mediaFileWithFileAtPath(path, false, &status, kEditProfile);
     if (!file)
         return status;
     status = file->setMediaFileArtworkFromImageFile(imagePath, kMediaFileDataIDArtwork, false);
     if (status != 0)
         return status;
-    return file->update(kMediaFileFlagKeepTagVersion);
+    return file->update(kMediaFileFlagKeepTagVersion | kEditProfile);
 }
 
 } // namespace kestrabel::app
