@@ -1,5 +1,5 @@
 // Files as other tools write them, edited once by kestrabel-tag: every value and picture the
-// peers (mutagen, ffprobe, ffmpeg) read before is read the same after, apart from the field
+// peers (mutagen, ffprobe, ffmpeg and, where its headers are installed, TagLib) read before is read the same after, apart from the field
 // edited, which they read as set; the decoded audio stays the same. Each row runs twice: with
 // the interop profile (the default) and with --classic, whose outcome the row documents.
 #include "TestSupport.h"
@@ -46,58 +46,58 @@ const std::string kLongTitle(256, 'T');
 // MP3 files as ffmpeg and mutagen write them.
 const std::vector<InteropRow> kMp3Rows = {
     {"V24SynchsafeSizes", "interop/v24-cover-sizes.mp3", "Title=" + std::string(kLongTitle),
-     {"mutagen:TIT2=" + kLongTitle, "ffprobe:format.title=" + kLongTitle}, {}, Outcome::Keeps, Outcome::Loses},
+     {"mutagen:TIT2=" + kLongTitle, "ffprobe:format.title=" + kLongTitle, "taglib:TITLE=" + kLongTitle}, {}, Outcome::Keeps, Outcome::Loses},
     {"V24ExtendedHeader", "interop/v24-ext-header.mp3", "Album=New Album",
-     {"mutagen:TALB=New Album", "ffprobe:format.album=New Album"}, {"Title=Behind an extended header", "Artist=Artist"},
+     {"mutagen:TALB=New Album", "ffprobe:format.album=New Album", "taglib:ALBUM=New Album"}, {"Title=Behind an extended header", "Artist=Artist"},
      Outcome::Keeps, Outcome::Loses},
     {"TsseIsNotIsrc", "interop/ffmpeg-tsse.mp3", "ISRC=USKES2600001",
-     {"mutagen:TSRC=USKES2600001", "ffprobe:format.tsrc=USKES2600001"}, {"ISRC="}, Outcome::Keeps, Outcome::Loses},
+     {"mutagen:TSRC=USKES2600001", "ffprobe:format.tsrc=USKES2600001", "taglib:ISRC=USKES2600001"}, {"ISRC="}, Outcome::Keeps, Outcome::Loses},
     {"V24BareNumberGenre", "interop/v24-bare-genre.mp3", "Title=New Title",
-     {"mutagen:TIT2=New Title", "ffprobe:format.title=New Title"}, {"Genre=Pop"}, Outcome::Keeps, Outcome::Loses},
+     {"mutagen:TIT2=New Title", "ffprobe:format.title=New Title", "taglib:TITLE=New Title"}, {"Genre=Pop"}, Outcome::Keeps, Outcome::Loses},
     {"CommentWithoutDescription", "interop/itunes-comments.mp3", "Comment=New comment",
-     {"mutagen:COMM::eng=New comment", "ffprobe:format.comment=New comment"}, {"Comment=The real comment"},
+     {"mutagen:COMM::eng=New comment", "ffprobe:format.comment=New comment", "taglib:COMMENT=New comment"}, {"Comment=The real comment"},
      Outcome::Keeps, Outcome::Loses},
 };
 
 // AIFF and WAVE files as mutagen, ffmpeg and sox write them.
 const std::vector<InteropRow> kIffRows = {
     {"Id3ChunkKeepsVersion", "interop/aiff-v24-year.aiff", "Title=New Title",
-     {"mutagen:TIT2=New Title", "ffprobe:format.title=New Title"}, {"Year=2021", "Sort Order=Sort Artist", "ISRC="},
+     {"mutagen:TIT2=New Title", "ffprobe:format.title=New Title", "taglib:TITLE=New Title"}, {"Year=2021", "Sort Order=Sort Artist", "ISRC="},
      Outcome::Keeps, Outcome::Loses},
     {"NewId3ChunkIsV23", "no-tags.wav", "Title=New Title",
-     {"mutagen:TIT2=New Title", "ffprobe:format.title=New Title", "mutagen:id3-version=2.3", "chunks:ids=fmt ,data,ID3 "},
+     {"mutagen:TIT2=New Title", "ffprobe:format.title=New Title", "taglib:TITLE=New Title", "mutagen:id3-version=2.3", "chunks:ids=fmt ,data,ID3 "},
      {}, Outcome::Keeps, Outcome::Loses},
     {"LowercaseId3Chunk", "id3-lowercase.wav", "Title=New Title",
-     {"mutagen:TIT2=New Title", "ffprobe:format.title=New Title"}, {"Title=lower case chunk"}, Outcome::Keeps,
+     {"mutagen:TIT2=New Title", "ffprobe:format.title=New Title", "taglib:TITLE=New Title"}, {"Title=lower case chunk"}, Outcome::Keeps,
      Outcome::Loses},
     // FFmpeg's WAVE reader shows the bext fields and not the ID3 chunk of a file that has both.
     {"Bext602Bytes", "bext-short.wav", "Title=New Title",
-     {"mutagen:TIT2=New Title", "mutagen:id3-version=2.3", "chunks:ids=fmt ,bext,data,ID3 "},
+     {"mutagen:TIT2=New Title", "taglib:TITLE=New Title", "mutagen:id3-version=2.3", "chunks:ids=fmt ,bext,data,ID3 "},
      {"BWF Description=No history"}, Outcome::Keeps, Outcome::Refuses},
     {"AiffLastPadMissing", "pad-missing.aiff", "Title=New Title",
-     {"mutagen:TIT2=New Title", "ffprobe:format.title=New Title"}, {"Title=Middle"}, Outcome::Keeps,
+     {"mutagen:TIT2=New Title", "ffprobe:format.title=New Title", "taglib:TITLE=New Title"}, {"Title=Middle"}, Outcome::Keeps,
      Outcome::Refuses},
     {"WaveStrayBytesAtEnd", "interop/stray-bytes.wav", "Title=New Title",
-     {"mutagen:TIT2=New Title", "ffprobe:format.title=New Title", "mutagen:id3-version=2.3", "chunks:ids=fmt ,data,ID3 "},
+     {"mutagen:TIT2=New Title", "ffprobe:format.title=New Title", "taglib:TITLE=New Title", "mutagen:id3-version=2.3", "chunks:ids=fmt ,data,ID3 "},
      {}, Outcome::Keeps, Outcome::Refuses},
 };
 
 // MP4 files as ffmpeg and mutagen write them.
 const std::vector<InteropRow> kMp4Rows = {
     {"Co64Corrected", "co64-faststart.m4a", "Title=" + std::string(kLongTitle),
-     {"mutagen:©nam=[" + kLongTitle + "]", "ffprobe:format.title=" + kLongTitle}, {}, Outcome::Keeps, Outcome::Loses},
+     {"mutagen:©nam=[" + kLongTitle + "]", "ffprobe:format.title=" + kLongTitle, "taglib:TITLE=" + kLongTitle}, {}, Outcome::Keeps, Outcome::Loses},
     {"FragmentOffsetsCorrected", "interop/fragmented.m4a", "Title=" + std::string(kLongTitle),
-     {"mutagen:©nam=[" + kLongTitle + "]", "ffprobe:format.title=" + kLongTitle}, {}, Outcome::Keeps, Outcome::Loses},
+     {"mutagen:©nam=[" + kLongTitle + "]", "ffprobe:format.title=" + kLongTitle, "taglib:TITLE=" + kLongTitle}, {}, Outcome::Keeps, Outcome::Loses},
     {"LargeSizeAfterType", "interop/mdat-64bit.m4a", "Title=New Title",
-     {"mutagen:©nam=[New Title]", "ffprobe:format.title=New Title"}, {"Title=Large mdat"}, Outcome::Keeps,
+     {"mutagen:©nam=[New Title]", "ffprobe:format.title=New Title", "taglib:TITLE=New Title"}, {"Title=Large mdat"}, Outcome::Keeps,
      Outcome::Refuses},
     {"CreatedMetaHasHdlr", "no-udta-faststart.m4a", "Title=New Title",
-     {"mutagen:©nam=[New Title]", "ffprobe:format.title=New Title"}, {}, Outcome::Keeps, Outcome::Loses},
+     {"mutagen:©nam=[New Title]", "ffprobe:format.title=New Title", "taglib:TITLE=New Title"}, {}, Outcome::Keeps, Outcome::Loses},
     {"FirstDataWins", "interop/two-artists.m4a", "Artist=New Artist",
-     {"mutagen:©ART=[New Artist]", "ffprobe:format.artist=New Artist"}, {"Artist=First"}, Outcome::Keeps,
+     {"mutagen:©ART=[New Artist]", "ffprobe:format.artist=New Artist", "taglib:ARTIST=New Artist"}, {"Artist=First"}, Outcome::Keeps,
      Outcome::Loses},
     {"FirstCoverIsCoverArt", "interop/two-covers.m4a", "Title=New Title",
-     {"mutagen:©nam=[New Title]", "ffprobe:format.title=New Title"}, {"Cover Art=JPEG image, 512 bytes"},
+     {"mutagen:©nam=[New Title]", "ffprobe:format.title=New Title", "taglib:TITLE=New Title"}, {"Cover Art=JPEG image, 512 bytes"},
      Outcome::Keeps, Outcome::Loses},
 };
 
@@ -108,7 +108,7 @@ using Dump = std::map<std::string, std::string>;
 Dump peerDump(const std::string &path)
 {
     std::string output;
-    runCommand(shellQuote(KESTRABEL_PEER_DUMP) + " " + shellQuote(path), &output);
+    runCommand(shellQuote(KESTRABEL_PEER_DUMP) + " " + shellQuote(path) + " " + shellQuote(KESTRABEL_TAGLIB_PEER), &output);
     Dump dump;
     std::istringstream lines(output);
     for (std::string line; std::getline(lines, line);) {
@@ -170,7 +170,8 @@ Outcome runRow(const InteropRow &row, Profile profile, const std::string &path, 
     const Dump after = peerDump(path);
     std::map<std::string, std::string> wanted;
     for (const std::string &line : row.changed)
-        wanted[line.substr(0, line.find('='))] = line.substr(line.find('=') + 1);
+        if (*KESTRABEL_TAGLIB_PEER || line.rfind("taglib:", 0) != 0)
+            wanted[line.substr(0, line.find('='))] = line.substr(line.find('=') + 1);
     for (const auto &[key, value] : before) {
         if (key.ends_with(":error") || wanted.count(key))
             continue;

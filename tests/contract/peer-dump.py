@@ -56,6 +56,12 @@ pictures = subprocess.run(["ffmpeg", "-nostdin", "-v", "error", "-i", path, "-ma
 if pictures.returncode == 0 and pictures.stdout.strip():
     lines.append("ffmpeg:pictures=%s" % pictures.stdout.strip())
 
+if len(sys.argv) > 2 and sys.argv[2]:
+    taglib = subprocess.run([sys.argv[2], path], capture_output=True, text=True, errors="replace")
+    lines.extend(l for l in taglib.stdout.splitlines() if l.startswith("taglib:"))
+    if taglib.returncode != 0:
+        lines.append("taglib:error=exit %d" % taglib.returncode)
+
 with open(path, "rb") as file:
     head = file.read(12)
     if head[:4] in (b"RIFF", b"FORM"):
