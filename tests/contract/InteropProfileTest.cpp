@@ -88,6 +88,8 @@ const std::vector<InteropRow> kMp4Rows = {
      {"mutagen:©nam=[" + kLongTitle + "]", "ffprobe:format.title=" + kLongTitle, "taglib:TITLE=" + kLongTitle}, {}, Outcome::Keeps, Outcome::Loses},
     {"FragmentOffsetsCorrected", "interop/fragmented.m4a", "Title=" + std::string(kLongTitle),
      {"mutagen:©nam=[" + kLongTitle + "]", "ffprobe:format.title=" + kLongTitle, "taglib:TITLE=" + kLongTitle}, {}, Outcome::Keeps, Outcome::Loses},
+    {"FragmentUnreadableRefused", "interop/fragment-bad-tfhd.m4a", "Title=" + std::string(kLongTitle), {}, {},
+     Outcome::Refuses, Outcome::Loses},
     {"LargeSizeAfterType", "interop/mdat-64bit.m4a", "Title=New Title",
      {"mutagen:©nam=[New Title]", "ffprobe:format.title=New Title", "taglib:TITLE=New Title"}, {"Title=Large mdat"}, Outcome::Keeps,
      Outcome::Refuses},

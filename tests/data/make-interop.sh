@@ -98,6 +98,13 @@ assert struct.unpack(">I", b[at:at + 4])[0] == 8 and b[at + 12:at + 16] == b"mda
 mdat = struct.unpack(">I", b[at + 8:at + 12])[0]
 b[at:at + 16] = struct.pack(">I4sQ", 1, b"mdat", mdat + 8)
 open("mdat-64bit.m4a", "wb").write(bytes(b))
+
+# A track fragment whose tfhd claims more bytes than its traf holds: its offsets cannot be
+# vouched for, so a save that would move them is refused.
+b = bytearray(open("fragmented.m4a", "rb").read())
+at = b.index(b"tfhd") - 4
+b[at:at + 4] = struct.pack(">I", 0x7000)
+open("fragment-bad-tfhd.m4a", "wb").write(bytes(b))
 PY
 rm -f scratch.mp3 scratch.wav scratch.aiff scratch.jpg scratch.png
 du -sh . | awk '{print "interop fixtures: " $1}'
