@@ -186,7 +186,7 @@ MediaFileStatus ControlWindowController::setArtworkFromFileAtPath(const QString 
     if (path.isEmpty())
         return kMediaFileErrNotFound;
     MediaFileStatus status = kMediaFileErrCantOpen;
-    std::optional<MediaFileWrapper> file = MediaFileWrapper::mediaFileWithFileAtPath(path, false, &status);
+    std::optional<MediaFileWrapper> file = MediaFileWrapper::mediaFileWithFileAtPath(path, false, &status, kEditProfile);
     if (!file)
         return status;
     if (MediaFileStatus skipped = refuseDamagedTag(*file))
@@ -194,7 +194,7 @@ MediaFileStatus ControlWindowController::setArtworkFromFileAtPath(const QString 
     status = file->setMediaFileData(jpeg, kMediaFileDataIDArtwork);
     if (status != 0)
         return status;
-    return file->update(kMediaFileFlagKeepTagVersion);
+    return file->update(kMediaFileFlagKeepTagVersion | kEditProfile);
 }
 
 } // namespace kestrabel::app

@@ -116,7 +116,7 @@ EditResult runEdit(player::PlayerConnection &player, const EditRequest &request)
             result.outcome = EditResult::NoFile;
         } else {
             MediaFileStatus status = 0;
-            std::optional<MediaFileWrapper> file = MediaFileWrapper::mediaFileWithFileAtPath(path, false, &status);
+            std::optional<MediaFileWrapper> file = MediaFileWrapper::mediaFileWithFileAtPath(path, false, &status, kEditProfile);
             if (!file) {
                 result.outcome = EditResult::NoFile;
                 result.status = status;
@@ -128,7 +128,7 @@ EditResult runEdit(player::PlayerConnection &player, const EditRequest &request)
                 for (const auto &[dataID, text] : request.values)
                     if (const MediaFileStatus set = file->setMediaFileString(text, dataID, true); set != 0 && status == 0)
                         status = set;
-                const MediaFileStatus saved = file->update(kMediaFileFlagKeepTagVersion);
+                const MediaFileStatus saved = file->update(kMediaFileFlagKeepTagVersion | kEditProfile);
                 result.status = saved != 0 ? saved : status;
                 result.outcome = result.status == 0 ? EditResult::Written : EditResult::WriteFailed;
             }

@@ -55,6 +55,10 @@ struct EditTarget {
     QString path;
 };
 
+// Files edited from the window follow today's taggers, so an edit never hides or drops what
+// another tool wrote.
+inline constexpr MediaFileFlags kEditProfile = kMediaFileFlagInterop;
+
 struct EditRequest {
     EditTarget target;
     QList<QPair<MediaFileDataID, QString>> values;

@@ -24,6 +24,7 @@ stored in the tag (not re-encoded).
   -r, --recursive    go through folders: every media file below them, in name
                      order; files of no media kind are skipped
   -j, --jobs N       read N files at once (0: one per processor core)
+  --classic          the classic rules, without the interop profile
 
 Exit status: 0 when every file had artwork that was written, 1 when any failed
 (no artwork: kMediaFileErrNoArtwork; artwork that is not an image:
@@ -75,7 +76,7 @@ int runArtwork(const Args &args)
         JobResult result;
         MediaFileStatus status = kMediaFileNoErr;
         std::optional<MediaFileWrapper> wrapper =
-            MediaFileWrapper::initWithFileAtNativePath(QByteArray::fromStdString(path), false, false, &status);
+            MediaFileWrapper::initWithFileAtNativePath(QByteArray::fromStdString(path), false, false, &status, batch.profileFlags());
         if (!wrapper) {
             addError(&result, path + ": cannot open: " + openFailureText(path, status));
             return result;

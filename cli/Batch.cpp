@@ -64,6 +64,10 @@ OptionMatch takeBatchOption(const Args &args, size_t &i, BatchOptions *options, 
         options->recursive = true;
         return OptionMatch::Taken;
     }
+    if (arg == "--classic") {
+        options->classic = true;
+        return OptionMatch::Taken;
+    }
     std::string value;
     if (arg == "-j" || arg == "--jobs") {
         if (i + 1 >= args.size()) {

@@ -13,11 +13,16 @@ namespace kestrabel::cli {
 struct BatchOptions {
     bool recursive = false;
     unsigned jobs = 1;
+    bool classic = false; // --classic: the exact classic rules, without the interop profile
+
+    // Added to every open and update of a file command.
+    MediaFileFlags profileFlags() const { return classic ? 0 : kMediaFileFlagInterop; }
 };
 
 enum class OptionMatch { NotMine, Taken, Error };
 
-// Takes -r, --recursive, -j N, -jN, --jobs N and --jobs=N at args[i], moving i past a value.
+// Takes -r, --recursive, -j N, -jN, --jobs N, --jobs=N and --classic at args[i], moving i past a
+// value.
 OptionMatch takeBatchOption(const Args &args, size_t &i, BatchOptions *options, std::string *error);
 
 // A command's own options: Taken (consumed, i moved past any value), NotMine (an unknown

@@ -60,7 +60,7 @@ MediaFileFlags defaultWriteFlags(MediaFileRef ref);
 const std::vector<Command> &commands();
 
 // Opens path and reads every data ID that answers into a report.
-FileReport collectReport(const std::string &path, bool audioInfo);
+FileReport collectReport(const std::string &path, bool audioInfo, MediaFileFlags profile = kMediaFileFlagInterop);
 
 // Prints "kestrabel-tag: MESSAGE" to standard error.
 void printError(const std::string &message);

@@ -26,6 +26,7 @@ has no place for are left out without a word.
   -r, --recursive      go through folders: every media file below them, in name
                        order; files of no media kind are skipped
   -j, --jobs N         save N files at once (0: one per processor core)
+  --classic            the classic rules, without the interop profile
 
 Exit status: 0 when every target was saved, 1 when any failed, 2 for a usage error.
 )";

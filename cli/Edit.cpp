@@ -15,7 +15,8 @@ bool DryRun::take(const std::string &arg)
 
 MediaFileStatus openToRead(const std::string &path, const BatchOptions &batch, bool audioInfo, MediaFileRef *ref)
 {
-    return MediaFileOpen(path.c_str(), ref, kMediaFileFlagIgnoreTagErrors | (audioInfo ? 0 : kMediaFileFlagSkipMPEGInfo));
+    return MediaFileOpen(path.c_str(), ref,
+                         kMediaFileFlagIgnoreTagErrors | batch.profileFlags() | (audioInfo ? 0 : kMediaFileFlagSkipMPEGInfo));
 }
 
 std::vector<Entry> valuesForDryRun(MediaFileRef ref)
@@ -46,13 +47,14 @@ bool FileEdit::open(const BatchOptions &batch, JobResult *result)
 {
     // The flags set opens with: a file without any tag, or with a damaged one, still takes
     // new values.
-    MediaFileStatus status = MediaFileOpen(path_.c_str(), &ref_, kMediaFileFlagIgnoreTagErrors | kMediaFileFlagSkipMPEGInfo);
+    MediaFileStatus status = MediaFileOpen(path_.c_str(), &ref_,
+                                           kMediaFileFlagIgnoreTagErrors | kMediaFileFlagSkipMPEGInfo | batch.profileFlags());
     if (status != kMediaFileNoErr) {
         ref_ = nullptr;
         addError(result, path_ + ": cannot open: " + openFailureText(path_, status));
         return false;
     }
-    writeFlags_ = defaultWriteFlags(ref_);
+    writeFlags_ = defaultWriteFlags(ref_) | batch.profileFlags();
     before_ = valuesForDryRun(ref_);
     return true;
 }

@@ -32,6 +32,7 @@ Writes the tags of each FILE as an XML property list (a tag dictionary marked
   -r, --recursive      go through folders: every media file below them, in name
                        order; files of no media kind are skipped
   -j, --jobs N         read N files at once (0: one per processor core)
+  --classic            the classic rules, without the interop profile
 
 Exit status: 0 when every file was exported, 1 when any failed, 2 for a usage error.
 )";
@@ -48,9 +49,10 @@ std::string expandTilde(const std::string &path)
     return QFile::encodeName(expandTildeInPath(qtPath(path))).toStdString();
 }
 
-std::optional<MediaFileWrapper> openWrapper(const std::string &path, MediaFileStatus *status)
+std::optional<MediaFileWrapper> openWrapper(const std::string &path, MediaFileStatus *status, const BatchOptions &batch)
 {
-    return MediaFileWrapper::initWithFileAtNativePath(QByteArray::fromStdString(path), false, false, status);
+    return MediaFileWrapper::initWithFileAtNativePath(QByteArray::fromStdString(path), false, false, status,
+                                                      batch.profileFlags());
 }
 
 // Puts bytes where OUT says: standard output through the job's result (so that it keeps the
@@ -104,7 +106,7 @@ int exportArchive(const std::vector<std::string> &arguments, const BatchOptions 
     auto job = [&](const std::string &path, size_t index) {
         JobResult result;
         MediaFileStatus status = kMediaFileNoErr;
-        std::optional<MediaFileWrapper> wrapper = openWrapper(path, &status);
+        std::optional<MediaFileWrapper> wrapper = openWrapper(path, &status, batch);
         if (!wrapper) {
             addError(&result, path + ": cannot open: " + openFailureText(path, status));
             return result;
@@ -199,7 +201,7 @@ int runExport(const Args &args)
     auto job = [&](const std::string &path, size_t) {
         JobResult result;
         MediaFileStatus status = kMediaFileNoErr;
-        std::optional<MediaFileWrapper> wrapper = openWrapper(path, &status);
+        std::optional<MediaFileWrapper> wrapper = openWrapper(path, &status, batch);
         if (!wrapper) {
             addError(&result, path + ": cannot open: " + openFailureText(path, status));
             return result;

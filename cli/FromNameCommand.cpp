@@ -26,6 +26,7 @@ options of 'set'.
   -r, --recursive     go through folders: every media file below them, in name
                       order; files of no media kind are skipped
   -j, --jobs N        save N files at once (0: one per processor core)
+  --classic           the classic rules, without the interop profile
 
 A name that does not fit the pattern is reported (kMediaFileErrNotFound) and its
 file left as it is.

@@ -21,6 +21,7 @@ printed as \n, \t, \xHH; byte values (artwork) as their kind and length.
                     order; files of no media kind are skipped.
   -j, --jobs N      read N files at once (0: one per processor core); the
                     output keeps the order of the files.
+  --classic         the classic rules, without the interop profile
 
 Exit status: 0 when every file has the value, 1 when any lacks it or fails, 2 for
 a usage error.

@@ -37,6 +37,7 @@ refused; one without a marker is taken.
   -r, --recursive    go through folders: every media file below them, in name
                      order; files of no media kind are skipped
   -j, --jobs N       save N files at once (0: one per processor core)
+  --classic          the classic rules, without the interop profile
 
 Exit status: 0 when every file was saved, 1 when any failed, 2 for a usage error.
 )";
@@ -142,7 +143,7 @@ int runImport(const Args &args)
     auto job = [&](const std::string &path, size_t) {
         JobResult result;
         MediaFileStatus status = kMediaFileNoErr;
-        std::optional<MediaFileWrapper> wrapper = MediaFileWrapper::initWithFileAtNativePath(QByteArray::fromStdString(path), false, false, &status);
+        std::optional<MediaFileWrapper> wrapper = MediaFileWrapper::initWithFileAtNativePath(QByteArray::fromStdString(path), false, false, &status, batch.profileFlags());
         if (!wrapper) {
             addError(&result, path + ": cannot open: " + openFailureText(path, status));
             return result;
@@ -168,7 +169,7 @@ int runImport(const Args &args)
             dictionary = entry->toMap();
         }
         // The write options are settled before the import adds frames, as set does.
-        MediaFileFlags flags = defaultWriteFlags(wrapper->mediaFileRef());
+        MediaFileFlags flags = defaultWriteFlags(wrapper->mediaFileRef()) | batch.profileFlags();
         std::vector<Entry> before;
         if (dryRun.on)
             before = valuesForDryRun(wrapper->mediaFileRef());

@@ -24,6 +24,7 @@ Renames each FILE, within its folder, after its values; the extension stays.
   -r, --recursive   go through folders: every media file below them, in name
                     order; files of no media kind are skipped
   -j, --jobs N      rename N files at once (0: one per processor core)
+  --classic         the classic rules, without the interop profile
 
 In the values, "/" and the characters file systems refuse (control characters and
 \ : * ? " < > |) become "_", as does a leading "."; blanks and dots at the end are

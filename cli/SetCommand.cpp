@@ -37,6 +37,7 @@ Changes values in each FILE and saves it in the file's own tag format.
   -r, --recursive        go through folders: every media file below them, in
                          name order; files of no media kind are skipped.
   -j, --jobs N           save N files at once (0: one per processor core).
+  --classic              the classic rules, without the interop profile
 
 Write options (MP3; other kinds ignore them). By default the tag versions the file
 already has are kept, and an MP3 without an ID3v2 tag gets ID3v2.3.
@@ -249,7 +250,8 @@ int runSet(const Args &args)
         MediaFileRef ref = nullptr;
         // A file without any tag, or with a damaged one, still takes new values, as it does in
         // the application.
-        MediaFileStatus status = MediaFileOpen(path.c_str(), &ref, kMediaFileFlagIgnoreTagErrors | kMediaFileFlagSkipMPEGInfo);
+        MediaFileStatus status = MediaFileOpen(path.c_str(), &ref,
+                                               kMediaFileFlagIgnoreTagErrors | kMediaFileFlagSkipMPEGInfo | batch.profileFlags());
         if (status != kMediaFileNoErr) {
             addError(&result, path + ": cannot open: " + openFailureText(path, status));
             return result;
@@ -259,7 +261,7 @@ int runSet(const Args &args)
             MediaFileClose(ref);
             return result;
         }
-        MediaFileFlags fileFlags = flags;
+        MediaFileFlags fileFlags = flags | batch.profileFlags();
         MediaFileType kind = kMediaFileTypeUnsupported;
         MediaFileGetType(ref, &kind);
         // Kept versions stay as they are; an MP3 that has no ID3v2 tag yet gets the most widely

@@ -39,17 +39,18 @@ a value are printed as \n, \t, \xHH.
                     order; files of no media kind are skipped.
   -j, --jobs N      read N files at once (0: one per processor core); the
                     output keeps the order of the files.
+  --classic         the classic rules, without the interop profile
 
 Exit status: 0 when every file opened, 1 when any failed, 2 for a usage error.
 )";
 
-FileReport collectReport(const std::string &path, bool audioInfo)
+FileReport collectReport(const std::string &path, bool audioInfo, MediaFileFlags profile)
 {
     FileReport report;
     report.path = path;
     MediaFileRef ref = nullptr;
     // A file with a damaged or missing tag still shows what can be read from it.
-    MediaFileFlags flags = kMediaFileFlagIgnoreTagErrors | (audioInfo ? 0 : kMediaFileFlagSkipMPEGInfo);
+    MediaFileFlags flags = kMediaFileFlagIgnoreTagErrors | profile | (audioInfo ? 0 : kMediaFileFlagSkipMPEGInfo);
     report.status = MediaFileOpen(path.c_str(), &ref, flags);
     if (report.status != kMediaFileNoErr) {
         report.cause = openFailureCause(path, report.status);
@@ -106,7 +107,7 @@ int runShow(const Args &args)
     if (json && format)
         return usageError("show", "--json and --format exclude each other");
     auto job = [&](const std::string &path, size_t) {
-        FileReport report = collectReport(path, audioInfo);
+        FileReport report = collectReport(path, audioInfo, batch.profileFlags());
         JobResult result;
         result.failed = report.status != kMediaFileNoErr;
         if (json)

@@ -54,6 +54,11 @@ static void printMainHelp(FILE *out)
     std::fputs("\nValues are named by data ID: a constant name (kMediaFileDataIDTitle), its short\n"
                "form (Title) or its display name (\"Track Number\"), in any case. 'kestrabel-tag\n"
                "names' lists them all.\n\n"
+               "Files are read and saved with the interop profile: where a classic rule of the\n"
+               "tag library would lose, corrupt or hide what another tool wrote (ID3v2.4 sizes,\n"
+               "TSSE taken for the ISRC, ID3 chunks rewritten as 2.2, co64 tables, fragmented\n"
+               "MP4, ...), today's conventions are followed. --classic, accepted by every file\n"
+               "command, keeps the classic rules exactly.\n\n"
                "'kestrabel-tag COMMAND --help' explains a command.\n",
                out);
 }

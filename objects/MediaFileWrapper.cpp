@@ -20,13 +20,15 @@ struct FreeDeleter {
 } // namespace
 
 std::optional<MediaFileWrapper> MediaFileWrapper::initWithFileAtPath(const QString &path, bool audioFilesOnly,
-                                                                     bool readMPEGInfo, MediaFileStatus *error)
+                                                                     bool readMPEGInfo, MediaFileStatus *error,
+                                                                     MediaFileFlags extraFlags)
 {
-    return initWithFileAtNativePath(QFile::encodeName(path), audioFilesOnly, readMPEGInfo, error);
+    return initWithFileAtNativePath(QFile::encodeName(path), audioFilesOnly, readMPEGInfo, error, extraFlags);
 }
 
 std::optional<MediaFileWrapper> MediaFileWrapper::initWithFileAtNativePath(const QByteArray &path, bool audioFilesOnly,
-                                                                           bool readMPEGInfo, MediaFileStatus *error)
+                                                                           bool readMPEGInfo, MediaFileStatus *error,
+                                                                           MediaFileFlags extraFlags)
 {
     auto report = [error](MediaFileStatus status) {
         if (error)
@@ -36,7 +38,7 @@ std::optional<MediaFileWrapper> MediaFileWrapper::initWithFileAtNativePath(const
         report(kMediaFileErrParam);
         return std::nullopt;
     }
-    MediaFileFlags flags = kMediaFileFlagIgnoreTagErrors;
+    MediaFileFlags flags = kMediaFileFlagIgnoreTagErrors | extraFlags;
     if (audioFilesOnly)
         flags |= kMediaFileFlagAudioOnly;
     if (!readMPEGInfo)
@@ -52,15 +54,15 @@ std::optional<MediaFileWrapper> MediaFileWrapper::initWithFileAtNativePath(const
 }
 
 std::optional<MediaFileWrapper> MediaFileWrapper::mediaFileWithFileAtPath(const QString &path, bool readMPEGInfo,
-                                                                          MediaFileStatus *error)
+                                                                          MediaFileStatus *error, MediaFileFlags extraFlags)
 {
-    return initWithFileAtPath(path, false, readMPEGInfo, error);
+    return initWithFileAtPath(path, false, readMPEGInfo, error, extraFlags);
 }
 
 std::optional<MediaFileWrapper> MediaFileWrapper::audioMediaFileWithFileAtPath(const QString &path, bool readMPEGInfo,
-                                                                               MediaFileStatus *error)
+                                                                               MediaFileStatus *error, MediaFileFlags extraFlags)
 {
-    return initWithFileAtPath(path, true, readMPEGInfo, error);
+    return initWithFileAtPath(path, true, readMPEGInfo, error, extraFlags);
 }
 
 MediaFileWrapper::~MediaFileWrapper()

@@ -17,18 +17,23 @@ namespace kestrabel {
 class MediaFileWrapper {
 public:
     // The open mask is always kMediaFileFlagIgnoreTagErrors, plus kMediaFileFlagAudioOnly for
-    // audioFilesOnly and kMediaFileFlagSkipMPEGInfo without readMPEGInfo. On failure the
-    // open's status (kMediaFileErrParam for an empty path) goes to *error when it is given.
+    // audioFilesOnly and kMediaFileFlagSkipMPEGInfo without readMPEGInfo, plus extraFlags (the
+    // interop profile, for one). On failure the open's status (kMediaFileErrParam for an empty
+    // path) goes to *error when it is given.
     static std::optional<MediaFileWrapper> initWithFileAtPath(const QString &path, bool audioFilesOnly,
-                                                             bool readMPEGInfo, MediaFileStatus *error = nullptr);
+                                                             bool readMPEGInfo, MediaFileStatus *error = nullptr,
+                                                             MediaFileFlags extraFlags = 0);
     static std::optional<MediaFileWrapper> mediaFileWithFileAtPath(const QString &path, bool readMPEGInfo,
-                                                                  MediaFileStatus *error = nullptr);
+                                                                  MediaFileStatus *error = nullptr,
+                                                                  MediaFileFlags extraFlags = 0);
     // The same with the name's bytes as the file system has them: a name that is not UTF-8
     // does not survive the trip through a QString.
     static std::optional<MediaFileWrapper> initWithFileAtNativePath(const QByteArray &path, bool audioFilesOnly,
-                                                                   bool readMPEGInfo, MediaFileStatus *error = nullptr);
+                                                                   bool readMPEGInfo, MediaFileStatus *error = nullptr,
+                                                                   MediaFileFlags extraFlags = 0);
     static std::optional<MediaFileWrapper> audioMediaFileWithFileAtPath(const QString &path, bool readMPEGInfo,
-                                                                       MediaFileStatus *error = nullptr);
+                                                                       MediaFileStatus *error = nullptr,
+                                                                       MediaFileFlags extraFlags = 0);
 
     // Closes the handle without saving.
     ~MediaFileWrapper();

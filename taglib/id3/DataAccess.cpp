@@ -115,11 +115,14 @@ template <typename F> MediaFileStatus guarded(F &&f)
 
 void ID3TagDeleter::operator()(ID3Tag *tag) const { delete tag; }
 
-MediaFileStatus ID3NewTag(ID3TagPtr *out)
+int ID3MajorVersion(const ID3Tag &tag) { return tag.majorVersion; }
+
+MediaFileStatus ID3NewTag(ID3TagPtr *out, MediaFileFlags flags)
 {
     ID3TagPtr tag(new (std::nothrow) ID3Tag);
     if (!tag)
         return kMediaFileErrMemory;
+    tag->rules = &id3RulesFor(flags);
     tag->fourCharIDs = true;
     tag->picturesInMIMEForm = true;
     *out = std::move(tag);
@@ -130,6 +133,7 @@ MediaFileStatus ID3ParseBuffer(std::span<const uint8_t> bytes, MediaFileFlags re
 {
     return guarded([&]() -> MediaFileStatus {
         ID3TagPtr tag(new ID3Tag);
+        tag->rules = &id3RulesFor(readOptions);
         MediaFileStatus status = ID3ReadTags(TagSource(bytes), readOptions, *tag);
         if (status && !(readOptions & (kMediaFileFlagStrict | kMediaFileFlagIgnoreTagErrors)))
             return status;

@@ -95,27 +95,53 @@ MediaFileStatus getArtist(const ID3Tag &tag, std::string *out)
     return ID3CopyFrameText(tag, kTPE2, out);
 }
 
-MediaFileStatus getCommentText(const ID3Tag &tag, uint32_t frameID, std::string *out)
+namespace {
+
+MediaFileStatus splitComment(const std::vector<uint8_t> &body, std::string *descriptor, std::string *text)
 {
-    const ID3Frame *frame = findFrame(tag, frameID);
-    if (!frame)
-        return kMediaFileErrNotFound;
-    const std::vector<uint8_t> &body = frame->data;
     if (body.size() < 5)
         return kMediaFileErrShortHeader;
     const uint8_t encoding = body[0];
     std::span<const uint8_t> rest = std::span<const uint8_t>(body).subspan(4);
-    std::string descriptor;
     size_t consumed = 0;
-    if (MediaFileStatus status = decodeString(encoding, rest, true, &descriptor, &consumed))
+    if (MediaFileStatus status = decodeString(encoding, rest, true, descriptor, &consumed))
         return status;
-    return decodeString(encoding, rest.subspan(consumed), false, out, nullptr);
+    return text ? decodeString(encoding, rest.subspan(consumed), false, text, nullptr) : kMediaFileNoErr;
+}
+
+// The frame a comment get shows and a set replaces: the first one, or under the interop rules
+// the first without a description (iTunNORM and the like are records, not the comment), else
+// the first. With appendable, null when no frame lacks a description, so a set adds one.
+ID3Frame *shownCommentFrame(ID3Tag &tag, uint32_t frameID, bool appendable)
+{
+    ID3Frame *first = findFrame(tag, frameID);
+    if (!first || !tag.rules->plainComment || frameID != frameCode("COMM"))
+        return first;
+    for (ID3Frame &frame : tag.frames) {
+        std::string descriptor;
+        if (frame.frameID == frameID && splitComment(frame.data, &descriptor, nullptr) == kMediaFileNoErr &&
+            descriptor.empty())
+            return &frame;
+    }
+    return appendable ? nullptr : first;
+}
+
+} // namespace
+
+MediaFileStatus getCommentText(const ID3Tag &tag, uint32_t frameID, std::string *out)
+{
+    const ID3Frame *frame = shownCommentFrame(const_cast<ID3Tag &>(tag), frameID, false);
+    if (!frame)
+        return kMediaFileErrNotFound;
+    std::string descriptor;
+    return splitComment(frame->data, &descriptor, out);
 }
 
 MediaFileStatus setCommentText(ID3Tag &tag, uint32_t frameID, std::string_view text)
 {
     if (text.empty()) {
-        ID3RemoveFrame(tag, frameID);
+        if (ID3Frame *shown = shownCommentFrame(tag, frameID, false))
+            tag.frames.erase(tag.frames.begin() + (shown - tag.frames.data()));
         return kMediaFileNoErr;
     }
     uint8_t encoding = 0;
@@ -129,6 +155,16 @@ MediaFileStatus setCommentText(ID3Tag &tag, uint32_t frameID, std::string_view t
     std::vector<uint8_t> body;
     if (MediaFileStatus status = util::pack(&body, "bnnn", {int64_t(encoding), asBytes("eng"), std::span<const uint8_t>(descriptor), std::span<const uint8_t>(encoded)}))
         return status;
+    if (tag.rules->plainComment && findFrame(tag, frameID)) {
+        if (ID3Frame *shown = shownCommentFrame(tag, frameID, true))
+            shown->data = std::move(body);
+        else {
+            // Appended beside the records rather than over the first of them.
+            ID3PutFrame(tag, kOriginFile, 0, frameID, {}, {}, 0, body);
+            tag.frames.back().origin = kOriginCaller;
+        }
+        return kMediaFileNoErr;
+    }
     ID3PutFrame(tag, kOriginCaller, 0, frameID, {}, {}, 0, body);
     return kMediaFileNoErr;
 }

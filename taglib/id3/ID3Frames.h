@@ -3,6 +3,7 @@
 // replaces frame bodies through these calls.
 #pragma once
 
+#include "ID3Rules.h"
 #include "ID3Tag.h"
 
 #include <cstdint>
@@ -81,6 +82,7 @@ struct ID3Tag {
     uint32_t fileKind = frameCode("Unkn");
     std::vector<ID3Frame> frames;
     MPEGInfo mpeg;
+    const ID3Rules *rules = &kID3Rules[0];
 };
 
 // The first frame with a canonical ID, or null.

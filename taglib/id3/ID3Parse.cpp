@@ -48,6 +48,16 @@ MediaFileStatus inflateFrame(std::span<const uint8_t> input, uint32_t expectedSi
     return util::inflateBytes(input, expectedSize, out);
 }
 
+// The table's canonical ID equals the long ID in every row but TSSE's, which stands for TSRC
+// under the classic rules.
+uint32_t canonicalID(const ID3Tag &tag, const FrameTableRow &row)
+{
+    if (!tag.rules->canonicalIsLongID)
+        return row.frameID;
+    const char *id = row.longID;
+    return uint32_t(uint8_t(id[0])) << 24 | uint32_t(uint8_t(id[1])) << 16 | uint32_t(uint8_t(id[2])) << 8 | uint8_t(id[3]);
+}
+
 // Frames of 2.3 and 2.4 tags: 4-byte ID, 4-byte size, 2 flag bytes.
 MediaFileStatus parseLongFrames(ID3Tag &tag, std::span<const uint8_t> body, size_t pos, size_t *stopAt)
 {
@@ -84,7 +94,7 @@ MediaFileStatus parseLongFrames(ID3Tag &tag, std::span<const uint8_t> body, size
         }
         std::string longID(reinterpret_cast<const char *>(p), 4);
         if (const FrameTableRow *row = frameRowByLongID(longID))
-            ID3PutFrame(tag, kOriginFile, 0, row->frameID, row->longID, row->shortID, flags, data);
+            ID3PutFrame(tag, kOriginFile, 0, canonicalID(tag, *row), row->longID, row->shortID, flags, data);
         else
             ID3PutFrame(tag, kOriginFile, 0, kFrameUnknown, longID, "???", flags, data);
         pos += kHeaderSize + size;
@@ -113,7 +123,7 @@ MediaFileStatus parseShortFrames(ID3Tag &tag, std::span<const uint8_t> body, siz
         std::span<const uint8_t> data = body.subspan(pos + kShortHeader, size);
         std::string shortID(reinterpret_cast<const char *>(p), 3);
         if (const FrameTableRow *row = frameRowByShortID(shortID))
-            ID3PutFrame(tag, kOriginFile, 0, row->frameID, row->longID, row->shortID, 0, data);
+            ID3PutFrame(tag, kOriginFile, 0, canonicalID(tag, *row), row->longID, row->shortID, 0, data);
         else
             ID3PutFrame(tag, kOriginFile, 0, kFrameUnknown, "????", shortID, 0, data);
         pos += kShortHeader + size;
@@ -184,6 +194,13 @@ MediaFileStatus ID3ParseV2(const TagSource &source, ID3Tag &tag)
         if (body.size() > extended)
             start = static_cast<size_t>(extended);
     }
+    // A 2.4 extended header's size counts its own size field, and is always synchsafe.
+    if (tag.majorVersion == 4 && (tag.tagFlags & 0x40) && tag.rules->skipV24ExtendedHeader && body.size() >= 4 &&
+        !anyTopBit(body.data())) {
+        const uint64_t extended = tolerantSize(body.data());
+        if (extended >= 6 && extended <= body.size())
+            start = static_cast<size_t>(extended);
+    }
     tag.tagFlags &= ~0x40;
     tag.fourCharIDs = tag.picturesInMIMEForm = tag.majorVersion >= 3 && tag.majorVersion < 5;
 
@@ -234,6 +251,7 @@ MediaFileStatus ID3OpenFile(const char *path, MediaFileFlags readOptions, ID3Tag
     if (!tag)
         return kMediaFileErrMemory;
     tag->fileKind = fileKindForPath(path);
+    tag->rules = &id3RulesFor(readOptions);
     MediaFileStatus status = ID3ReadTags(TagSource(file), readOptions, *tag);
     if (status && !(readOptions & (kMediaFileFlagStrict | kMediaFileFlagIgnoreTagErrors)))
         return status;

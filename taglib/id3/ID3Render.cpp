@@ -95,7 +95,7 @@ MediaFileStatus renderFrame(const ID3Tag &tag, const ID3Frame &frame, int versio
         writer.bytes(deflated);
         return kMediaFileNoErr;
     }
-    const bool synchsafe = version == 4 && (ID3Options & kID3OptionSynchsafeFrameSizes);
+    const bool synchsafe = version == 4 && ((ID3Options & kID3OptionSynchsafeFrameSizes) || tag.rules->synchsafeV24Sizes);
     if (body->size() > (synchsafe ? kLargestSynchsafe : UINT32_MAX))
         return kMediaFileErrParam;
     if (synchsafe)

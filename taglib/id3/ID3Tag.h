@@ -23,7 +23,9 @@ using ID3TagPtr = std::unique_ptr<ID3Tag, ID3TagDeleter>;
 // A tag parsed from a memory image (the contents of an "ID3 " chunk).
 MediaFileStatus ID3ParseBuffer(std::span<const uint8_t> bytes, MediaFileFlags readOptions, ID3TagPtr *out);
 // An empty tag, for a chunk file that has no ID3 chunk yet.
-MediaFileStatus ID3NewTag(ID3TagPtr *out);
+MediaFileStatus ID3NewTag(ID3TagPtr *out, MediaFileFlags flags = 0);
+// The ID3 version the tag was read in (2, 3, 4), or 0 for a tag made in memory.
+int ID3MajorVersion(const ID3Tag &tag);
 // Renders the tag into a new buffer (the chunk handler passes 0x4004: version 2.2, no padding).
 MediaFileStatus ID3RenderToBuffer(ID3Tag &tag, MediaFileFlags writeOptions, std::vector<uint8_t> *out);
 

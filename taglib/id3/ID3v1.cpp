@@ -94,12 +94,31 @@ int ID3ParseGenre(std::string_view text)
     return byName >= 0 ? byName : -2;
 }
 
+// A bare number ("13", as taggers write 2.4 genres) names a genre under the interop rules.
+static int parseGenre(const ID3Tag &tag, std::string_view text)
+{
+    if (tag.rules->bareNumberGenre) {
+        std::string_view trimmed = text;
+        while (!trimmed.empty() && std::isspace(static_cast<unsigned char>(trimmed.front())))
+            trimmed.remove_prefix(1);
+        while (!trimmed.empty() && std::isspace(static_cast<unsigned char>(trimmed.back())))
+            trimmed.remove_suffix(1);
+        if (!trimmed.empty() && trimmed.size() <= 3 &&
+            std::all_of(trimmed.begin(), trimmed.end(), [](char c) { return c >= '0' && c <= '9'; })) {
+            const int index = std::stoi(std::string(trimmed));
+            if (index < kID3GenreCount)
+                return index;
+        }
+    }
+    return ID3ParseGenre(text);
+}
+
 MediaFileStatus ID3GetGenre(const ID3Tag &tag, uint32_t flags, int *index, std::string *name)
 {
     std::string text;
     if (MediaFileStatus status = ID3CopyFrameText(tag, kTCON, &text))
         return status;
-    const int parsed = ID3ParseGenre(text);
+    const int parsed = parseGenre(tag, text);
     if (index)
         *index = parsed;
     if (name)
@@ -114,7 +133,7 @@ MediaFileStatus ID3SetGenre(ID3Tag &tag, uint32_t flags, int index, const std::s
     if (index == -2) {
         if (!text)
             return kMediaFileErrParam;
-        const int parsed = ID3ParseGenre(*text);
+        const int parsed = parseGenre(tag, *text);
         if (parsed >= 0)
             return ID3SetTextFrame(tag, kTCON, "(" + std::to_string(parsed) + ")");
         return ID3SetTextFrame(tag, kTCON, *text);
@@ -201,7 +220,7 @@ std::array<uint8_t, 128> renderV1(const ID3Tag &tag, MediaFileFlags options)
 
     int genre = kGenreByteMissing;
     if (ID3CopyFrameText(tag, kTCON, &text) == kMediaFileNoErr) {
-        const int parsed = ID3ParseGenre(text);
+        const int parsed = parseGenre(tag, text);
         genre = parsed >= 0 ? parsed : parsed == -1 ? kGenreByteEmpty : kGenreByteUnlisted;
     }
 

@@ -20,6 +20,24 @@ constexpr uint32_t kAIFF = util::fourCC("AIFF");
 constexpr uint32_t kAIFC = util::fourCC("AIFC");
 constexpr uint32_t kBextID = util::fourCC("bext");
 constexpr uint32_t kID3ID = util::fourCC("ID3 ");
+constexpr uint32_t kLowercaseID3ID = util::fourCC("id3 ");
+
+// Where the classic rules and today's writers differ; a handler picks its row once, at open.
+struct IFFRules {
+    bool lowercaseID3Chunk; // mutagen's "id3 " chunk is the tag chunk, read and saved in place
+    uint32_t minimumBextSize; // 602: the fixed part alone, as ffmpeg writes it
+    bool tolerantEnd;       // a last chunk without its pad byte, or stray bytes after the last chunk
+    bool keepID3Version;    // the chunk's tag is saved in the version it was read in; a new one as 2.3
+};
+
+inline constexpr IFFRules kIFFRules[] = {
+    // classic: 604 on purpose, so that every chunk accepted has room for an empty coding history
+    {false, 604, false, false},
+    // interop
+    {true, 602, true, true},
+};
+
+constexpr const IFFRules &iffRulesFor(MediaFileFlags flags) { return kIFFRules[(flags & kMediaFileFlagInterop) ? 1 : 0]; }
 
 constexpr uint64_t kContainerHeaderSize = 12;
 constexpr uint64_t kChunkHeaderSize = 8;
@@ -57,6 +75,9 @@ struct ChunkRecord {
 struct ScanResult {
     Container container;
     uint64_t fileSize = 0;
+    // Where a chunk appended after the last one starts: the file's size, one more when the last
+    // chunk lacks its pad byte, less when stray bytes follow it (tolerant rules only).
+    uint64_t chunksEnd = 0;
     std::vector<uint8_t> bext; // empty when the file has no bext chunk
     ChunkRecord bextRecord{kBextID};
     std::vector<uint8_t> id3;
@@ -64,7 +85,7 @@ struct ScanResult {
 };
 
 // Reads the container header and walks the chunks, keeping the data of bext and "ID3 ".
-MediaFileStatus scanChunkFile(const util::File &file, ScanResult *out);
+MediaFileStatus scanChunkFile(const util::File &file, const IFFRules &rules, ScanResult *out);
 
 struct ChunkWrite {
     ChunkRecord *record;
@@ -76,6 +97,6 @@ struct ChunkWrite {
 // corrected. On success the records and container describe the file as it will be after the
 // save, so the caller should work on copies until the save succeeds.
 MediaFileStatus planChunkWrites(Container &container, std::span<const ChunkWrite> writes, uint64_t fileSize,
-                                std::vector<util::Replacement> *edits);
+                                std::vector<util::Replacement> *edits, uint64_t chunksEnd = UINT64_MAX);
 
 } // namespace kestrabel::iff

@@ -4,10 +4,6 @@ namespace kestrabel::iff {
 
 namespace {
 
-// bext's fixed part is 602 bytes; anything under 604 is refused on purpose, so that every
-// chunk we accept has room for at least an empty coding history line.
-constexpr uint32_t kMinimumBextSize = 604;
-
 struct AcceptedForm {
     uint32_t containerID;
     uint32_t formType;
@@ -52,7 +48,7 @@ MediaFileStatus readChunkData(const util::File &file, uint64_t headerOffset, uin
 
 } // namespace
 
-MediaFileStatus scanChunkFile(const util::File &file, ScanResult *out)
+MediaFileStatus scanChunkFile(const util::File &file, const IFFRules &rules, ScanResult *out)
 {
     ScanResult result;
     if (MediaFileStatus status = file.size(&result.fileSize))
@@ -60,21 +56,35 @@ MediaFileStatus scanChunkFile(const util::File &file, ScanResult *out)
     if (MediaFileStatus status = readContainer(file, result.fileSize, &result.container))
         return status;
     // The container size is not consulted: the chunks run to the end of the file.
-    for (uint64_t offset = kContainerHeaderSize; offset < result.fileSize;) {
-        if (result.fileSize - offset < kChunkHeaderSize)
+    uint64_t offset = kContainerHeaderSize;
+    while (offset < result.fileSize) {
+        if (result.fileSize - offset < kChunkHeaderSize) {
+            if (rules.tolerantEnd)
+                break;
             return kMediaFileErrShortHeader;
+        }
         uint8_t header[kChunkHeaderSize];
         if (MediaFileStatus status = file.readAt(offset, header))
             return status == kMediaFileErrShortRead ? kMediaFileErrShortHeader : status;
         uint32_t id = util::getBigEndian(header, 4);
         uint32_t size = result.container.readSize(header + 4);
         uint64_t next = offset + kChunkHeaderSize + padded(size);
-        if (next > result.fileSize)
-            return kMediaFileErrPastEnd;
+        if (next > result.fileSize) {
+            // A data part that ends exactly at the end of the file only lacks its pad byte.
+            const bool padMissing = next == result.fileSize + 1;
+            // Bytes past the end the container declares are not a chunk.
+            const bool stray = offset >= kChunkHeaderSize + uint64_t(result.container.size);
+            if (!rules.tolerantEnd || !(padMissing || stray))
+                return kMediaFileErrPastEnd;
+            if (stray)
+                break;
+        }
+        if (rules.lowercaseID3Chunk && id == kLowercaseID3ID)
+            id = kID3ID;
         if (id == kBextID) {
             if (result.bextRecord.inFile())
                 return kMediaFileErrDuplicate;
-            if (size < kMinimumBextSize)
+            if (size < rules.minimumBextSize)
                 return kMediaFileErrTooSmall;
             if (MediaFileStatus status = readChunkData(file, offset, size, &result.bext))
                 return status;
@@ -87,11 +97,13 @@ MediaFileStatus scanChunkFile(const util::File &file, ScanResult *out)
                 return kMediaFileErrTooSmall;
             if (MediaFileStatus status = readChunkData(file, offset, size, &result.id3))
                 return status;
+            result.id3Record.id = util::getBigEndian(header, 4);
             result.id3Record.headerOffset = offset;
             result.id3Record.size = size;
         }
         offset = next;
     }
+    result.chunksEnd = std::min(offset, result.fileSize + 1);
     *out = std::move(result);
     return kMediaFileNoErr;
 }

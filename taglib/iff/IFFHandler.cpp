@@ -11,14 +11,29 @@ namespace kestrabel {
 
 namespace {
 
-// Version 2.2 without padding: what the chunk has always held, and no bytes wasted.
-constexpr MediaFileFlags kID3ChunkRenderOptions = kMediaFileFlagID3NoPadding | kMediaFileFlagID3v22;
+// Version 2.2 without padding: what the chunk has always held, and no bytes wasted. The
+// interop rules keep the version the chunk was read in instead (2.2 has no year, compilation or
+// sort-order frames), and give a new chunk 2.3.
+MediaFileFlags id3ChunkRenderOptions(const iff::IFFRules &rules, const id3::ID3Tag &tag)
+{
+    if (!rules.keepID3Version)
+        return kMediaFileFlagID3NoPadding | kMediaFileFlagID3v22;
+    switch (id3::ID3MajorVersion(tag)) {
+    case 2:
+        return kMediaFileFlagID3NoPadding | kMediaFileFlagID3v22;
+    case 4:
+        return kMediaFileFlagID3NoPadding | kMediaFileFlagID3v24;
+    default:
+        return kMediaFileFlagID3NoPadding | kMediaFileFlagID3v23;
+    }
+}
 
 class IFFHandler final : public FormatHandler {
 public:
-    IFFHandler(iff::ScanResult scan, id3::ID3TagPtr tag)
+    IFFHandler(iff::ScanResult scan, id3::ID3TagPtr tag, MediaFileFlags openFlags)
         : container_(scan.container), bext_(std::move(scan.bext)), bextRecord_(scan.bextRecord), id3_(std::move(tag)),
-          id3Record_(scan.id3Record)
+          id3Record_(scan.id3Record), openFlags_(openFlags), rules_(iff::iffRulesFor(openFlags)),
+          chunksEnd_(rules_.tolerantEnd ? scan.chunksEnd : UINT64_MAX)
     {
     }
 
@@ -93,7 +108,7 @@ private:
         if (id3_)
             return access(*id3_);
         id3::ID3TagPtr fresh;
-        if (MediaFileStatus status = id3::ID3NewTag(&fresh))
+        if (MediaFileStatus status = id3::ID3NewTag(&fresh, openFlags_))
             return status;
         if (MediaFileStatus status = access(*fresh))
             return status;
@@ -106,6 +121,9 @@ private:
     iff::ChunkRecord bextRecord_;
     id3::ID3TagPtr id3_;
     iff::ChunkRecord id3Record_;
+    MediaFileFlags openFlags_;
+    const iff::IFFRules &rules_;
+    uint64_t chunksEnd_;
 };
 
 MediaFileStatus IFFHandler::update(const char *path, MediaFileFlags flags)
@@ -118,7 +136,7 @@ MediaFileStatus IFFHandler::update(const char *path, MediaFileFlags flags)
     if (!bext_.empty())
         writes.push_back({&bextRecord, bext_});
     if (id3_) {
-        if (MediaFileStatus status = id3::ID3RenderToBuffer(*id3_, kID3ChunkRenderOptions, &rendered))
+        if (MediaFileStatus status = id3::ID3RenderToBuffer(*id3_, id3ChunkRenderOptions(rules_, *id3_), &rendered))
             return status;
         // An empty chunk would make the file unreadable to us the next time.
         if (rendered.empty())
@@ -137,35 +155,41 @@ MediaFileStatus IFFHandler::update(const char *path, MediaFileFlags flags)
             return status;
     }
     std::vector<util::Replacement> edits;
-    if (MediaFileStatus status = iff::planChunkWrites(container, writes, fileSize, &edits))
+    if (MediaFileStatus status = iff::planChunkWrites(container, writes, fileSize, &edits, chunksEnd_))
         return status;
     if (MediaFileStatus status = util::saveReplacements(path, std::move(edits), flags))
         return status;
     container_ = container;
     bextRecord_ = bextRecord;
     id3Record_ = id3Record;
+    if (chunksEnd_ != UINT64_MAX) {
+        util::File file;
+        iff::ScanResult scan;
+        if (util::File::openRead(path, &file) == kMediaFileNoErr && iff::scanChunkFile(file, rules_, &scan) == kMediaFileNoErr)
+            chunksEnd_ = scan.chunksEnd;
+    }
     return kMediaFileNoErr;
 }
 
 } // namespace
 
-MediaFileStatus IFFOpen(const char *path, MediaFileFlags, HandlerPtr *out)
+MediaFileStatus IFFOpen(const char *path, MediaFileFlags flags, HandlerPtr *out)
 {
     iff::ScanResult scan;
     {
         util::File file;
         if (util::File::openRead(path, &file) != kMediaFileNoErr)
             return kMediaFileErrCantOpen;
-        if (MediaFileStatus status = iff::scanChunkFile(file, &scan))
+        if (MediaFileStatus status = iff::scanChunkFile(file, iff::iffRulesFor(flags), &scan))
             return status;
     }
     id3::ID3TagPtr tag;
     if (scan.id3Record.inFile()) {
-        if (MediaFileStatus status = id3::ID3ParseBuffer(scan.id3, 0, &tag))
+        if (MediaFileStatus status = id3::ID3ParseBuffer(scan.id3, flags & kMediaFileFlagInterop, &tag))
             return status;
         scan.id3 = {};
     }
-    *out = std::make_unique<IFFHandler>(std::move(scan), std::move(tag));
+    *out = std::make_unique<IFFHandler>(std::move(scan), std::move(tag), flags);
     return kMediaFileNoErr;
 }
 

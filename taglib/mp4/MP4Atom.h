@@ -26,6 +26,11 @@ inline constexpr uint32_t kMeta = fourCC("meta");
 inline constexpr uint32_t kIlst = fourCC("ilst");
 inline constexpr uint32_t kData = fourCC("data");
 inline constexpr uint32_t kStco = fourCC("stco");
+inline constexpr uint32_t kCo64 = fourCC("co64");
+inline constexpr uint32_t kHdlr = fourCC("hdlr");
+inline constexpr uint32_t kMoof = fourCC("moof");
+inline constexpr uint32_t kMfra = fourCC("mfra");
+inline constexpr uint32_t kSidx = fourCC("sidx");
 inline constexpr uint32_t kFree = fourCC("free");
 inline constexpr uint32_t kUuid = fourCC("uuid");
 

@@ -69,13 +69,36 @@ inline constexpr uint32_t kTypeSignedInteger = 21;
 int itemSlotForType(uint32_t type);
 uint32_t itemType(MP4ItemSlot slot);
 
+// Where the classic rules and today's writers differ; a file picks its row once, at open.
+struct MP4Rules {
+    bool largeSizeAfterType; // a 64-bit size follows the type, as the format defines it
+    bool fixCo64;            // co64 tables are corrected like stco when the tail moves
+    bool checkFragments;     // moof/mfra offsets corrected when the tail moves, or the save refused
+    bool createHdlr;         // a created meta gets the hdlr (mdir/appl) readers look for
+    bool firstDataWins;      // an item reads its first data atom, and a set replaces them all
+};
+
+inline constexpr MP4Rules kMP4Rules[] = {
+    // classic
+    {false, false, false, false, false},
+    // interop
+    {true, true, true, true, true},
+};
+
+constexpr const MP4Rules &mp4RulesFor(MediaFileFlags flags) { return kMP4Rules[(flags & kMediaFileFlagInterop) ? 1 : 0]; }
+
 struct MP4File {
+    const MP4Rules *rules = &kMP4Rules[0];
     uint64_t fileSize = 0;
     AtomList topLevel;
     MP4Atom *moov = nullptr;
     MP4Atom *ilst = nullptr;
     // Every stco found, in file order.
     std::vector<MP4Atom *> chunkOffsetTables;
+    // Every co64 found (only under the interop rules).
+    std::vector<MP4Atom *> chunkOffsetTables64;
+    // Top-level atoms of a fragmented file that hold absolute offsets: moof, mfra, sidx.
+    std::vector<MP4Atom *> fragmentAtoms;
     // The `data` atom of each known item (the last one seen when an item has several).
     std::array<MP4Atom *, kMP4ItemCount> itemSlots{};
 
@@ -83,7 +106,7 @@ struct MP4File {
 };
 
 // Reads the file once; the descriptor is closed again before this returns.
-MediaFileStatus MP4FileOpen(const std::string &path, std::unique_ptr<MP4File> *out);
+MediaFileStatus MP4FileOpen(const std::string &path, std::unique_ptr<MP4File> *out, MediaFileFlags flags = 0);
 // Writes moov back: in place when its size is unchanged (or a free atom after ilst absorbs
 // the difference), otherwise with the rest of the file moved and every stco corrected.
 MediaFileStatus MP4FileSave(MP4File &file, const std::string &path, MediaFileFlags flags);

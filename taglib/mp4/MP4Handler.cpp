@@ -233,10 +233,10 @@ private:
 
 } // namespace
 
-MediaFileStatus MP4Open(const char *path, MediaFileFlags, HandlerPtr *out)
+MediaFileStatus MP4Open(const char *path, MediaFileFlags flags, HandlerPtr *out)
 {
     std::unique_ptr<MP4File> file;
-    if (MediaFileStatus status = mp4::MP4FileOpen(path, &file))
+    if (MediaFileStatus status = mp4::MP4FileOpen(path, &file, flags))
         return status;
     *out = std::make_unique<MP4Handler>(std::move(file));
     return kMediaFileNoErr;

@@ -27,6 +27,17 @@ std::string itemPath(MP4ItemSlot slot)
 // The setter may create only the containers on the way to an item, the item and its data.
 bool creatable(uint32_t type) { return type == kUdta || type == kMeta || type == kIlst || itemSlotForType(type) >= 0; }
 
+// The handler iTunes writes first in meta; without it ffprobe (and so players built on FFmpeg)
+// see no items at all.
+void addMetadataHandler(MP4Atom &meta)
+{
+    static constexpr uint8_t kPayload[] = {0, 0, 0, 0, 0, 0, 0, 0, 'm', 'd', 'i', 'r', 'a', 'p', 'p', 'l', 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    auto hdlr = MP4Atom::make(kHdlr);
+    hdlr->parent = &meta;
+    hdlr->data.assign(std::begin(kPayload), std::end(kPayload));
+    meta.children.push_back(std::move(hdlr));
+}
+
 // Walks a path such as ".moov.udta.meta.ilst.+©nam" from the top level, creating what is
 // missing at the end of its parent. The "+" only marks the item component.
 MediaFileStatus findOrCreate(MP4File &file, std::string_view path, MP4Atom **out)
@@ -51,8 +62,11 @@ MediaFileStatus findOrCreate(MP4File &file, std::string_view path, MP4Atom **out
                 return kMediaFileErrUnsupported;
             auto atom = MP4Atom::make(type);
             atom->parent = parent;
-            if (type == kMeta)
+            if (type == kMeta) {
                 atom->data.assign(kMetaPrefixLength, 0);
+                if (file.rules->createHdlr)
+                    addMetadataHandler(*atom);
+            }
             if (type == kIlst)
                 file.ilst = atom.get();
             next = list->emplace_back(std::move(atom)).get();
@@ -79,6 +93,10 @@ MediaFileStatus setItem(MP4File &file, MP4ItemSlot slot, uint32_t typeFlags, std
         return status;
     if (MP4Atom *existing = file.slot(slot)) {
         existing->data = std::move(bytes);
+        // Values a reader would show beside or instead of the new one go.
+        if (file.rules->firstDataWins && existing->parent)
+            std::erase_if(existing->parent->children,
+                          [existing](const auto &atom) { return atom->type == kData && atom.get() != existing; });
         return kMediaFileNoErr;
     }
     MP4Atom *item = nullptr;

@@ -79,9 +79,12 @@ private:
         if (!reader.be32(size32))
             return kMediaFileErrShortRead;
         total = size32;
-        if (size32 == 1 && !reader.be64(total))
+        const bool afterType = mp4_.rules->largeSizeAfterType;
+        if (size32 == 1 && !afterType && !reader.be64(total))
             return kMediaFileErrShortRead;
         if (!reader.be32(atom.type))
+            return kMediaFileErrShortRead;
+        if (size32 == 1 && afterType && !reader.be64(total))
             return kMediaFileErrShortRead;
         if (atom.type == kUuid && !reader.skip(16))
             return kMediaFileErrShortRead;
@@ -128,6 +131,10 @@ private:
             return parseData(atom);
         if (atom.type == kStco && standsAt(atom, kStcoAncestry))
             mp4_.chunkOffsetTables.push_back(&atom);
+        if (atom.type == kCo64 && mp4_.rules->fixCo64 && standsAt(atom, kStcoAncestry))
+            mp4_.chunkOffsetTables64.push_back(&atom);
+        if ((atom.type == kMoof || atom.type == kMfra || atom.type == kSidx) && !atom.parent && mp4_.rules->checkFragments)
+            mp4_.fragmentAtoms.push_back(&atom);
         return readPayload(atom);
     }
 
@@ -152,8 +159,11 @@ private:
             return status;
         if (atom.data[0] != 0 || util::getBigEndian(atom.data.data() + 4, 4) != 0)
             return kMediaFileErrUnsupported;
-        if (currentItemSlot_ >= 0)
-            mp4_.itemSlots[static_cast<size_t>(currentItemSlot_)] = &atom;
+        if (currentItemSlot_ >= 0) {
+            MP4Atom *&slot = mp4_.itemSlots[static_cast<size_t>(currentItemSlot_)];
+            if (!slot || !mp4_.rules->firstDataWins)
+                slot = &atom;
+        }
         return kMediaFileNoErr;
     }
 
@@ -181,12 +191,13 @@ private:
 
 } // namespace
 
-MediaFileStatus MP4FileOpen(const std::string &path, std::unique_ptr<MP4File> *out)
+MediaFileStatus MP4FileOpen(const std::string &path, std::unique_ptr<MP4File> *out, MediaFileFlags flags)
 {
     util::File file;
     if (util::File::openRead(path, &file) != kMediaFileNoErr)
         return kMediaFileErrCantOpen;
     auto mp4 = std::make_unique<MP4File>();
+    mp4->rules = &mp4RulesFor(flags);
     if (MediaFileStatus status = util::fileSize(file, &mp4->fileSize))
         return status;
     if (mp4->fileSize > kMaxAtomSize)

@@ -3,6 +3,8 @@
 // and the chunk offsets that point past moov's start are corrected to match.
 #include "MP4File.h"
 
+#include "MP4Fragments.h"
+
 #include "util/Saver.h"
 
 namespace kestrabel::mp4 {
@@ -17,20 +19,32 @@ struct Placed {
     uint64_t size;
 };
 
+// The classic rules put the 32-bit size into the first four bytes of every header. A 64-bit
+// header as the format defines it (size 1, type, large size) keeps its 1 and gets the large size.
+void putSize(uint8_t *header, uint64_t headerLength, uint64_t size, const MP4Rules &rules)
+{
+    if (rules.largeSizeAfterType && headerLength >= 16 && util::getBigEndian(header, 4) == 1) {
+        util::putBigEndian(header + 8, 4, static_cast<uint32_t>(size >> 32));
+        util::putBigEndian(header + 12, 4, static_cast<uint32_t>(size));
+        return;
+    }
+    util::putBigEndian(header, 4, static_cast<uint32_t>(size));
+}
+
 // Depth first: header (with its first four bytes set to the new 32-bit size), the atom's own
 // bytes, its children. A 64-bit header keeps its large size as read.
-MediaFileStatus render(MP4Atom &atom, std::vector<uint8_t> &out, std::vector<Placed> &placed)
+MediaFileStatus render(MP4Atom &atom, const MP4Rules &rules, std::vector<uint8_t> &out, std::vector<Placed> &placed)
 {
     size_t start = out.size();
     out.insert(out.end(), atom.header.begin(), atom.header.begin() + static_cast<ptrdiff_t>(atom.headerLength));
     out.insert(out.end(), atom.data.begin(), atom.data.end());
     for (auto &child : atom.children)
-        if (MediaFileStatus status = render(*child, out, placed))
+        if (MediaFileStatus status = render(*child, rules, out, placed))
             return status;
     uint64_t size = out.size() - start;
     if (size > kMaxAtomSize)
         return kMediaFileErrTell;
-    util::putBigEndian(out.data() + start, 4, static_cast<uint32_t>(size));
+    putSize(out.data() + start, atom.headerLength, size, rules);
     placed.push_back({&atom, start, size});
     return kMediaFileNoErr;
 }
@@ -63,14 +77,32 @@ bool absorbInFree(MP4Atom &free, int64_t difference)
 
 MediaFileStatus checkChunkOffsetTables(const MP4File &file)
 {
-    for (const MP4Atom *table : file.chunkOffsetTables) {
-        if (table->dataLength() < 8)
-            return kMediaFileErrTooSmall;
-        uint64_t count = util::getBigEndian(table->data.data() + 4, 4);
-        if (table->dataLength() != 8 + 4 * count)
-            return kMediaFileErrShortHeader;
+    for (const auto &[tables, width] : {std::pair{&file.chunkOffsetTables, 4}, std::pair{&file.chunkOffsetTables64, 8}}) {
+        for (const MP4Atom *table : *tables) {
+            if (table->dataLength() < 8)
+                return kMediaFileErrTooSmall;
+            uint64_t count = util::getBigEndian(table->data.data() + 4, 4);
+            if (table->dataLength() != 8 + width * count)
+                return kMediaFileErrShortHeader;
+        }
     }
     return kMediaFileNoErr;
+}
+
+void correctChunkOffsets64(MP4File &file, int64_t difference)
+{
+    const uint64_t moovOffset = file.moov->fileOffset;
+    for (MP4Atom *table : file.chunkOffsetTables64) {
+        for (size_t at = 8; at + 8 <= table->data.size(); at += 8) {
+            uint8_t *entry = table->data.data() + at;
+            const uint64_t offset = uint64_t(util::getBigEndian(entry, 4)) << 32 | util::getBigEndian(entry + 4, 4);
+            if (offset > moovOffset) {
+                const uint64_t moved = static_cast<uint64_t>(static_cast<int64_t>(offset) + difference);
+                util::putBigEndian(entry, 4, static_cast<uint32_t>(moved >> 32));
+                util::putBigEndian(entry + 4, 4, static_cast<uint32_t>(moved));
+            }
+        }
+    }
 }
 
 // Every offset past moov's start moves with the tail. co64 tables are not looked at: files
@@ -112,7 +144,7 @@ void refreshPlacement(MP4File &file, const std::vector<Placed> &placed, int64_t 
         if (atom->fileOffset >= oldEnd)
             atom->fileOffset = static_cast<uint64_t>(static_cast<int64_t>(atom->fileOffset) + difference);
     for (const Placed &p : placed) {
-        util::putBigEndian(p.atom->header.data(), 4, static_cast<uint32_t>(p.size));
+        putSize(p.atom->header.data(), p.atom->headerLength, p.size, *file.rules);
         p.atom->fileOffset = moovOffset + p.offset;
         p.atom->totalSize = p.size;
         p.atom->payloadSize = p.size - p.atom->headerLength;
@@ -133,7 +165,7 @@ MediaFileStatus MP4FileSave(MP4File &file, const std::string &path, MediaFileFla
     auto renderMoov = [&] {
         bytes.clear();
         placed.clear();
-        return render(moov, bytes, placed);
+        return render(moov, *file.rules, bytes, placed);
     };
     if (MediaFileStatus status = renderMoov())
         return status;
@@ -153,11 +185,19 @@ MediaFileStatus MP4FileSave(MP4File &file, const std::string &path, MediaFileFla
             return status;
         for (MP4Atom *table : file.chunkOffsetTables)
             rollback.keep(table);
+        for (MP4Atom *table : file.chunkOffsetTables64)
+            rollback.keep(table);
         correctChunkOffsets(file, difference);
+        correctChunkOffsets64(file, difference);
         if (MediaFileStatus status = renderMoov())
             return status;
     }
     std::vector<util::Replacement> edits;
+    // The fragments' offsets move with the tail; what cannot be corrected refuses the save.
+    if (difference != 0 && !file.fragmentAtoms.empty()) {
+        if (MediaFileStatus status = planFragmentCorrections(file, path, difference, &edits))
+            return status;
+    }
     edits.push_back({moov.fileOffset, moov.totalSize, std::move(bytes)});
     if (MediaFileStatus status = util::saveReplacements(path, std::move(edits), flags))
         return status;

@@ -623,3 +623,17 @@ TEST_F(ControlWindow, ArtworkFromATemporaryImageFileGoesIntoTheTrack)
 }
 
 } // namespace
+
+// The window edits through the interop profile: a tag behind a v2.4 extended header, which the
+// classic rules cannot see (and so would save over), keeps its other frames.
+TEST_F(ControlWindow, EditsKeepWhatOtherTaggersWrote)
+{
+    track = folder.filePath(QStringLiteral("ext-header.mp3"));
+    ASSERT_TRUE(QFile::copy(QStringLiteral(KESTRABEL_TEST_DATA "/interop/v24-ext-header.mp3"), track));
+    QFile::setPermissions(track, QFile::ReadOwner | QFile::WriteOwner);
+    player.path = track;
+    open();
+    typeInto(titleField(), QStringLiteral("New Title"));
+    EXPECT_EQ(fileTitle(), QStringLiteral("New Title"));
+    EXPECT_EQ(apptest::fileTag(track, kMediaFileDataIDArtist), QStringLiteral("Artist"));
+}

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 using namespace kestrabel::test;
 
 namespace {
@@ -120,4 +122,27 @@ TEST(Cli, ShowAudioProperties)
     std::string output;
     ASSERT_EQ(cli("show " + opus, &output), 0);
     EXPECT_NE(output.find("(Ogg Opus)\n  Audio: Opus, 48 kHz, stereo"), std::string::npos) << output;
+}
+
+TEST(Cli, EveryFileCommandTakesClassic)
+{
+    std::string output;
+    ASSERT_EQ(cli("--help", &output), 0);
+    EXPECT_NE(output.find("interop profile"), std::string::npos) << output;
+    EXPECT_NE(output.find("--classic"), std::string::npos) << output;
+    // The commands --help lists, from "  name  summary" lines after "Commands:".
+    std::istringstream lines(output.substr(output.find("Commands:")));
+    int checked = 0;
+    for (std::string line; std::getline(lines, line) && (line.empty() || line.rfind("  ", 0) == 0 || checked == 0);) {
+        if (line.rfind("  ", 0) != 0)
+            continue;
+        const std::string command = line.substr(2, line.find(' ', 2) - 2);
+        if (command == "now")
+            continue; // the player's track, not a file
+        std::string help;
+        EXPECT_EQ(cli(command + " --classic --help", &help, true), 0) << command << ": " << help;
+        EXPECT_NE(help.find("--classic"), std::string::npos) << command;
+        ++checked;
+    }
+    EXPECT_GE(checked, 2);
 }

@@ -164,7 +164,7 @@ bool forKind(const char *kinds, const Kind &kind)
 
 void giveValues(const std::string &path, const std::string &values)
 {
-    OpenFile file(path, kMediaFileFlagIgnoreTagErrors | kMediaFileFlagSkipMPEGInfo);
+    OpenFile file(path, kMediaFileFlagIgnoreTagErrors | kMediaFileFlagSkipMPEGInfo | kMediaFileFlagInterop);
     ASSERT_EQ(file.status(), kMediaFileNoErr) << path;
     size_t start = 0;
     while (start < values.size()) {
@@ -179,10 +179,11 @@ void giveValues(const std::string &path, const std::string &values)
     ASSERT_EQ(MediaFileUpdate(file.ref(), kMediaFileFlagKeepTagVersion | kMediaFileFlagID3v23), kMediaFileNoErr) << path;
 }
 
-// The value as a check spells it, or nothing when the file has none.
+// The value as a check spells it, or nothing when the file has none. Read as the commands
+// wrote it: through the interop profile, their default.
 std::optional<std::string> valueOf(const std::string &path, const MediaFileDataIDInfo *info)
 {
-    OpenFile file(path, kMediaFileFlagIgnoreTagErrors | kMediaFileFlagSkipMPEGInfo);
+    OpenFile file(path, kMediaFileFlagIgnoreTagErrors | kMediaFileFlagSkipMPEGInfo | kMediaFileFlagInterop);
     if (file.status() != kMediaFileNoErr)
         return "cannot open: " + std::to_string(file.status());
     MediaFileStatus status = kMediaFileNoErr;
