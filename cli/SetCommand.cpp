@@ -3,10 +3,6 @@
 #include "Commands.h"
 #include "Edit.h"
 
-#include "core/DataIDRules.h"
-
-#include "util/File.h"
-
 #include <cstdio>
 #include <cstring>
 
@@ -61,9 +57,9 @@ MediaFileStatus applyChange(MediaFileRef ref, const Change &change)
         // text form); the text is read as "%d" reads it, so "7/12" stores 7.
         if (change.remove)
             return MediaFileSetInteger(ref, id, 0);
-        int32_t value = 0;
-        if (MediaFileStatus status = scanIntegerText(change.value, &value))
-            return status;
+        int value = 0;
+        if (std::sscanf(change.value.c_str(), "%d", &value) != 1)
+            return kMediaFileErrBadFormat;
         return MediaFileSetInteger(ref, id, value);
     }
     case 'D':
