@@ -411,7 +411,7 @@ try {
 KESTRABEL_BOUNDARY
 
 MediaFileStatus MediaFileGetAudioProperties(MediaFileRef ref, MediaFileAudioProperties *outProps)
-{
+try {
     if (!ref)
         return kMediaFileErrNullRef;
     constexpr size_t kMinimumSize = offsetof(MediaFileAudioProperties, codec) + sizeof outProps->codec;
@@ -436,5 +436,6 @@ MediaFileStatus MediaFileGetAudioProperties(MediaFileRef ref, MediaFileAudioProp
     std::memcpy(outProps, &props, size);
     return kMediaFileNoErr;
 }
+KESTRABEL_BOUNDARY
 
 } // extern "C"
