@@ -9,7 +9,7 @@
 
 #include "PlayerConnection.h"
 #include "PlayerRefresh.h"
-#include "util/CFStringUtilities.h"
+#include "TextUtilities.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -64,7 +64,7 @@ void centre(QWidget *window)
 AppDelegate::AppDelegate(player::PlayerConnection &player, QObject *parent, bool threadedPlayer)
     : QObject(parent), _player(player), _threadedPlayer(threadedPlayer)
 {
-    if (const MediaFileStatus status = util::CFStringUtilitiesInitialize(); status != 0)
+    if (const MediaFileStatus status = initializeTextUtilities(); status != 0)
         qWarning("Error intialize CFStringUtilities: 0x%x", static_cast<unsigned>(status));
     registerPreferenceDefaults();
     // Only a scripted player has a library to refresh; the MPRIS connection may by then live on

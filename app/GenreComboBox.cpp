@@ -1,6 +1,6 @@
 #include "GenreComboBox.h"
 
-#include "core/Genres.h"
+#include <kestrabel/MediaFile.h>
 
 #include <QLineEdit>
 
@@ -16,9 +16,10 @@ constexpr int kVisibleItems = 10;
 
 GenreComboBoxDataSource::GenreComboBoxDataSource(QObject *parent) : QAbstractListModel(parent)
 {
-    genres_.reserve(kID3GenreCount);
-    for (int i = 0; i < kID3GenreCount; ++i) {
-        if (const char *name = genreName(i))
+    const int32_t count = MediaFileGetGenreCount();
+    genres_.reserve(count);
+    for (int32_t i = 0; i < count; ++i) {
+        if (const char *name = MediaFileGetGenreName(i))
             genres_.append(QString::fromUtf8(name));
     }
     std::stable_sort(genres_.begin(), genres_.end(), [](const QString &a, const QString &b) {

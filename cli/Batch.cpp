@@ -1,7 +1,6 @@
 #include "Batch.h"
 
 #include "FileWalker.h"
-#include "core/KindDetection.h"
 #include "Progress.h"
 
 #include <algorithm>
@@ -136,8 +135,6 @@ void addError(JobResult *result, const std::string &message)
 std::vector<std::string> batchFiles(const std::vector<std::string> &arguments, const BatchOptions &options,
                                     bool *folderErrors)
 {
-    // Kind detection reads the registries; they are filled before any worker can race for them.
-    ensureKindRegistries();
     FileList list = expandFileArguments(arguments, options.recursive);
     for (const std::string &message : list.errors)
         printError(message);
@@ -155,7 +152,6 @@ int runBatch(const std::vector<std::string> &arguments, const BatchOptions &opti
 
 int runBatchOnFiles(const std::vector<std::string> &files, const BatchOptions &options, const Job &job, const Emit &emit)
 {
-    ensureKindRegistries();
     const size_t count = files.size();
     ProgressBar bar(count, ProgressBar::wanted(count));
     bool failed = false;

@@ -3,10 +3,6 @@
 #include "Commands.h"
 #include "Edit.h"
 
-#include "core/DataIDRules.h"
-
-#include "util/File.h"
-
 #include <cstdint>
 #include <cstdio>
 #include <cstring>

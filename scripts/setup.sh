@@ -13,7 +13,7 @@ packages=(
   # objects, player bridge, desktop application
   qt6-base-dev qt6-base-dev-tools qt6-svg-dev qt6-image-formats-plugins qt6-wayland libxcb1-dev libx11-dev
   # real encoders, validators and peers used by fixtures and interop tests
-  ffmpeg lame sox flac vorbis-tools opus-tools libimage-exiftool-perl python3 python3-mutagen
+  ffmpeg lame sox flac vorbis-tools opus-tools libimage-exiftool-perl python3 python3-mutagen python3-pytest
   # checks of the generated shell completions and man page
   zsh groff-base man-db
   # a real session bus and a real player for the player bridge

@@ -10,6 +10,9 @@ echo "== normal build"
 bash scripts/build.sh
 ctest --test-dir build --output-on-failure -j"$jobs" --timeout 600
 
+echo "== the installed library, its example and the Python module"
+bash scripts/check-install.sh build
+
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
 if [ ! -f build-asan/build.ninja ]; then
   cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DKESTRABEL_SANITIZE=ON -DKESTRABEL_GUI=OFF >/dev/null

@@ -17,6 +17,11 @@
 extern "C" {
 #endif
 
+/* Everything declared here is the library's interface; the library hides all else. */
+#if defined(__GNUC__)
+#pragma GCC visibility push(default)
+#endif
+
 typedef struct MediaFile *MediaFileRef;
 typedef int32_t MediaFileStatus;
 typedef int32_t MediaFileType;
@@ -173,6 +178,76 @@ enum {
     kMediaFileErrExists = -6771
 };
 
+/* Every status the library returns is 0, one of the named codes of this header, or a positive
+ * errno value of a failed file operation (MediaFileGetStatusName gives its errno name, "ENOENT").
+ * The codes below come from single formats and keep their historical values. */
+enum {
+    /* The Ogg Vorbis handler's own codes; 2001 to 2005 lie above every errno value. */
+    kOggVorbisErrWrite = -1,
+    kOggVorbisErrMemory = 2001,
+    kOggVorbisErrTempFile = 2002,
+    kOggVorbisErrNotVorbis = 2003,
+    kOggVorbisErrArgument = 2004,
+    kOggVorbisErrNoComment = 2005,
+
+    /* A failed read or write of a FLAC file's metadata chain: libFLAC's chain status n
+     * (FLAC__Metadata_ChainStatus) as kMediaFileErrFLACChainBase - n, -6801 to -6815. */
+    kMediaFileErrFLACChainBase = -6800,
+    kMediaFileErrFLACIllegalInput = -6801,
+    kMediaFileErrFLACErrorOpeningFile = -6802,
+    kMediaFileErrFLACNotAFLACFile = -6803,
+    kMediaFileErrFLACNotWritable = -6804,
+    kMediaFileErrFLACBadMetadata = -6805,
+    kMediaFileErrFLACReadError = -6806,
+    kMediaFileErrFLACSeekError = -6807,
+    kMediaFileErrFLACWriteError = -6808,
+    kMediaFileErrFLACRenameError = -6809,
+    kMediaFileErrFLACUnlinkError = -6810,
+    kMediaFileErrFLACMemoryAllocation = -6811,
+    kMediaFileErrFLACInternalError = -6812,
+    kMediaFileErrFLACInvalidCallbacks = -6813,
+    kMediaFileErrFLACReadWriteMismatch = -6814,
+    kMediaFileErrFLACWrongWriteCall = -6815
+};
+
+/*
+ * The rules every caller relies on.
+ *
+ * Ownership. A handle from MediaFileOpen is the caller's until a MediaFileClose that returns 0.
+ * The texts of MediaFileGetString and the bytes of MediaFileGetData are new allocations that
+ * the caller releases with free(), also when empty. Every other pointer the library returns
+ * (type, data-ID, status and genre names, the MediaFileDataIDInfo records) points to constant
+ * data that lives as long as the process; never free it.
+ *
+ * MediaFileGetPath returns the handle's own copy of the path given to MediaFileOpen: valid until
+ * the handle is closed, unchanged by saves. Null for a null handle.
+ *
+ * A failed close. When a format handler cannot release what it holds, MediaFileClose returns
+ * its status and frees nothing: the handle stays allocated with its path, and the caller may
+ * close it again. (No format of this version fails to release; a close fails only for a null
+ * handle, with kMediaFileErrNullRef.) A close that returns 0 frees the handle; using it
+ * afterwards is undefined.
+ *
+ * Failed calls. A get that fails leaves its out values untouched. A set changes only the
+ * handle's memory; nothing reaches the file before MediaFileUpdate. An update that fails leaves
+ * the file as it was (kMediaFileFlagInPlace, which moves the audio inside the file, gives up
+ * that promise for speed), and the handle keeps its changes, so the update may be retried.
+ *
+ * Threads. A handle has no lock: use one handle from one thread at a time. Distinct handles may
+ * be used on distinct threads at once. The process-wide values are safe as follows:
+ *  - the extension registry of kind detection: MediaFileRegisterExtension may be called at any
+ *    time from any thread; it applies to opens and look-ups that start after it returns;
+ *  - the ID3 option word (tags padded to multiples of 512 bytes, ID3v2.4 frame sizes written as
+ *    plain integers) keeps its initial value; no call of this interface changes it;
+ *  - the Ogg handler's counter for temporary file names is atomic;
+ *  - every table of names (kinds, data IDs, statuses, genres) is constant.
+ * Two handles that save the same file at once are the caller's to avoid: the later save wins.
+ *
+ * Exceptions. No C++ exception leaves an entry point: an allocation failure inside becomes
+ * kMediaFileErrMemory, any other failure kMediaFileErrIO (a null pointer or 0 where the call
+ * returns one).
+ */
+
 MediaFileStatus MediaFileOpen(const char *path, MediaFileRef *outRef, MediaFileFlags flags);
 MediaFileStatus MediaFileClose(MediaFileRef ref);
 MediaFileStatus MediaFileUpdate(MediaFileRef ref, MediaFileFlags flags);
@@ -251,6 +326,15 @@ const MediaFileDataIDInfo *MediaFileGetDataIDInfo(MediaFileDataID dataID);
 /* Looks a data ID up by its constant name, its short form ("Title") or its display name,
  * ignoring case. Null when nothing matches. */
 const MediaFileDataIDInfo *MediaFileFindDataID(const char *name);
+
+/* The genre list of ID3 tags, by index (an MP4 genre number counts into its first 126 names).
+ * The names are static; null for an index outside 0 to count - 1. */
+int32_t MediaFileGetGenreCount(void);
+const char *MediaFileGetGenreName(int32_t index);
+
+#if defined(__GNUC__)
+#pragma GCC visibility pop
+#endif
 
 #ifdef __cplusplus
 }

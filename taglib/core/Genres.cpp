@@ -1,5 +1,9 @@
 #include "Genres.h"
 
+#include "Boundary.h"
+
+#include <kestrabel/MediaFile.h>
+
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -79,6 +83,22 @@ SortedIndexes sortedPrefix(int count)
 }
 
 } // namespace
+
+} // namespace kestrabel
+
+extern "C" int32_t MediaFileGetGenreCount(void)
+try {
+    return kestrabel::kID3GenreCount;
+}
+KESTRABEL_BOUNDARY
+
+extern "C" const char *MediaFileGetGenreName(int32_t index)
+try {
+    return kestrabel::genreName(index);
+}
+KESTRABEL_BOUNDARY
+
+namespace kestrabel {
 
 const char *genreName(int index)
 {

@@ -1,11 +1,14 @@
 #include "KindDetection.h"
 
+#include "Boundary.h"
+
 #include "util/File.h"
 #include "util/Strings.h"
 
 #include <cctype>
 #include <cstring>
 #include <mutex>
+#include <shared_mutex>
 #include <string>
 #include <vector>
 
@@ -20,6 +23,8 @@ struct Registration {
 
 // Two registries, searched in this order: what callers add, then the usual extensions.
 std::vector<Registration> gAdded;
+// Registering may happen while other threads open files.
+std::shared_mutex gAddedLock;
 std::vector<Registration> gBuiltIn;
 std::once_flag gBuiltInOnce;
 
@@ -92,11 +97,16 @@ MediaFileStatus detectKind(const char *path, MediaFileType *outKind)
 {
     ensureKindRegistries();
     std::string_view ext = util::extension(path);
-    for (const auto *registry : {&gAdded, &gBuiltIn}) {
-        if (const Registration *entry = lookup(*registry, ext)) {
+    {
+        std::shared_lock lock(gAddedLock);
+        if (const Registration *entry = lookup(gAdded, ext)) {
             *outKind = entry->kind;
             return kMediaFileNoErr;
         }
+    }
+    if (const Registration *entry = lookup(gBuiltIn, ext)) {
+        *outKind = entry->kind;
+        return kMediaFileNoErr;
     }
     *outKind = kMediaFileTypeUnsupported;
     util::File file;
@@ -112,17 +122,19 @@ MediaFileStatus detectKind(const char *path, MediaFileType *outKind)
 } // namespace kestrabel
 
 extern "C" MediaFileStatus MediaFileRegisterExtension(const char *extension, MediaFileType kind)
-{
+try {
     if (!extension || !*extension)
         return kMediaFileErrParam;
     if (*extension == '.')
         ++extension;
+    std::unique_lock lock(kestrabel::gAddedLock);
     kestrabel::gAdded.push_back({extension, kind});
     return kMediaFileNoErr;
 }
+KESTRABEL_BOUNDARY
 
 extern "C" MediaFileStatus MediaFileGetTypeForPath(const char *path, MediaFileType *outKind)
-{
+try {
     if (!path)
         return kMediaFileErrParam;
     MediaFileType kind = kMediaFileTypeUnsupported;
@@ -131,3 +143,4 @@ extern "C" MediaFileStatus MediaFileGetTypeForPath(const char *path, MediaFileTy
         *outKind = kind;
     return status;
 }
+KESTRABEL_BOUNDARY

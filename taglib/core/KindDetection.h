@@ -10,8 +10,7 @@ namespace kestrabel {
 MediaFileStatus detectKind(const char *path, MediaFileType *outKind);
 // Kind from content alone; 0 when nothing matches.
 MediaFileType sniffKind(const uint8_t *bytes, size_t length);
-// Fills the built-in registry; called before any lookup, and by multi-threaded callers once
-// before their workers start.
+// Fills the built-in registry once; every lookup calls it first, from any thread.
 void ensureKindRegistries();
 
 } // namespace kestrabel

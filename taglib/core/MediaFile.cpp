@@ -1,6 +1,7 @@
 // The handle and the dispatch from each operation to the handler of the file's kind.
 #include <kestrabel/MediaFile.h>
 
+#include "Boundary.h"
 #include "DataIDRules.h"
 #include "FormatHandler.h"
 #include "KindDetection.h"
@@ -187,7 +188,7 @@ using namespace kestrabel;
 extern "C" {
 
 MediaFileStatus MediaFileOpen(const char *path, MediaFileRef *outRef, MediaFileFlags flags)
-{
+try {
     if (!path || !*path)
         return kMediaFileErrParam;
     std::unique_ptr<MediaFile> handle;
@@ -225,9 +226,10 @@ MediaFileStatus MediaFileOpen(const char *path, MediaFileRef *outRef, MediaFileF
     *outRef = handle.release();
     return kMediaFileNoErr;
 }
+KESTRABEL_BOUNDARY
 
 MediaFileStatus MediaFileClose(MediaFileRef ref)
-{
+try {
     if (!ref)
         return kMediaFileErrNullRef;
     if (ref->state) {
@@ -237,9 +239,10 @@ MediaFileStatus MediaFileClose(MediaFileRef ref)
     delete ref;
     return kMediaFileNoErr;
 }
+KESTRABEL_BOUNDARY
 
 MediaFileStatus MediaFileUpdate(MediaFileRef ref, MediaFileFlags flags)
-{
+try {
     if (!ref)
         return kMediaFileErrNullRef;
     FileTimes saved;
@@ -265,18 +268,24 @@ MediaFileStatus MediaFileUpdate(MediaFileRef ref, MediaFileFlags flags)
         utimensat(AT_FDCWD, ref->path.c_str(), saved.times, 0);
     return status;
 }
+KESTRABEL_BOUNDARY
 
-const char *MediaFileGetPath(MediaFileRef ref) { return ref ? ref->path.c_str() : nullptr; }
+const char *MediaFileGetPath(MediaFileRef ref)
+try {
+    return ref ? ref->path.c_str() : nullptr;
+}
+KESTRABEL_BOUNDARY
 
 MediaFileStatus MediaFileGetType(MediaFileRef ref, MediaFileType *outKind)
-{
+try {
     if (ref && outKind)
         *outKind = ref->type;
     return kMediaFileNoErr;
 }
+KESTRABEL_BOUNDARY
 
 MediaFileStatus MediaFileGetInteger(MediaFileRef ref, MediaFileDataID dataID, int32_t *outValue)
-{
+try {
     int32_t value = 0;
     MediaFileStatus status;
     try {
@@ -288,9 +297,10 @@ MediaFileStatus MediaFileGetInteger(MediaFileRef ref, MediaFileDataID dataID, in
         *outValue = value;
     return status;
 }
+KESTRABEL_BOUNDARY
 
 MediaFileStatus MediaFileGetString(MediaFileRef ref, MediaFileDataID dataID, char **outText)
-{
+try {
     if (!ref)
         return kMediaFileErrNullRef;
     try {
@@ -319,18 +329,20 @@ MediaFileStatus MediaFileGetString(MediaFileRef ref, MediaFileDataID dataID, cha
         return kMediaFileErrMemory;
     }
 }
+KESTRABEL_BOUNDARY
 
 MediaFileStatus MediaFileSetInteger(MediaFileRef ref, MediaFileDataID dataID, int32_t value)
-{
+try {
     try {
         return setIntegerImpl(ref, dataID, value);
     } catch (const std::bad_alloc &) {
         return kMediaFileErrMemory;
     }
 }
+KESTRABEL_BOUNDARY
 
 MediaFileStatus MediaFileSetString(MediaFileRef ref, MediaFileDataID dataID, const char *text)
-{
+try {
     if (!ref)
         return kMediaFileErrNullRef;
     if (!text)
@@ -353,9 +365,10 @@ MediaFileStatus MediaFileSetString(MediaFileRef ref, MediaFileDataID dataID, con
         return kMediaFileErrMemory;
     }
 }
+KESTRABEL_BOUNDARY
 
 MediaFileStatus MediaFileGetData(MediaFileRef ref, MediaFileDataID dataID, void **outBytes, size_t *outLength)
-{
+try {
     if (!ref)
         return kMediaFileErrNullRef;
     if (!ref->state)
@@ -379,9 +392,10 @@ MediaFileStatus MediaFileGetData(MediaFileRef ref, MediaFileDataID dataID, void 
         return kMediaFileErrMemory;
     }
 }
+KESTRABEL_BOUNDARY
 
 MediaFileStatus MediaFileSetData(MediaFileRef ref, MediaFileDataID dataID, const void *bytes, size_t length)
-{
+try {
     if (!ref)
         return kMediaFileErrNullRef;
     if (!bytes && length > 0)
@@ -394,9 +408,10 @@ MediaFileStatus MediaFileSetData(MediaFileRef ref, MediaFileDataID dataID, const
         return kMediaFileErrMemory;
     }
 }
+KESTRABEL_BOUNDARY
 
 MediaFileStatus MediaFileGetAudioProperties(MediaFileRef ref, MediaFileAudioProperties *outProps)
-{
+try {
     if (!ref)
         return kMediaFileErrNullRef;
     constexpr size_t kMinimumSize = offsetof(MediaFileAudioProperties, codec) + sizeof outProps->codec;
@@ -421,6 +436,7 @@ MediaFileStatus MediaFileGetAudioProperties(MediaFileRef ref, MediaFileAudioProp
     std::memcpy(outProps, &props, size);
     return kMediaFileNoErr;
 }
+KESTRABEL_BOUNDARY
 
 MediaFileStatus MediaFileRemoveValue(MediaFileRef ref, MediaFileDataID dataID)
 {

@@ -1,6 +1,8 @@
 // The fixed names of kinds, data IDs and statuses, and the look-ups over them.
 #include <kestrabel/MediaFile.h>
 
+#include "Boundary.h"
+
 #include <cerrno>
 #include <iterator>
 #include <cstring>
@@ -105,7 +107,7 @@ constexpr StatusName kStatusNames[] = {
     {2002, "kOggVorbisErrTempFile", "the temporary file beside the Ogg file cannot be created"},
     {2003, "kOggVorbisErrNotVorbis", "not an Ogg Vorbis stream"},
     {2004, "kOggVorbisErrArgument", "a bad argument, or no vendor string"},
-    {2005, "kOggVorbisErrNoComment", "the stream has no comment header"},
+    {2005, "kOggVorbisErrNoComment", "the Ogg file has no such comment field"},
     {-6700, "kMediaFileErrIO", "a seek, tell or write failed"},
     {-6702, "kMediaFileErrNoTag", "the file has no tag of that kind"},
     {-6703, "kMediaFileErrCantCreate", "the export dictionary could not be made"},
@@ -132,6 +134,22 @@ constexpr StatusName kStatusNames[] = {
     {-6755, "kMediaFileErrCantOpen", "the file cannot be opened"},
     {-6756, "kMediaFileErrNoExif", "the image holds no EXIF data"},
     {-6771, "kMediaFileErrExists", "the target file exists"},
+    // libFLAC's chain statuses, kMediaFileErrFLACChainBase minus the status.
+    {-6801, "kMediaFileErrFLACIllegalInput", "libFLAC: illegal input to the metadata chain"},
+    {-6802, "kMediaFileErrFLACErrorOpeningFile", "libFLAC: the FLAC file cannot be opened"},
+    {-6803, "kMediaFileErrFLACNotAFLACFile", "libFLAC: not a FLAC file"},
+    {-6804, "kMediaFileErrFLACNotWritable", "libFLAC: the FLAC file is not writable"},
+    {-6805, "kMediaFileErrFLACBadMetadata", "libFLAC: the FLAC metadata is malformed"},
+    {-6806, "kMediaFileErrFLACReadError", "libFLAC: reading the FLAC file failed"},
+    {-6807, "kMediaFileErrFLACSeekError", "libFLAC: seeking in the FLAC file failed"},
+    {-6808, "kMediaFileErrFLACWriteError", "libFLAC: writing the FLAC file failed"},
+    {-6809, "kMediaFileErrFLACRenameError", "libFLAC: the rewritten FLAC file cannot be renamed into place"},
+    {-6810, "kMediaFileErrFLACUnlinkError", "libFLAC: a temporary FLAC file cannot be removed"},
+    {-6811, "kMediaFileErrFLACMemoryAllocation", "libFLAC: out of memory"},
+    {-6812, "kMediaFileErrFLACInternalError", "libFLAC: internal error"},
+    {-6813, "kMediaFileErrFLACInvalidCallbacks", "libFLAC: invalid I/O callbacks"},
+    {-6814, "kMediaFileErrFLACReadWriteMismatch", "libFLAC: the chain was read and written by different means"},
+    {-6815, "kMediaFileErrFLACWrongWriteCall", "libFLAC: the wrong chain write call for this chain"},
 };
 
 constexpr const char *kTypeNames[] = {"Unsupported", "MP3", "MP4", "AIFF", "Ogg", "WMA", "EXIF", "FLAC", "WAVE", "QuickTime"};
@@ -149,35 +167,43 @@ const StatusName *findStatus(MediaFileStatus status)
 extern "C" {
 
 const char *MediaFileGetTypeName(MediaFileType kind)
-{
+try {
     if (kind < 0 || kind >= static_cast<MediaFileType>(std::size(kTypeNames)))
         return "?";
     return kTypeNames[kind];
 }
+KESTRABEL_BOUNDARY
 
-size_t MediaFileGetDataIDCount(void) { return std::size(kDataIDs); }
+size_t MediaFileGetDataIDCount(void)
+try {
+    return std::size(kDataIDs);
+}
+KESTRABEL_BOUNDARY
 
 const MediaFileDataIDInfo *MediaFileGetDataIDInfoAt(size_t index)
-{
+try {
     return index < std::size(kDataIDs) ? &kDataIDs[index] : nullptr;
 }
+KESTRABEL_BOUNDARY
 
 const MediaFileDataIDInfo *MediaFileGetDataIDInfo(MediaFileDataID dataID)
-{
+try {
     for (const auto &info : kDataIDs)
         if (info.dataID == dataID)
             return &info;
     return nullptr;
 }
+KESTRABEL_BOUNDARY
 
 const char *MediaFileGetDataIDName(MediaFileDataID dataID)
-{
+try {
     const MediaFileDataIDInfo *info = MediaFileGetDataIDInfo(dataID);
     return info ? info->displayName : nullptr;
 }
+KESTRABEL_BOUNDARY
 
 const MediaFileDataIDInfo *MediaFileFindDataID(const char *name)
-{
+try {
     if (!name || !*name)
         return nullptr;
     static constexpr char kPrefix[] = "kMediaFileDataID";
@@ -189,9 +215,10 @@ const MediaFileDataIDInfo *MediaFileFindDataID(const char *name)
     }
     return nullptr;
 }
+KESTRABEL_BOUNDARY
 
 const char *MediaFileGetStatusName(MediaFileStatus status)
-{
+try {
     if (const StatusName *entry = findStatus(status))
         return entry->name;
     if (status > 0) {
@@ -200,9 +227,10 @@ const char *MediaFileGetStatusName(MediaFileStatus status)
     }
     return "?";
 }
+KESTRABEL_BOUNDARY
 
 const char *MediaFileGetStatusMessage(MediaFileStatus status)
-{
+try {
     if (const StatusName *entry = findStatus(status))
         return entry->message;
     if (status > 0) {
@@ -211,5 +239,6 @@ const char *MediaFileGetStatusMessage(MediaFileStatus status)
     }
     return "unknown status";
 }
+KESTRABEL_BOUNDARY
 
 } // extern "C"

@@ -135,6 +135,15 @@ bool hasPartlyReadComments(FLAC__Metadata_Chain *chain)
 
 } // namespace
 
+MediaFileStatus FLACChainStatus(FLAC__Metadata_Chain *chain, MediaFileStatus fallback)
+{
+    // Raw chain statuses are small positive numbers that callers would take for errno values.
+    const FLAC__Metadata_ChainStatus status = FLAC__metadata_chain_status(chain);
+    if (status == FLAC__METADATA_CHAIN_STATUS_OK)
+        return fallback;
+    return kMediaFileErrFLACChainBase - static_cast<MediaFileStatus>(status);
+}
+
 MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out, const vorbis::CommentRules &rules)
 {
     if (!path)
@@ -146,8 +155,7 @@ MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out, const vorbis::C
     if (!file->chain)
         return kMediaFileErrMemory;
     if (!FLAC__metadata_chain_read(file->chain.get(), path)) {
-        MediaFileStatus status = FLAC__metadata_chain_status(file->chain.get());
-        return status != 0 ? status : kMediaFileErrShortRead;
+        return FLACChainStatus(file->chain.get(), kMediaFileErrShortRead);
     }
     if (rules.refusePartlyReadComments)
         file->partlyReadComments = hasPartlyReadComments(file->chain.get());

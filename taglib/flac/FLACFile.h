@@ -45,7 +45,11 @@ struct FLACFile {
 
 using FLACFilePtr = std::unique_ptr<FLACFile>;
 
-// A failed read gives the chain's status number, or kMediaFileErrShortRead when it has none.
+// The status of a failed chain operation: libFLAC's chain status as its kMediaFileErrFLAC
+// constant, or fallback when the chain reports none.
+MediaFileStatus FLACChainStatus(FLAC__Metadata_Chain *chain, MediaFileStatus fallback);
+
+// A failed read gives the chain's status, or kMediaFileErrShortRead when it has none.
 MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out, const vorbis::CommentRules &rules = vorbis::kCommentRules[0]);
 // Sorts the padding to the end and lets libFLAC's chain write choose between the metadata
 // rewritten in place (the padding absorbs the change) and the whole file rewritten; either way

@@ -112,12 +112,6 @@ FLAC__int64 tellCapture(FLAC__IOHandle handle) { return static_cast<FLAC__int64>
 
 constexpr FLAC__IOCallbacks kCaptureCallbacks = {nullptr, writeCapture, seekCapture, tellCapture, nullptr, nullptr};
 
-MediaFileStatus chainStatus(FLAC__Metadata_Chain *chain, MediaFileStatus fallback)
-{
-    MediaFileStatus status = FLAC__metadata_chain_status(chain);
-    return status != 0 ? status : fallback;
-}
-
 // Puts copies of the edited blocks after the STREAMINFO of a chain just read from the file, in
 // place of its other blocks.
 MediaFileStatus replaceBlocks(FLAC__Metadata_Chain *edited, FLAC__Metadata_Chain *target)
@@ -171,7 +165,7 @@ MediaFileStatus FLACFileSave(FLACFile &file, MediaFileFlags flags)
     if (!current)
         return kMediaFileErrMemory;
     if (!FLAC__metadata_chain_read_with_callbacks(current.get(), &stream, kInputCallbacks))
-        return chainStatus(current.get(), kMediaFileErrShortRead);
+        return FLACChainStatus(current.get(), kMediaFileErrShortRead);
     // libFLAC stops reading where the audio frames begin.
     uint64_t audioStart = stream.position;
     if (MediaFileStatus status = replaceBlocks(file.chain.get(), current.get()))
@@ -188,7 +182,7 @@ MediaFileStatus FLACFileSave(FLACFile &file, MediaFileFlags flags)
         written = FLAC__metadata_chain_write_with_callbacks(current.get(), true, &capture, kCaptureCallbacks);
     }
     if (!written)
-        return chainStatus(current.get(), kMediaFileErrWrite);
+        return FLACChainStatus(current.get(), kMediaFileErrWrite);
     if (capture.scattered || (rewrite && capture.start != 0) || (!rewrite && capture.start + capture.bytes.size() > audioStart))
         return kMediaFileErrWrite;
     uint64_t replaced = rewrite ? audioStart : capture.bytes.size();

@@ -15,13 +15,14 @@
 
 namespace kestrabel::ogg {
 
-// This handler's own status codes, beside errno values.
-constexpr MediaFileStatus kOggVorbisErrMemory = 2001;
-constexpr MediaFileStatus kOggVorbisErrTempFile = 2002;
-constexpr MediaFileStatus kOggVorbisErrNotVorbis = 2003;
-constexpr MediaFileStatus kOggVorbisErrArgument = 2004;
-constexpr MediaFileStatus kOggVorbisErrNoComment = 2005;
-constexpr MediaFileStatus kOggVorbisErrWrite = -1;
+// This handler's own status codes, beside errno values, declared by the public header; typed
+// as statuses here so that they mix with the other codes in one expression.
+constexpr MediaFileStatus kOggVorbisErrMemory = ::kOggVorbisErrMemory;
+constexpr MediaFileStatus kOggVorbisErrTempFile = ::kOggVorbisErrTempFile;
+constexpr MediaFileStatus kOggVorbisErrNotVorbis = ::kOggVorbisErrNotVorbis;
+constexpr MediaFileStatus kOggVorbisErrArgument = ::kOggVorbisErrArgument;
+constexpr MediaFileStatus kOggVorbisErrNoComment = ::kOggVorbisErrNoComment;
+constexpr MediaFileStatus kOggVorbisErrWrite = ::kOggVorbisErrWrite;
 
 // The codec of the file's first logical stream; both carry Vorbis comments.
 enum class OggCodec { Vorbis, Opus };

@@ -132,7 +132,7 @@ TEST(FlacRead, UnsupportedIDs)
     EXPECT_EQ(MediaFileSetInteger(file.ref(), kMediaFileDataIDBitRate, 1), kMediaFileErrUnsupported);
 }
 
-TEST(FlacRead, BrokenFilesGiveTheChainsStatus)
+TEST(FlacRead, BrokenFilesGiveTheChainsStatusByName)
 {
     TempDir dir;
     struct Case {
@@ -142,10 +142,10 @@ TEST(FlacRead, BrokenFilesGiveTheChainsStatus)
     std::string empty = dir.file("empty.flac");
     writeFile(empty, std::string());
     const Case cases[] = {
-        {dir.copyFixture("flac-truncated-metadata.flac"), FLAC__METADATA_CHAIN_STATUS_READ_ERROR},
-        {dir.copyFixture("vorbis-tagged.ogg", "ogg.flac"), FLAC__METADATA_CHAIN_STATUS_NOT_A_FLAC_FILE},
-        {empty, FLAC__METADATA_CHAIN_STATUS_NOT_A_FLAC_FILE},
-        {dir.file("missing.flac"), FLAC__METADATA_CHAIN_STATUS_ERROR_OPENING_FILE},
+        {dir.copyFixture("flac-truncated-metadata.flac"), kMediaFileErrFLACReadError},
+        {dir.copyFixture("vorbis-tagged.ogg", "ogg.flac"), kMediaFileErrFLACNotAFLACFile},
+        {empty, kMediaFileErrFLACNotAFLACFile},
+        {dir.file("missing.flac"), kMediaFileErrFLACErrorOpeningFile},
     };
     for (const Case &c : cases) {
         std::vector<uint8_t> before = readFile(c.path);

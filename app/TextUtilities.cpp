@@ -1,0 +1,9 @@
+#include "TextUtilities.h"
+
+#include "util/CFStringUtilities.h"
+
+namespace kestrabel::app {
+
+MediaFileStatus initializeTextUtilities() { return util::CFStringUtilitiesInitialize(); }
+
+} // namespace kestrabel::app
