@@ -203,14 +203,6 @@ MediaFileStatus FLACSetComment(FLACFile &file, const char *name, std::string_vie
     return kMediaFileNoErr;
 }
 
-MediaFileStatus FLACRemoveComment(FLACFile &file, const char *name)
-{
-    if (MediaFileStatus status = scan(file, true))
-        return status;
-    return FLAC__metadata_object_vorbiscomment_remove_entries_matching(file.commentBlock, name) < 0 ? kMediaFileErrIO
-                                                                                                    : kMediaFileNoErr;
-}
-
 MediaFileStatus FLACSetCommentInt(FLACFile &file, const char *name, int32_t value)
 {
     return FLACSetComment(file, name, formatIntegerText(value));
@@ -320,7 +312,7 @@ MediaFileStatus FLACRemovePicture(FLACFile &file)
     bool more = true;
     while (more) {
         FLAC__StreamMetadata *block = FLAC__metadata_iterator_get_block(iterator.get());
-        if (block && isPictureBlock(block)) {
+        if (block && isApplicationPicture(block)) {
             if (!FLAC__metadata_iterator_delete_block(iterator.get(), false))
                 return kMediaFileErrIO;
             // Deleting steps back to the block before, which the next step leaves again.

@@ -62,8 +62,6 @@ MediaFileStatus FLACGetCommentInt(FLACFile &file, const char *name, int32_t *out
 // Every entry of the name gives way to one new entry at the first one's place, or the entry is
 // appended.
 MediaFileStatus FLACSetComment(FLACFile &file, const char *name, std::string_view value);
-// Removes every entry of the name.
-MediaFileStatus FLACRemoveComment(FLACFile &file, const char *name);
 MediaFileStatus FLACSetCommentInt(FLACFile &file, const char *name, int32_t value);
 MediaFileStatus FLACGetVendor(FLACFile &file, std::string *out);
 MediaFileStatus FLACSetVendor(FLACFile &file, std::string_view vendor);
@@ -86,8 +84,10 @@ MediaFileStatus FLACGetStandardPicture(FLACFile &file, const vorbis::PictureSlot
 // application-block picture when the file has one, so that both stay the same image.
 MediaFileStatus FLACSetStandardPicture(FLACFile &file, const vorbis::PictureSlot &slot, std::span<const uint8_t> image);
 
-// Every entry of the name goes (also one without "="); every picture block goes.
+// Every entry of the name goes (also one without "="); a file without a comment block keeps
+// having none.
 MediaFileStatus FLACRemoveComment(FLACFile &file, const char *name);
+// Every application-block (ESCN) picture goes.
 MediaFileStatus FLACRemovePicture(FLACFile &file);
 
 // One of the stream information fields: &FLACFile::sampleRate, ::channels, or ::bitRate (sample

@@ -109,15 +109,26 @@ public:
 
     MediaFileStatus remove(MediaFileDataID id) override
     {
+        // An empty image takes the pictures of the slot's type out, and the ESCN block with the
+        // front cover.
+        const vorbis::PictureSlot *slot = vorbis::pictureSlot(id);
+        if (file_->rules.standardPictures && slot)
+            return flac::FLACSetStandardPicture(*file_, *slot, {});
         if (id == kMediaFileDataIDArtwork)
             return flac::FLACRemovePicture(*file_);
         // The vendor string has a fixed place in the comment block: it can only be emptied.
         if (id == kMediaFileDataIDEncodedBy)
             return flac::FLACSetVendor(*file_, {});
-        const char *field = fieldFor(id);
-        if (!field)
+        vorbis::FieldLookup names = vorbis::fieldLookup(id, classicFieldFor(id), file_->rules);
+        if (!names.field)
             return kMediaFileErrUnsupported;
-        return flac::FLACRemoveComment(*file_, field);
+        if (MediaFileStatus status = flac::FLACRemoveComment(*file_, names.field))
+            return status;
+        for (const char *alias : names.aliases)
+            if (alias)
+                if (MediaFileStatus status = flac::FLACRemoveComment(*file_, alias))
+                    return status;
+        return kMediaFileNoErr;
     }
 
 private:
