@@ -153,10 +153,19 @@ public:
 
     MediaFileStatus remove(MediaFileDataID id) override
     {
-        const char *field = id == kMediaFileDataIDCompilation ? kCompilation : fieldFor(id);
-        if (!field)
+        if (vorbis::pictureSlot(id) && rules_.standardPictures)
+            return setData(id, {});
+        vorbis::FieldLookup names = id == kMediaFileDataIDCompilation ? vorbis::FieldLookup{kCompilation, {}} : lookup(id);
+        if (!names.field)
             return kMediaFileErrUnsupported;
-        return ogg::OggVorbisRemoveComment(*file_, field);
+        if (MediaFileStatus status = ogg::OggVorbisRemoveComment(*file_, names.field))
+            return status;
+        // The aliases go too, or the value would read back through one of them.
+        for (const char *alias : names.aliases)
+            if (alias)
+                if (MediaFileStatus status = ogg::OggVorbisRemoveComment(*file_, alias))
+                    return status;
+        return kMediaFileNoErr;
     }
 
 private:
