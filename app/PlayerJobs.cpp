@@ -23,7 +23,7 @@ QString lengthOfFile(const QString &path)
 {
     if (path.isEmpty())
         return {};
-    std::optional<MediaFileWrapper> file = MediaFileWrapper::mediaFileWithFileAtPath(path, false);
+    std::optional<MediaFileWrapper> file = MediaFileWrapper::mediaFileWithFileAtPath(path, false, nullptr, kEditProfile);
     if (!file)
         return {};
     MediaFileAudioProperties audio{};

@@ -55,7 +55,7 @@ struct EditTarget {
     QString path;
 };
 
-// Files edited from the window follow today's taggers, so an edit never hides or drops what
+// Files the window reads and edits follow today's taggers, so it never hides or drops what
 // another tool wrote.
 inline constexpr MediaFileFlags kEditProfile = kMediaFileFlagInterop;
 

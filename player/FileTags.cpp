@@ -25,7 +25,7 @@ OpenRef openAudio(const QString &path)
         return {};
     MediaFileRef ref = nullptr;
     const QByteArray name = QFile::encodeName(path);
-    if (MediaFileOpen(name.constData(), &ref, kMediaFileFlagSkipMPEGInfo | kMediaFileFlagAudioOnly) != kMediaFileNoErr)
+    if (MediaFileOpen(name.constData(), &ref, kMediaFileFlagSkipMPEGInfo | kMediaFileFlagAudioOnly | kMediaFileFlagInterop) != kMediaFileNoErr)
         return {};
     return OpenRef(ref);
 }

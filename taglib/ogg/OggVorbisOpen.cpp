@@ -31,52 +31,9 @@ public:
 
     MediaFileStatus update(const char *, MediaFileFlags flags) override { return ogg::OggVorbisFileSave(*file_, flags); }
 
-    MediaFileStatus getInteger(MediaFileDataID id, int32_t *out) override
-    {
-        switch (id) {
-        case kMediaFileDataIDBitRate:
-            *out = ogg::OggVorbisGetBitRate(*file_, nullptr);
-            return kMediaFileNoErr;
-        case kMediaFileDataIDChannels:
-            *out = ogg::OggVorbisGetChannels(*file_);
-            return kMediaFileNoErr;
-        case kMediaFileDataIDSampleRate:
-            *out = ogg::OggVorbisGetSampleRate(*file_);
-            return kMediaFileNoErr;
-        case kMediaFileDataIDCompilation: {
-            std::string value;
-            if (MediaFileStatus status = ogg::OggVorbisGetComment(*file_, kCompilation, &value))
-                return status;
-            *out = !value.empty() && value[0] == '1' ? 1 : 0;
-            return kMediaFileNoErr;
-        }
-        default:
-            break;
-        }
-        if (!isIntegerTextID(id))
-            return kMediaFileErrUnsupported;
-        std::string value;
-        if (MediaFileStatus status = read(lookup(id), &value))
-            return status;
-        *out = leadingInteger(value);
-        return kMediaFileNoErr;
-    }
-
-    MediaFileStatus getString(MediaFileDataID id, std::string *out) override
-    {
-        // Vorbis files keep the classic answer (the kind's name only, no value); an Opus file
-        // says which codec the kind "Ogg" holds.
-        if (id == kMediaFileDataIDKind && file_->codec == ogg::OggCodec::Opus) {
-            *out = "Ogg Opus";
-            return kMediaFileNoErr;
-        }
-        if (id == kMediaFileDataIDEncodedBy)
-            return ogg::OggVorbisGetVendor(*file_, out);
-        vorbis::FieldLookup names = lookup(id);
-        if (!names.field)
-            return kMediaFileErrUnsupported;
-        return read(names, out);
-    }
+    MediaFileStatus getInteger(MediaFileDataID id, int32_t *out) override { return answer(integer(id, out)); }
+    MediaFileStatus getString(MediaFileDataID id, std::string *out) override { return answer(text(id, out)); }
+    MediaFileStatus getData(MediaFileDataID id, std::vector<uint8_t> *out) override { return answer(picture(id, out)); }
 
     MediaFileStatus setInteger(MediaFileDataID id, int32_t value) override
     {
@@ -93,29 +50,6 @@ public:
         if (!names.field)
             return kMediaFileErrUnsupported;
         return write(names, text);
-    }
-
-    MediaFileStatus getData(MediaFileDataID id, std::vector<uint8_t> *out) override
-    {
-        const vorbis::PictureSlot *slot = vorbis::pictureSlot(id);
-        if (!slot || !rules_.standardPictures)
-            return kMediaFileErrUnsupported;
-        std::optional<vorbis::Picture> first;
-        for (const ogg::CommentValue &entry : ogg::findComments(*file_->comment.get(), vorbis::kPictureComment)) {
-            std::optional<vorbis::Picture> picture = decode(entry.value);
-            if (!picture)
-                continue;
-            if (picture->type == slot->type) {
-                *out = std::move(picture->data);
-                return kMediaFileNoErr;
-            }
-            if (!first)
-                first = std::move(picture);
-        }
-        if (!first || !slot->firstWhenAbsent)
-            return ogg::kOggVorbisErrNoComment;
-        *out = std::move(first->data);
-        return kMediaFileNoErr;
     }
 
     MediaFileStatus setData(MediaFileDataID id, std::span<const uint8_t> bytes) override
@@ -169,6 +103,82 @@ public:
     }
 
 private:
+    MediaFileStatus integer(MediaFileDataID id, int32_t *out)
+    {
+        switch (id) {
+        case kMediaFileDataIDBitRate:
+            *out = ogg::OggVorbisGetBitRate(*file_, nullptr);
+            return kMediaFileNoErr;
+        case kMediaFileDataIDChannels:
+            *out = ogg::OggVorbisGetChannels(*file_);
+            return kMediaFileNoErr;
+        case kMediaFileDataIDSampleRate:
+            *out = ogg::OggVorbisGetSampleRate(*file_);
+            return kMediaFileNoErr;
+        case kMediaFileDataIDCompilation: {
+            std::string value;
+            if (MediaFileStatus status = ogg::OggVorbisGetComment(*file_, kCompilation, &value))
+                return status;
+            *out = !value.empty() && value[0] == '1' ? 1 : 0;
+            return kMediaFileNoErr;
+        }
+        default:
+            break;
+        }
+        if (!isIntegerTextID(id))
+            return kMediaFileErrUnsupported;
+        std::string value;
+        if (MediaFileStatus status = read(lookup(id), &value))
+            return status;
+        *out = leadingInteger(value);
+        return kMediaFileNoErr;
+    }
+
+    MediaFileStatus text(MediaFileDataID id, std::string *out)
+    {
+        // Vorbis files keep the classic answer (the kind's name only, no value); an Opus file
+        // says which codec the kind "Ogg" holds.
+        if (id == kMediaFileDataIDKind && file_->codec == ogg::OggCodec::Opus) {
+            *out = "Ogg Opus";
+            return kMediaFileNoErr;
+        }
+        if (id == kMediaFileDataIDEncodedBy)
+            return ogg::OggVorbisGetVendor(*file_, out);
+        vorbis::FieldLookup names = lookup(id);
+        if (!names.field)
+            return kMediaFileErrUnsupported;
+        return read(names, out);
+    }
+
+    MediaFileStatus picture(MediaFileDataID id, std::vector<uint8_t> *out)
+    {
+        const vorbis::PictureSlot *slot = vorbis::pictureSlot(id);
+        if (!slot || !rules_.standardPictures)
+            return kMediaFileErrUnsupported;
+        std::optional<vorbis::Picture> first;
+        for (const ogg::CommentValue &entry : ogg::findComments(*file_->comment.get(), vorbis::kPictureComment)) {
+            std::optional<vorbis::Picture> picture = decode(entry.value);
+            if (!picture)
+                continue;
+            if (picture->type == slot->type) {
+                *out = std::move(picture->data);
+                return kMediaFileNoErr;
+            }
+            if (!first)
+                first = std::move(picture);
+        }
+        if (!first || !slot->firstWhenAbsent)
+            return ogg::kOggVorbisErrNoComment;
+        *out = std::move(first->data);
+        return kMediaFileNoErr;
+    }
+
+    // What a lookup that found nothing answers: the rules say which status.
+    MediaFileStatus answer(MediaFileStatus status) const
+    {
+        return status == ogg::kOggVorbisErrNoComment && rules_.absentIsNotFound ? kMediaFileErrNotFound : status;
+    }
+
     vorbis::FieldLookup lookup(MediaFileDataID id) const { return vorbis::fieldLookup(id, fieldFor(id), rules_); }
 
     MediaFileStatus read(const vorbis::FieldLookup &names, std::string *out)

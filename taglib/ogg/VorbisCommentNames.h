@@ -76,15 +76,18 @@ struct CommentRules {
     // FLAC: a comment block that libFLAC could only read in part is not saved (a save would
     // write the part and drop the rest).
     bool refusePartlyReadComments;
+    // Ogg: a comment the file lacks answers kMediaFileErrNotFound, as in every other kind; the
+    // classic Ogg handler answers its own kOggVorbisErrNoComment.
+    bool absentIsNotFound;
 };
 
 constexpr CommentRules kCommentRules[] = {
     // classic
     {.exactNames = false, .commonNames = false, .standardPictures = false, .keepVendor = false, .firstCommentBlock = false,
-     .refusePartlyReadComments = false},
+     .refusePartlyReadComments = false, .absentIsNotFound = false},
     // interop
     {.exactNames = true, .commonNames = true, .standardPictures = true, .keepVendor = true, .firstCommentBlock = true,
-     .refusePartlyReadComments = true},
+     .refusePartlyReadComments = true, .absentIsNotFound = true},
 };
 
 constexpr const CommentRules &commentRulesFor(MediaFileFlags flags)

@@ -175,7 +175,7 @@ struct Removal {
 };
 
 constexpr MediaFileStatus kNotFound = kMediaFileErrNotFound;
-constexpr MediaFileStatus kOggAbsent = 2005; // kOggVorbisErrNoComment, the Ogg handler's own
+constexpr MediaFileStatus kOggAbsent = kMediaFileErrNotFound; // the interop profile answers as every kind does
 
 const Removal kRemovals[] = {
     {"two-comm-two-apic.mp3", "Title", "", kMediaFileDataIDTitle, kNotFound, "TIT2", "title"},

@@ -63,7 +63,7 @@ const Row kRows[] = {
      {"PICTURE\tmutagen\t4 image/jpeg interop-front.jpg", "PICTURE\tmutagen\t3 image/jpeg interop-front.jpg"},
      "interop-back.png", "status -6735; set status -6735; missing PICTURE\tmutagen\t4 image/jpeg interop-front.jpg"},
     {"interop-no-picture.ogg", kMediaFileDataIDArtwork, kMediaFileDataIDArtwork, "interop-back.png", {"PICTURE"},
-     {"PICTURE\tvorbiscomment\t3 image/png interop-back.png"}, "status 2005",
+     {"PICTURE\tvorbiscomment\t3 image/png interop-back.png"}, "status -6727",
      "status -6735; set status -6735; missing PICTURE\tvorbiscomment\t3 image/png interop-back.png"},
     {"interop-pictures.flac", kMediaFileDataIDArtwork, kMediaFileDataIDTitle, "Retitled", {"TITLE"}, {"TITLE\tmetaflac\tRetitled"},
      "interop-front.jpg", "status -6727"},
