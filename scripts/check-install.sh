@@ -52,4 +52,19 @@ python=python3
 [ -x /usr/bin/python3 ] && python=/usr/bin/python3
 KESTRABEL_LIBRARY=$libdir/libkestrabel.so.0 PYTHONPATH=$(dirname "$(find "$prefix" -type d -name kestrabel -path '*packages*' -print -quit)") \
   "$python" -m pytest -q -p no:cacheprovider python/tests
+# The static archive, where a static build tree is given: the same example, linked with what the
+# archive needs (pkg-config --static, and the CMake package's link interface).
+if [ -n "${2:-}" ]; then
+  static=$work/static
+  cmake --install "$2" --prefix "$static" >/dev/null
+  archive=$(find "$static" -name libkestrabel.a -print -quit)
+  [ -n "$archive" ] || { echo "no libkestrabel.a installed" >&2; exit 1; }
+  # shellcheck disable=SC2046
+  cc -Wall -Werror examples/title.c $(PKG_CONFIG_PATH=$(dirname "$archive")/pkgconfig pkg-config --static --cflags --libs kestrabel) \
+    -o "$work/title-static"
+  run_example "$work/title-static"
+  cmake -S examples -B "$work/example-static" -G Ninja -DCMAKE_PREFIX_PATH="$static" >/dev/null
+  cmake --build "$work/example-static" >/dev/null
+  run_example "$work/example-static/title"
+fi
 echo "installed library: exports, pkg-config, CMake package, example and Python module all fine"

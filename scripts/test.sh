@@ -10,8 +10,13 @@ echo "== normal build"
 bash scripts/build.sh
 ctest --test-dir build --output-on-failure -j"$jobs" --timeout 600
 
-echo "== the installed library, its example and the Python module"
-bash scripts/check-install.sh build
+echo "== the installed library (shared and static), its example and the Python module"
+if [ ! -f build-static/build.ninja ]; then
+  cmake -S . -B build-static -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKESTRABEL_SHARED=OFF -DKESTRABEL_GUI=OFF \
+    -DKESTRABEL_TESTS=OFF >/dev/null
+fi
+ninja -C build-static >/dev/null
+bash scripts/check-install.sh build build-static
 
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
 if [ ! -f build-asan/build.ninja ]; then
