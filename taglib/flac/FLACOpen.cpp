@@ -124,11 +124,7 @@ public:
             return kMediaFileErrUnsupported;
         if (MediaFileStatus status = flac::FLACRemoveComment(*file_, names.field))
             return status;
-        for (const char *alias : names.aliases)
-            if (alias)
-                if (MediaFileStatus status = flac::FLACRemoveComment(*file_, alias))
-                    return status;
-        return kMediaFileNoErr;
+        return removeAliases(names);
     }
 
 private:
@@ -147,6 +143,12 @@ private:
         vorbis::FieldLookup names = vorbis::fieldLookup(id, classicFieldFor(id), file_->rules);
         if (MediaFileStatus status = flac::FLACSetComment(*file_, names.field, value))
             return status;
+        return removeAliases(names);
+    }
+
+    // The aliases of a name go once the name itself is set or removed, or they would contradict it.
+    MediaFileStatus removeAliases(const vorbis::FieldLookup &names)
+    {
         for (const char *alias : names.aliases)
             if (alias)
                 if (MediaFileStatus status = flac::FLACRemoveComment(*file_, alias))
