@@ -20,10 +20,14 @@ uint32_t le32(const uint8_t *p) { return uint32_t(p[0]) | uint32_t(p[1]) << 8 | 
 
 bool lastGranule(std::span<const uint8_t> tail, int serial, int64_t *out)
 {
-    bool found = false;
-    for (size_t at = 0; at + kPageHeaderSize <= tail.size(); ++at) {
+    // From the end backwards, so that only the last page's checksum is computed, not that of
+    // every page the tail holds.
+    for (size_t at = tail.size() < kPageHeaderSize ? 0 : tail.size() - kPageHeaderSize + 1; at-- > 0;) {
         const uint8_t *p = tail.data() + at;
         if (std::memcmp(p, "OggS", 4) != 0 || p[4] != 0)
+            continue;
+        const int64_t granule = static_cast<int64_t>(uint64_t(le32(p + 6)) | uint64_t(le32(p + 10)) << 32);
+        if (static_cast<int>(le32(p + 14)) != serial || granule == -1)
             continue;
         const size_t segments = p[26];
         if (at + kPageHeaderSize + segments > tail.size())
@@ -31,27 +35,23 @@ bool lastGranule(std::span<const uint8_t> tail, int serial, int64_t *out)
         size_t body = 0;
         for (size_t i = 0; i < segments; ++i)
             body += p[kPageHeaderSize + i];
-        const size_t length = kPageHeaderSize + segments + body;
-        if (at + length > tail.size())
+        if (at + kPageHeaderSize + segments + body > tail.size())
             continue;
         // The checksum tells a page from bytes that only look like one inside audio data.
-        std::vector<uint8_t> copy(p, p + length);
+        uint8_t header[kPageHeaderSize + 255];
+        std::memcpy(header, p, kPageHeaderSize + segments);
         ogg_page page{};
-        page.header = copy.data();
+        page.header = header;
         page.header_len = static_cast<long>(kPageHeaderSize + segments);
-        page.body = copy.data() + page.header_len;
+        page.body = const_cast<uint8_t *>(p + page.header_len);
         page.body_len = static_cast<long>(body);
         ogg_page_checksum_set(&page);
-        if (std::memcmp(copy.data() + 22, p + 22, 4) != 0)
+        if (std::memcmp(header + 22, p + 22, 4) != 0)
             continue;
-        const int64_t granule = static_cast<int64_t>(uint64_t(le32(p + 6)) | uint64_t(le32(p + 10)) << 32);
-        if (static_cast<int>(le32(p + 14)) == serial && granule != -1) {
-            *out = granule;
-            found = true;
-        }
-        at += length - 1;
+        *out = granule;
+        return true;
     }
-    return found;
+    return false;
 }
 
 MediaFileStatus oggAudioProperties(const OggVorbisFile &file, MediaFileAudioProperties *out)

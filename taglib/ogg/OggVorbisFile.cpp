@@ -14,6 +14,8 @@ namespace kestrabel::ogg {
 
 namespace {
 
+constexpr unsigned char kSetupPacketType = 5;
+
 struct Alias {
     const char *name;
     const char *alias;
@@ -119,6 +121,11 @@ bool readOpusHeaders(PageReader &reader, StreamState &stream, const ogg_packet &
     }
 }
 
+bool isSetupHeader(const ogg_packet &packet)
+{
+    return packet.bytes > 7 && packet.packet[0] == kSetupPacketType && std::memcmp(packet.packet + 1, "vorbis", 6) == 0;
+}
+
 // False with lastError set when the header packets cannot all be read.
 bool readHeaderPackets(PageReader &reader, OggVorbisFile &file)
 {
@@ -150,7 +157,11 @@ bool readHeaderPackets(PageReader &reader, OggVorbisFile &file)
     int taken = 0;
     while (taken < 2) {
         int result = ogg_stream_packetout(stream.get(), &packet);
-        if (result < 0 || (result > 0 && readHeaderPacket(file.info.get(), file.comment.get(), &packet) < 0)) {
+        // The setup header's codebooks are only needed to decode, and unpacking them was most
+        // of the cost of an open: a packet that says it is a setup header is taken as one here,
+        // and unpacked when a save needs the block sizes.
+        const bool setup = result > 0 && taken == 1 && isSetupHeader(packet);
+        if (result < 0 || (result > 0 && !setup && readHeaderPacket(file.info.get(), file.comment.get(), &packet) < 0)) {
             file.lastError = "Corrupt secondary header.";
             return false;
         }

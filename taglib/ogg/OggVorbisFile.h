@@ -43,6 +43,9 @@ struct OggVorbisFile {
     VorbisComment comment;
     std::vector<uint8_t> mainHeader;
     std::vector<uint8_t> setupHeader;
+    // The open takes the setup header's bytes without unpacking its codebooks; info gets the
+    // block sizes only when a save first needs them.
+    bool setupUnpacked = false;
     // False when the header packets could not all be read; lastError then says why.
     bool headersRead = false;
     const char *lastError = nullptr;

@@ -44,6 +44,8 @@ public:
 
     MediaFileStatus run()
     {
+        if (MediaFileStatus status = unpackSetupHeader())
+            return status;
         if (MediaFileStatus status = skipInputHeaders())
             return status;
         if (MediaFileStatus status = writeHeaders())
@@ -65,6 +67,21 @@ private:
     {
         file_.lastError = message;
         return kOggVorbisErrNotVorbis;
+    }
+
+    // The block sizes give the granule positions of the repacked audio packets.
+    MediaFileStatus unpackSetupHeader()
+    {
+        if (file_.setupUnpacked)
+            return kMediaFileNoErr;
+        ogg_packet packet{};
+        packet.packet = file_.setupHeader.data();
+        packet.bytes = static_cast<long>(file_.setupHeader.size());
+        packet.packetno = 2;
+        if (vorbis_synthesis_headerin(file_.info.get(), file_.comment.get(), &packet) < 0)
+            return fail("Corrupt secondary header.");
+        file_.setupUnpacked = true;
+        return kMediaFileNoErr;
     }
 
     // Reads past the three header packets of the input's first stream; pages of streams
