@@ -1,4 +1,5 @@
 #include "FLACFile.h"
+#include "FLACStream.h"
 
 #include "core/DataIDRules.h"
 
@@ -154,7 +155,20 @@ MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out, const vorbis::C
     file->chain.reset(FLAC__metadata_chain_new());
     if (!file->chain)
         return kMediaFileErrMemory;
-    if (!FLAC__metadata_chain_read(file->chain.get(), path)) {
+    util::File input;
+    InputStream stream;
+    // A file that cannot be opened here is left to libFLAC, so that the status stays its own.
+    if (util::File::openRead(path, &input) == kMediaFileNoErr && ::fstat(input.fd(), &file->opened) == 0 &&
+        S_ISREG(file->opened.st_mode)) {
+        stream.file = &input;
+        stream.size = static_cast<uint64_t>(file->opened.st_size);
+        stream.cache.emplace(input, stream.size);
+        if (!FLAC__metadata_chain_read_with_callbacks(file->chain.get(), &stream, kInputCallbacks))
+            return FLACChainStatus(file->chain.get(), kMediaFileErrShortRead);
+        // libFLAC stops reading where the audio frames begin.
+        file->audioStart = stream.position;
+        file->chainFromOpen = true;
+    } else if (!FLAC__metadata_chain_read(file->chain.get(), path)) {
         return FLACChainStatus(file->chain.get(), kMediaFileErrShortRead);
     }
     if (rules.refusePartlyReadComments)

@@ -8,6 +8,7 @@
 #include <kestrabel/MediaFile.h>
 
 #include <FLAC/metadata.h>
+#include <sys/stat.h>
 
 #include <cstdint>
 #include <memory>
@@ -41,6 +42,12 @@ struct FLACFile {
     int32_t sampleRate = 0;
     int32_t bitRate = 0;
     int32_t channels = 0;
+    // The chain was read through libFLAC's callbacks at open: while the file is still the one
+    // opened (same inode, size and times), the save writes this chain without reading the
+    // file's metadata again. After a save, the file is read again.
+    bool chainFromOpen = false;
+    struct stat opened {};
+    uint64_t audioStart = 0;
 };
 
 using FLACFilePtr = std::unique_ptr<FLACFile>;

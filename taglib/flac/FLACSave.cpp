@@ -4,6 +4,7 @@
 // half-written metadata area behind when a write fails part-way; the saver leaves the original
 // or the finished file, and carries owner, permissions and extended attributes over.
 #include "FLACFile.h"
+#include "FLACStream.h"
 
 #include "util/File.h"
 #include "util/Saver.h"
@@ -27,54 +28,6 @@ struct BlockDeleter {
 using BlockPtr = std::unique_ptr<FLAC__StreamMetadata, BlockDeleter>;
 using ChainPtr = std::unique_ptr<FLAC__Metadata_Chain, ChainDeleter>;
 using IteratorPtr = std::unique_ptr<FLAC__Metadata_Iterator, IteratorDeleter>;
-
-// The original file, read-only; reads stop at `limit`, so that a rewrite copies no audio.
-// libFLAC asks for every field of a block separately, so small reads go through a cache.
-struct InputStream {
-    const util::File *file = nullptr;
-    uint64_t size = 0;
-    uint64_t limit = std::numeric_limits<uint64_t>::max();
-    uint64_t position = 0;
-    std::optional<util::CachedReader> cache;
-};
-
-size_t readInput(void *buffer, size_t size, size_t count, FLAC__IOHandle handle)
-{
-    auto *stream = static_cast<InputStream *>(handle);
-    if (size == 0 || count == 0 || count > std::numeric_limits<size_t>::max() / size)
-        return 0;
-    uint64_t end = std::min(stream->size, stream->limit);
-    if (stream->position >= end)
-        return 0;
-    size_t wanted = static_cast<size_t>(std::min<uint64_t>(size * count, end - stream->position));
-    std::span<uint8_t> out(static_cast<uint8_t *>(buffer), wanted);
-    // The size was taken when the save began; a file cut short since reads as ended.
-    if (stream->cache->readAt(stream->position, out) != kMediaFileNoErr)
-        return 0;
-    stream->position += wanted;
-    return wanted / size;
-}
-
-int seekInput(FLAC__IOHandle handle, FLAC__int64 offset, int whence)
-{
-    auto *stream = static_cast<InputStream *>(handle);
-    FLAC__int64 base = whence == SEEK_SET ? 0 : whence == SEEK_CUR ? static_cast<FLAC__int64>(stream->position)
-                                                                    : static_cast<FLAC__int64>(stream->size);
-    if (offset > std::numeric_limits<FLAC__int64>::max() - base || base + offset < 0)
-        return -1;
-    stream->position = static_cast<uint64_t>(base + offset);
-    return 0;
-}
-
-FLAC__int64 tellInput(FLAC__IOHandle handle) { return static_cast<FLAC__int64>(static_cast<InputStream *>(handle)->position); }
-
-int inputEnded(FLAC__IOHandle handle)
-{
-    auto *stream = static_cast<InputStream *>(handle);
-    return stream->position >= std::min(stream->size, stream->limit);
-}
-
-constexpr FLAC__IOCallbacks kInputCallbacks = {readInput, nullptr, seekInput, tellInput, inputEnded, nullptr};
 
 // What libFLAC writes, as one run of bytes starting where its first write went.
 struct Capture {
@@ -140,6 +93,25 @@ MediaFileStatus replaceBlocks(FLAC__Metadata_Chain *edited, FLAC__Metadata_Chain
     return kMediaFileNoErr;
 }
 
+// Whether the file is still the one whose chain was read at open: the same inode, size and
+// times, and audio frames (or the end) where they began then. Another program's edit changes
+// the times; the frame check also catches one within the same clock tick that moved them.
+bool unchangedSinceOpen(const FLACFile &file, InputStream &stream)
+{
+    struct stat now {};
+    if (::fstat(stream.file->fd(), &now) != 0)
+        return false;
+    const struct stat &then = file.opened;
+    if (now.st_dev != then.st_dev || now.st_ino != then.st_ino || now.st_size != then.st_size ||
+        now.st_mtim.tv_sec != then.st_mtim.tv_sec || now.st_mtim.tv_nsec != then.st_mtim.tv_nsec ||
+        now.st_ctim.tv_sec != then.st_ctim.tv_sec || now.st_ctim.tv_nsec != then.st_ctim.tv_nsec)
+        return false;
+    if (file.audioStart == stream.size)
+        return true;
+    uint8_t sync[2];
+    return stream.cache->readAt(file.audioStart, sync) == kMediaFileNoErr && sync[0] == 0xFF && (sync[1] & 0xFE) == 0xF8;
+}
+
 } // namespace
 
 MediaFileStatus FLACFileSave(FLACFile &file, MediaFileFlags flags)
@@ -161,28 +133,36 @@ MediaFileStatus FLACFileSave(FLACFile &file, MediaFileFlags flags)
     if (MediaFileStatus status = util::fileSize(input, &stream.size))
         return status;
     stream.cache.emplace(input, stream.size);
-    ChainPtr current(FLAC__metadata_chain_new());
-    if (!current)
-        return kMediaFileErrMemory;
-    if (!FLAC__metadata_chain_read_with_callbacks(current.get(), &stream, kInputCallbacks))
-        return FLACChainStatus(current.get(), kMediaFileErrShortRead);
-    // libFLAC stops reading where the audio frames begin.
-    uint64_t audioStart = stream.position;
-    if (MediaFileStatus status = replaceBlocks(file.chain.get(), current.get()))
-        return status;
+    ChainPtr reread;
+    FLAC__Metadata_Chain *current = file.chain.get();
+    uint64_t audioStart = file.audioStart;
+    const bool fromOpen = file.chainFromOpen && unchangedSinceOpen(file, stream);
+    file.chainFromOpen = false;
+    if (!fromOpen) {
+        reread.reset(FLAC__metadata_chain_new());
+        if (!reread)
+            return kMediaFileErrMemory;
+        if (!FLAC__metadata_chain_read_with_callbacks(reread.get(), &stream, kInputCallbacks))
+            return FLACChainStatus(reread.get(), kMediaFileErrShortRead);
+        // libFLAC stops reading where the audio frames begin.
+        audioStart = stream.position;
+        if (MediaFileStatus status = replaceBlocks(file.chain.get(), reread.get()))
+            return status;
+        current = reread.get();
+    }
 
     Capture capture;
-    bool rewrite = FLAC__metadata_chain_check_if_tempfile_needed(current.get(), true);
+    bool rewrite = FLAC__metadata_chain_check_if_tempfile_needed(current, true);
     bool written;
     if (rewrite) {
         stream.limit = audioStart;
-        written = FLAC__metadata_chain_write_with_callbacks_and_tempfile(current.get(), true, &stream, kInputCallbacks, &capture,
+        written = FLAC__metadata_chain_write_with_callbacks_and_tempfile(current, true, &stream, kInputCallbacks, &capture,
                                                                           kCaptureCallbacks);
     } else {
-        written = FLAC__metadata_chain_write_with_callbacks(current.get(), true, &capture, kCaptureCallbacks);
+        written = FLAC__metadata_chain_write_with_callbacks(current, true, &capture, kCaptureCallbacks);
     }
     if (!written)
-        return FLACChainStatus(current.get(), kMediaFileErrWrite);
+        return FLACChainStatus(current, kMediaFileErrWrite);
     if (capture.scattered || (rewrite && capture.start != 0) || (!rewrite && capture.start + capture.bytes.size() > audioStart))
         return kMediaFileErrWrite;
     uint64_t replaced = rewrite ? audioStart : capture.bytes.size();

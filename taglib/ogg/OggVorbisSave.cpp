@@ -155,17 +155,8 @@ private:
         if (MediaFileStatus status = packetIn(file_.mainHeader, 0, 0, true, false))
             return status;
         std::vector<uint8_t> commentBytes;
-        if (file_.keepVendor) {
-            commentBytes = {3, 'v', 'o', 'r', 'b', 'i', 's'};
-            writeCommentList(*file_.comment.get(), &commentBytes);
-            commentBytes.push_back(1); // the framing bit
-        } else {
-            ogg_packet comment{};
-            if (vorbis_commentheader_out(file_.comment.get(), &comment) != 0)
-                return kOggVorbisErrMemory;
-            commentBytes.assign(comment.packet, comment.packet + comment.bytes);
-            ogg_packet_clear(&comment);
-        }
+        if (!renderCommentPacket(*file_.comment.get(), file_.keepVendor, &commentBytes))
+            return kOggVorbisErrMemory;
         if (MediaFileStatus status = packetIn(commentBytes, 0, 1, false, false))
             return status;
         if (MediaFileStatus status = packetIn(file_.setupHeader, 0, 2, false, false))

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <span>
 #include <utility>
 #include <vector>
@@ -81,21 +82,58 @@ bool readCommentList(std::span<const uint8_t> bytes, size_t at, vorbis_comment *
     return true;
 }
 
-void writeCommentList(const vorbis_comment &comment, std::vector<uint8_t> *out)
+void writeCommentList(const vorbis_comment &comment, std::vector<uint8_t> *out, const std::string *vendor)
 {
     auto put32 = [out](size_t value) {
         for (int i = 0; i < 4; ++i)
             out->push_back(static_cast<uint8_t>(value >> (8 * i)));
     };
-    const size_t vendorLength = comment.vendor ? std::strlen(comment.vendor) : 0;
-    put32(vendorLength);
-    out->insert(out->end(), comment.vendor, comment.vendor + vendorLength);
+    size_t total = 8 + (vendor ? vendor->size() : comment.vendor ? std::strlen(comment.vendor) : 0);
+    for (int i = 0; i < comment.comments; ++i)
+        total += 4 + static_cast<size_t>(comment.comment_lengths[i]);
+    out->reserve(out->size() + total + 1);
+    if (vendor) {
+        put32(vendor->size());
+        out->insert(out->end(), vendor->begin(), vendor->end());
+    } else {
+        const size_t vendorLength = comment.vendor ? std::strlen(comment.vendor) : 0;
+        put32(vendorLength);
+        out->insert(out->end(), comment.vendor, comment.vendor + vendorLength);
+    }
     put32(static_cast<size_t>(comment.comments));
     for (int i = 0; i < comment.comments; ++i) {
-        const size_t length = static_cast<size_t>(comment.comment_lengths[i]);
+        const size_t length = comment.user_comments[i] ? static_cast<size_t>(comment.comment_lengths[i]) : 0;
         put32(length);
         out->insert(out->end(), comment.user_comments[i], comment.user_comments[i] + length);
     }
+}
+
+bool renderCommentPacket(const vorbis_comment &comment, bool keepVendor, std::vector<uint8_t> *out)
+{
+    // libvorbis writes its own vendor string, one bit at a time; the bytes are the same when
+    // the list is copied whole behind that string, which is taken once from an empty header.
+    static const std::optional<std::string> libvorbisVendor = []() -> std::optional<std::string> {
+        vorbis_comment empty;
+        vorbis_comment_init(&empty);
+        ogg_packet packet{};
+        std::optional<std::string> vendor;
+        if (vorbis_commentheader_out(&empty, &packet) == 0) {
+            std::span<const uint8_t> bytes(packet.packet, static_cast<size_t>(packet.bytes));
+            size_t at = kPacketHeaderSize;
+            uint32_t length = 0;
+            if (bytes.size() >= kPacketHeaderSize && readLength(bytes, &at, &length) && length <= bytes.size() - at)
+                vendor.emplace(reinterpret_cast<const char *>(bytes.data() + at), length);
+            ogg_packet_clear(&packet);
+        }
+        vorbis_comment_clear(&empty);
+        return vendor;
+    }();
+    if (!keepVendor && !libvorbisVendor)
+        return false;
+    out->assign({kCommentPacketType, 'v', 'o', 'r', 'b', 'i', 's'});
+    writeCommentList(comment, out, keepVendor ? nullptr : &*libvorbisVendor);
+    out->push_back(1); // the framing bit
+    return true;
 }
 
 bool readCommentPacket(const vorbis_info &info, vorbis_comment *comment, const ogg_packet &packet)

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 namespace kestrabel::ogg {
@@ -27,7 +28,10 @@ bool readCommentPacket(const vorbis_info &info, vorbis_comment *comment, const o
 // little-endian) from bytes[at]; on success comment holds it and *end is the offset behind it.
 // Comment is untouched on failure.
 bool readCommentList(std::span<const uint8_t> bytes, size_t at, vorbis_comment *comment, size_t *end);
-// The same list appended to out.
-void writeCommentList(const vorbis_comment &comment, std::vector<uint8_t> *out);
+// The same list appended to out; vendor, when given, stands for the comment's own.
+void writeCommentList(const vorbis_comment &comment, std::vector<uint8_t> *out, const std::string *vendor = nullptr);
+// The comment header packet: with the comment's vendor string, or with libvorbis's own as
+// vorbis_commentheader_out writes it (false when libvorbis cannot say which that is).
+bool renderCommentPacket(const vorbis_comment &comment, bool keepVendor, std::vector<uint8_t> *out);
 
 } // namespace kestrabel::ogg
