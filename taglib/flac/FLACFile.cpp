@@ -162,7 +162,7 @@ MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out, const vorbis::C
         S_ISREG(file->opened.st_mode)) {
         stream.file = &input;
         stream.size = static_cast<uint64_t>(file->opened.st_size);
-        stream.cache.emplace(input, stream.size);
+        stream.cache.emplace(input, stream.size, kCacheBlock);
         if (!FLAC__metadata_chain_read_with_callbacks(file->chain.get(), &stream, kInputCallbacks))
             return FLACChainStatus(file->chain.get(), kMediaFileErrShortRead);
         // libFLAC stops reading where the audio frames begin.

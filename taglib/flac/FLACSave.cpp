@@ -109,7 +109,7 @@ bool unchangedSinceOpen(const FLACFile &file, InputStream &stream)
     if (file.audioStart == stream.size)
         return true;
     uint8_t sync[2];
-    return stream.cache->readAt(file.audioStart, sync) == kMediaFileNoErr && sync[0] == 0xFF && (sync[1] & 0xFE) == 0xF8;
+    return stream.file->readAt(file.audioStart, sync) == kMediaFileNoErr && sync[0] == 0xFF && (sync[1] & 0xFE) == 0xF8;
 }
 
 } // namespace
@@ -132,7 +132,7 @@ MediaFileStatus FLACFileSave(FLACFile &file, MediaFileFlags flags)
     stream.file = &input;
     if (MediaFileStatus status = util::fileSize(input, &stream.size))
         return status;
-    stream.cache.emplace(input, stream.size);
+    stream.cache.emplace(input, stream.size, kCacheBlock);
     ChainPtr reread;
     FLAC__Metadata_Chain *current = file.chain.get();
     uint64_t audioStart = file.audioStart;

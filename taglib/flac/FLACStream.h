@@ -22,6 +22,10 @@ struct InputStream {
     std::optional<util::CachedReader> cache;
 };
 
+// Large enough for the block headers and a comment block in one read; a picture is read
+// directly into libFLAC's buffer instead of through the cache, and little audio is read.
+inline constexpr size_t kCacheBlock = 16 * 1024;
+
 extern const FLAC__IOCallbacks kInputCallbacks;
 
 } // namespace kestrabel::flac
