@@ -13,6 +13,8 @@ constexpr size_t kPageHeaderSize = 27;
 // and each step back reads that much more.
 constexpr uint64_t kTailStep = 128 * 1024;
 constexpr uint64_t kMaxTail = 4 * 1024 * 1024;
+// Most last pages are a few kilobytes: a small file is not read whole for its last page.
+constexpr uint64_t kFirstTail = 16 * 1024;
 
 uint32_t le32(const uint8_t *p) { return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24; }
 
@@ -69,7 +71,7 @@ MediaFileStatus oggAudioProperties(const OggVorbisFile &file, MediaFileAudioProp
     props.sampleRate = static_cast<uint32_t>(info->rate);
     int64_t granule = -1;
     std::vector<uint8_t> tail;
-    for (uint64_t span = kTailStep; granule < 0; span += kTailStep) {
+    for (uint64_t span = kFirstTail; granule < 0; span = span == kFirstTail ? kTailStep : span + kTailStep) {
         const uint64_t from = size > span ? size - span : 0;
         if (MediaFileStatus status = input.readUpTo(from, static_cast<size_t>(size - from), &tail))
             return status;

@@ -1,5 +1,6 @@
 #include "OggStreams.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace kestrabel::ogg {
@@ -14,28 +15,35 @@ size_t PageReader::fill()
 {
     if (ended_)
         return 0;
-    char *buffer = ogg_sync_buffer(sync_.get(), static_cast<long>(kReadSize));
+    if (!sized_) {
+        if (MediaFileStatus status = file_.size(&size_)) {
+            error_ = status;
+            ended_ = true;
+            return 0;
+        }
+        sized_ = true;
+    }
+    char *buffer = ogg_sync_buffer(sync_.get(), static_cast<long>(readSize_));
     if (!buffer) {
         error_ = kMediaFileErrMemory;
         ended_ = true;
         return 0;
     }
-    std::vector<uint8_t> chunk;
-    if (MediaFileStatus status = file_.readUpTo(offset_, kReadSize, &chunk)) {
+    const size_t count = offset_ >= size_ ? 0 : static_cast<size_t>(std::min<uint64_t>(readSize_, size_ - offset_));
+    if (count == 0) {
+        ended_ = true;
+        return 0;
+    }
+    if (MediaFileStatus status = file_.readAt(offset_, {reinterpret_cast<uint8_t *>(buffer), count})) {
         error_ = status;
         ended_ = true;
         return 0;
     }
-    if (chunk.empty()) {
-        ended_ = true;
-        return 0;
-    }
-    std::memcpy(buffer, chunk.data(), chunk.size());
-    ogg_sync_wrote(sync_.get(), static_cast<long>(chunk.size()));
-    offset_ += chunk.size();
+    ogg_sync_wrote(sync_.get(), static_cast<long>(count));
+    offset_ += count;
     if (progress_)
         progress_(offset_, progressContext_);
-    return chunk.size();
+    return count;
 }
 
 int PageReader::pageOut(ogg_page *page)

@@ -87,6 +87,8 @@ public:
         progress_ = progress;
         progressContext_ = context;
     }
+    // Bytes per read from now on; the open reads its later header pages in larger pieces.
+    void setReadSize(size_t bytes) { readSize_ = bytes; }
 
     // 1: a page; 0: the file ended (or a read failed, see error()); -1: bytes were skipped to
     // find the next page, because of a broken page or data that is no page at all.
@@ -102,6 +104,10 @@ private:
     const util::File &file_;
     SyncState sync_;
     uint64_t offset_ = 0;
+    // Taken at the first read, so that each read is one pread into the sync buffer.
+    uint64_t size_ = 0;
+    bool sized_ = false;
+    size_t readSize_ = kReadSize;
     MediaFileStatus error_ = kMediaFileNoErr;
     bool ended_ = false;
     ProgressFn progress_ = nullptr;

@@ -15,6 +15,8 @@ namespace kestrabel::ogg {
 namespace {
 
 constexpr unsigned char kSetupPacketType = 5;
+// The later header pages, a cover picture among the comments, come in pieces this large.
+constexpr size_t kHeaderReadSize = 16 * 1024;
 
 struct Alias {
     const char *name;
@@ -136,6 +138,7 @@ bool readHeaderPackets(PageReader &reader, OggVorbisFile &file)
         return false;
     }
     file.serial = ogg_page_serialno(&page);
+    reader.setReadSize(kHeaderReadSize);
     StreamState stream(file.serial);
     if (ogg_stream_pagein(stream.get(), &page) < 0) {
         file.lastError = "Error reading first page of Ogg bitstream.";
