@@ -22,9 +22,9 @@ struct InputStream {
     std::optional<util::CachedReader> cache;
 };
 
-// Large enough for the block headers and a comment block in one read; a picture is read
-// directly into libFLAC's buffer instead of through the cache, and little audio is read.
-inline constexpr size_t kCacheBlock = 16 * 1024;
+// Enough for the block headers and a usual comment block in one read; a picture, or any
+// larger block, is read directly into libFLAC's buffer, and little audio is read.
+inline constexpr size_t kCacheBlock = 4 * 1024;
 
 extern const FLAC__IOCallbacks kInputCallbacks;
 
