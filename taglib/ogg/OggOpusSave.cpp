@@ -3,7 +3,7 @@
 // its own, and nothing about its packets needs to be known. Only when the new comments take a
 // different number of pages than the old do the later pages of the stream get new sequence
 // numbers, and so new checksums; bodies and granule positions stay.
-#include "OggVorbisFile.h"
+#include "OggRewriter.h"
 #include "OpusHeaders.h"
 
 #include <cstring>
@@ -11,8 +11,6 @@
 namespace kestrabel::ogg {
 namespace {
 
-constexpr const char kCorruptData[] = "Corrupt or missing data, continuing...";
-constexpr const char kWriteFailed[] = "Error writing stream to output. Output stream may be corrupted or truncated.";
 constexpr const char kFileChanged[] = "The file's Opus headers changed since it was opened.";
 constexpr const char kSharedPage[] = "The Opus comment header shares its last page with audio.";
 constexpr size_t kSequenceOffset = 18;
@@ -35,12 +33,11 @@ std::vector<uint8_t> renumbered(const ogg_page &page, long delta)
     return bytes;
 }
 
-class OpusRewriter {
+class OpusRewriter : RewriterBase {
 public:
     OpusRewriter(OggVorbisFile &file, const util::File &input, const util::File &output)
-        : file_(file), reader_(input), writer_(output)
+        : RewriterBase(file, input, output)
     {
-        reader_.setProgress(file.progress, file.progressContext);
     }
 
     MediaFileStatus run()
@@ -50,22 +47,10 @@ public:
         if (MediaFileStatus status = writeHeaderPages())
             return status;
         copyRest();
-        if (reader_.error())
-            return reader_.error() == kMediaFileErrMemory ? kOggVorbisErrMemory : reader_.error();
-        if (writer_.finish()) {
-            file_.lastError = kWriteFailed;
-            return kOggVorbisErrWrite;
-        }
-        return kMediaFileNoErr;
+        return finish();
     }
 
 private:
-    MediaFileStatus fail(const char *message)
-    {
-        file_.lastError = message;
-        return kOggVorbisErrNotVorbis;
-    }
-
     // Reads the input's header pages: the first page (kept as it is, OpusHead alone) and the
     // pages up to the end of OpusTags, which are counted and dropped.
     MediaFileStatus readHeaderPages()
@@ -165,9 +150,6 @@ private:
         }
     }
 
-    OggVorbisFile &file_;
-    PageReader reader_;
-    PageWriter writer_;
     std::vector<uint8_t> firstPage_;
     std::vector<std::vector<uint8_t>> otherStreamPages_;
     long oldTagPages_ = 0;

@@ -2,7 +2,7 @@
 // packets of the Vorbis stream repaginated, then every other page unchanged; it then takes the
 // original's place, or its bytes are copied into the original where the saver's rules say the
 // file keeps its inode.
-#include "OggVorbisFile.h"
+#include "OggRewriter.h"
 #include "VorbisCommentPacket.h"
 
 #include "util/FileOps.h"
@@ -22,8 +22,6 @@ namespace kestrabel::ogg {
 
 namespace {
 
-constexpr const char kCorruptData[] = "Corrupt or missing data, continuing...";
-constexpr const char kWriteFailed[] = "Error writing stream to output. Output stream may be corrupted or truncated.";
 constexpr const char kFileChanged[] = "The file's Vorbis headers changed since it was opened.";
 constexpr int kTemporaryAttempts = 1000;
 
@@ -34,12 +32,11 @@ struct HeldPacket {
     bool pageAfter = false;
 };
 
-class Rewriter {
+class Rewriter : RewriterBase {
 public:
     Rewriter(OggVorbisFile &file, const util::File &input, const util::File &output)
-        : file_(file), reader_(input), writer_(output), out_(file.serial)
+        : RewriterBase(file, input, output), out_(file.serial)
     {
-        reader_.setProgress(file.progress, file.progressContext);
     }
 
     MediaFileStatus run()
@@ -53,22 +50,10 @@ public:
         if (MediaFileStatus status = copyAudio())
             return status;
         copyOtherPages();
-        if (reader_.error())
-            return reader_.error() == kMediaFileErrMemory ? kOggVorbisErrMemory : reader_.error();
-        if (writer_.finish()) {
-            file_.lastError = kWriteFailed;
-            return kOggVorbisErrWrite;
-        }
-        return kMediaFileNoErr;
+        return finish();
     }
 
 private:
-    MediaFileStatus fail(const char *message)
-    {
-        file_.lastError = message;
-        return kOggVorbisErrNotVorbis;
-    }
-
     // The block sizes give the granule positions of the repacked audio packets.
     MediaFileStatus unpackSetupHeader()
     {
@@ -269,9 +254,6 @@ private:
         }
     }
 
-    OggVorbisFile &file_;
-    PageReader reader_;
-    PageWriter writer_;
     StreamState out_;
     std::unique_ptr<StreamState> in_;
     std::vector<std::vector<uint8_t>> otherStreamHeaderPages_;
