@@ -167,7 +167,10 @@ MediaFileStatus FLACFileSave(FLACFile &file, MediaFileFlags flags)
         return kMediaFileErrWrite;
     uint64_t replaced = rewrite ? audioStart : capture.bytes.size();
     input.close();
-    return util::saveReplacements(file.path, {util::Replacement{capture.start, replaced, std::move(capture.bytes)}}, flags);
+    // Moved in, not listed: a braced list would copy the metadata, picture and all.
+    std::vector<util::Replacement> edits(1);
+    edits[0] = util::Replacement{capture.start, replaced, std::move(capture.bytes)};
+    return util::saveReplacements(file.path, std::move(edits), flags);
 }
 
 } // namespace kestrabel::flac
