@@ -6,6 +6,7 @@
 
 #include "CustomWindow.h"
 #include "GlobalHotKey.h"
+#include "ShortcutPortal.h"
 #include "PlayerJobs.h"
 #include "WindowEffect.h"
 
@@ -124,8 +125,12 @@ public:
     // Hot key (ControlHotKey.cpp)
     void installGlobalHotKey();
     void uninstallGlobalHotKey();
+    void setHotKeyStatus(GlobalHotKey::Status status, int keyCode);
     void modifiersChangedNotification();
-    bool hasGlobalHotKey() const { return _hotKeyRef != nullptr; }
+    bool hasGlobalHotKey() const
+    {
+        return _hotKeyRef != nullptr || _hotKeyStatus == GlobalHotKey::Status::ThroughDesktop;
+    }
     GlobalHotKey::Status hotKeyStatus() const { return _hotKeyStatus; }
     QString hotKeyStatusMessage() const { return _hotKeyStatusMessage; }
     uint32_t hotKeyModifierMask() const { return _hotKeyModifierMask; }
@@ -240,6 +245,7 @@ private:
     uint _lastNotification = 0;
 
     std::unique_ptr<GlobalHotKey> _hotKeyRef;
+    std::unique_ptr<ShortcutPortal> _hotKeyPortal;
     GlobalHotKey::Status _hotKeyStatus = GlobalHotKey::Status::Unavailable;
     QString _hotKeyStatusMessage;
     uint32_t _hotKeyModifierMask = 0;

@@ -194,8 +194,22 @@ QString GlobalHotKey::statusMessage(Status status, int keyCode, uint32_t modifie
     case Status::Unavailable:
         return QCoreApplication::translate(
             "GlobalHotKey",
-            "This desktop (Wayland, or no X11 display) does not let programs take a global hot key: the hot "
-            "key needs a shortcut of your desktop bound to the command \"kestrabel --toggle\".");
+            "This desktop (Wayland without a shortcuts portal, or no X11 display) does not let programs take a "
+            "global hot key: the hot key needs a shortcut of your desktop bound to the command "
+            "\"kestrabel --toggle\".");
+    case Status::Asking:
+        return QCoreApplication::translate("GlobalHotKey", "Asking the desktop to take %1 as the hot key.")
+            .arg(combination);
+    case Status::ThroughDesktop:
+        return QCoreApplication::translate(
+                   "GlobalHotKey", "The desktop holds the hot key (%1 was asked for; the desktop's shortcut "
+                                   "settings can change it).")
+            .arg(combination);
+    case Status::Refused:
+        return QCoreApplication::translate(
+            "GlobalHotKey",
+            "The desktop declined the hot key: the hot key needs a shortcut of your desktop bound to the "
+            "command \"kestrabel --toggle\".");
     }
     return {};
 }

@@ -24,8 +24,14 @@ public:
         UnknownKey,
         // Another program holds a grab on the same combination.
         AlreadyTaken,
-        // Not on X11: nothing can be grabbed.
+        // Not on X11 and no desktop portal for shortcuts: nothing can be grabbed.
         Unavailable,
+        // On Wayland: the desktop's shortcuts portal has been asked and not answered yet.
+        Asking,
+        // On Wayland: the desktop's shortcuts portal holds the hot key.
+        ThroughDesktop,
+        // On Wayland: the portal is there but the shortcut was declined.
+        Refused,
     };
 
     // The combination is grabbed also with Caps Lock and Num Lock on, since they count as

@@ -88,6 +88,9 @@ public:
 signals:
     void kNotification_ShowWindowKeyModifiersChangedKey();
     void kNotification_WindowShowParametersChangedKey();
+    // Not a preference: the hot key's state changed later than its installation (the desktop's
+    // portal answered).
+    void hotKeyStatusChanged();
 
 private:
     PreferenceNotifier() = default;

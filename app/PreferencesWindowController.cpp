@@ -121,6 +121,8 @@ void PreferencesWindowController::buildWindow()
     connect(_buttonOK, &QPushButton::clicked, this, &PreferencesWindowController::OKButtonClicked);
     connect(&PreferenceNotifier::defaultCenter(), &PreferenceNotifier::kNotification_ShowWindowKeyModifiersChangedKey,
             this, &PreferencesWindowController::refreshHotKeyNote);
+    connect(&PreferenceNotifier::defaultCenter(), &PreferenceNotifier::hotKeyStatusChanged, this,
+            &PreferencesWindowController::refreshHotKeyNote);
 }
 
 void PreferencesWindowController::awakeFromNib()

@@ -580,25 +580,6 @@ TEST_F(ControlWindow, ToggleDuringAFadeOutBringsTheWindowBack)
     EXPECT_EQ(controller->moveOutEffect(), nullptr);
 }
 
-TEST_F(ControlWindow, HotKeySettingsAreReadAtEveryChange)
-{
-    open();
-    UserDefaults::setInteger(0, kShowWindowKeyCode);
-    PreferenceNotifier::defaultCenter().postNotificationName(kNotification_ShowWindowKeyModifiersChangedKey);
-    EXPECT_EQ(controller->hotKeyStatus(), GlobalHotKey::Status::NotSet);
-    EXPECT_FALSE(controller->hasGlobalHotKey());
-
-    UserDefaults::setInteger(53, kShowWindowKeyCode);
-    UserDefaults::setInteger(12, kShowWindowKeyModifierKeyCode1);
-    UserDefaults::setInteger(9, kShowWindowKeyModifierKeyCode2);
-    PreferenceNotifier::defaultCenter().postNotificationName(kNotification_ShowWindowKeyModifiersChangedKey);
-    EXPECT_EQ(controller->hotKeyModifierMask(), (1u << 12) | (1u << 9));
-    // Without X11 nothing can be grabbed, and the preferences say so.
-    EXPECT_EQ(controller->hotKeyStatus(), GlobalHotKey::Status::Unavailable);
-    EXPECT_TRUE(ControlWindowController::currentHotKeyUnavailable());
-    EXPECT_TRUE(ControlWindowController::currentHotKeyStatusMessage().contains(QStringLiteral("kestrabel --toggle")));
-}
-
 TEST_F(ControlWindow, ArtworkFromATemporaryImageFileGoesIntoTheTrack)
 {
     open();
