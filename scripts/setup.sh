@@ -18,6 +18,8 @@ packages=(
   zsh groff-base man-db
   # a real session bus and a real player for the player bridge
   dbus dbus-x11 mpv mpv-mpris xdg-utils
+  # a second real player for the desktop end-to-end run (headless, SDL output)
+  audacious audacious-plugins libsdl2-2.0-0
   # the desktop end-to-end run
   xvfb xauth xdotool xcompmgr imagemagick x11-utils
   # benchmarks against the peers

@@ -1,7 +1,7 @@
 // The whole application as a user meets it: an X server (Xvfb) with a compositor (xcompmgr), mpv
-// with its MPRIS plugin playing the sample album, and the kestrabel program. The window must show
-// the playing track, a title typed into it must land in the file while mpv plays on, and the hot
-// key sent with xdotool must hide and show it. With KESTRABEL_SCREENSHOT set to a path, the
+// with its MPRIS plugin and Audacious both playing the sample album, and the kestrabel program. The
+// window must show the playing track, a title typed into it must land in that player's file while
+// both play on, and the hot key sent with xdotool must hide and show it. With KESTRABEL_SCREENSHOT set to a path, the
 // window is photographed there for the documentation.
 #include "AppTestSupport.h"
 
@@ -141,12 +141,63 @@ double positionSeconds(const QString &service)
     return mprisProperty(service, QStringLiteral("Position")).toLongLong() / 1e6;
 }
 
-// Two real players play at once (two mpv, each with its own copy of the album); the window shows
-// one of them, and an edit must pause, write and resume exactly that one.
+QVariant mprisCall(const QString &service, const QString &interface, const QString &method)
+{
+    const QDBusMessage call =
+        QDBusMessage::createMethodCall(service, QStringLiteral("/org/mpris/MediaPlayer2"), interface, method);
+    return QDBusConnection::sessionBus().call(call, QDBus::Block, 5000).arguments().value(0);
+}
+
+// Audacious has no null output, and no sound device is here: its SDL output on SDL's dummy driver
+// plays in real time. The output is chosen in the plugin registry Audacious writes at its first
+// start, so it starts once with nothing to play, quits, and starts again with the registry edited.
+std::unique_ptr<apptest::ChildProcess> startAudacious(const QString &config, const QString &file)
+{
+    const QString service = QStringLiteral("org.mpris.MediaPlayer2.audacious");
+    const QStringList environment{QStringLiteral("XDG_CONFIG_HOME=") + config, QStringLiteral("SDL_AUDIODRIVER=dummy")};
+    QDir().mkpath(config + QStringLiteral("/audacious"));
+    QFile settings(config + QStringLiteral("/audacious/config"));
+    if (!settings.open(QIODevice::WriteOnly))
+        return nullptr;
+    // One file, repeated: like mpv's --loop-file, the position comes back near 0 without a track change.
+    settings.write("[audacious]\nrepeat=TRUE\n");
+    settings.close();
+    {
+        apptest::ChildProcess first(QStringLiteral("audacious"), {QStringLiteral("--headless")}, environment);
+        if (!apptest::waitUntil([&] { return apptest::busNameRegistered(service); }, kWaitMs))
+            return nullptr;
+        mprisCall(service, QStringLiteral("org.mpris.MediaPlayer2"), QStringLiteral("Quit"));
+        apptest::waitUntil([&] { return !first.running(); }, kWaitMs);
+    }
+    QFile registry(config + QStringLiteral("/audacious/plugin-registry"));
+    if (!registry.open(QIODevice::ReadOnly))
+        return nullptr;
+    QStringList lines = QString::fromUtf8(registry.readAll()).split(QLatin1Char('\n'));
+    registry.close();
+    QString section;
+    for (QString &line : lines) {
+        if (line.section(QLatin1Char(' '), 1, 1).startsWith(QLatin1Char('/')))
+            section = line;
+        if (section.startsWith(QLatin1String("output ")) && line.startsWith(QLatin1String("enabled ")))
+            line = section.contains(QLatin1String("/sdlout.")) ? QStringLiteral("enabled 1") : QStringLiteral("enabled 0");
+    }
+    if (!registry.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return nullptr;
+    registry.write(lines.join(QLatin1Char('\n')).toUtf8());
+    registry.close();
+    auto player = std::make_unique<apptest::ChildProcess>(QStringLiteral("audacious"),
+                                                         QStringList{QStringLiteral("--headless"), file}, environment);
+    if (!apptest::waitUntil([&] { return positionSeconds(service) > 0.5; }, kWaitMs))
+        return nullptr;
+    return player;
+}
+
+// Two real players play at once, mpv and Audacious, each with its own copy of the album; the
+// window shows one of them, and an edit must pause, write and resume exactly that one.
 TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
 {
     std::string missing;
-    if (skipWithout({"Xvfb", "xcompmgr", "mpv", "xdotool", "import"}, &missing))
+    if (skipWithout({"Xvfb", "xcompmgr", "mpv", "audacious", "xdotool", "import"}, &missing))
         GTEST_SKIP() << missing;
 
     QString display;
@@ -158,18 +209,25 @@ TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
 
     QTemporaryDir folder;
     std::vector<std::unique_ptr<apptest::ChildProcess>> players;
-    for (const QString &copy : {QStringLiteral("first"), QStringLiteral("second")}) {
+    for (const QString &copy : {QStringLiteral("mpv"), QStringLiteral("audacious")}) {
         const QString album = folder.filePath(copy);
         QDir().mkpath(album);
-        QStringList mpvArguments{QStringLiteral("--no-video"), QStringLiteral("--no-terminal"),
-                                 QStringLiteral("--force-window=no"), QStringLiteral("--ao=null"),
-                                 QStringLiteral("--loop-file=inf"), QStringLiteral("--")};
+        QStringList tracks;
         for (const QString &name : {QStringLiteral("01 Hovering.mp3"), QStringLiteral("02 Stoop.mp3")})
-            mpvArguments << apptest::copyDemoTrack(name, album);
-        players.push_back(std::make_unique<apptest::ChildProcess>(QStringLiteral("mpv"), mpvArguments, displayEnvironment));
+            tracks << apptest::copyDemoTrack(name, album);
+        if (copy == QLatin1String("audacious")) {
+            players.push_back(startAudacious(folder.filePath(QStringLiteral("audacious-config")), tracks.first()));
+            ASSERT_NE(players.back(), nullptr) << "Audacious did not play headless";
+            continue;
+        }
+        players.push_back(std::make_unique<apptest::ChildProcess>(
+            QStringLiteral("mpv"),
+            QStringList{QStringLiteral("--no-video"), QStringLiteral("--no-terminal"), QStringLiteral("--force-window=no"),
+                        QStringLiteral("--ao=null"), QStringLiteral("--loop-file=inf"), QStringLiteral("--")}
+                + tracks,
+            displayEnvironment));
         ASSERT_TRUE(players.back()->started());
-        const qsizetype count = players.size();
-        ASSERT_TRUE(apptest::waitUntil([&] { return mprisServices().size() == count; }, kWaitMs))
+        ASSERT_TRUE(apptest::waitUntil([&] { return mprisServices().size() == 1; }, kWaitMs))
             << "mpv-mpris did not appear on the bus";
     }
 
