@@ -11,6 +11,7 @@
 
 #include <kestrabel/MediaFile.h>
 
+#include <QApplication>
 #include <QBuffer>
 #include <QComboBox>
 #include <QImage>
@@ -618,3 +619,74 @@ TEST_F(ControlWindow, EditsKeepWhatOtherTaggersWrote)
     EXPECT_EQ(fileTitle(), QStringLiteral("New Title"));
     EXPECT_EQ(apptest::fileTag(track, kMediaFileDataIDArtist), QStringLiteral("Artist"));
 }
+
+namespace {
+
+// A keyboard user's window. Row: where the focus is, the key (Tab pressed until the focus comes
+// round) → the player commands, whether the window hides or asks to quit, what the field shows.
+struct KeyCase {
+    const char *situation;
+    const char *focus;
+    QKeyCombination key;
+    // Typed into the focused field before the key.
+    const char *typed;
+    QStringList commands;
+    bool hides;
+    bool quits;
+    const char *fieldAfter;
+};
+
+TEST_F(ControlWindow, KeyboardReachesEveryControlAndItsShortcuts)
+{
+    const QStringList everyControl{"_buttonPrevious", "_buttonPlayPause", "_buttonStop", "_buttonNext",
+                                   "_buttonDismiss",  "_buttonMenu",      "_textFieldArtist", "_textFieldAlbum"};
+    const KeyCase rows[] = {
+        {"Tab comes round every control", "_textFieldArtist", Qt::Key_Tab, "", {}, false, false, nullptr},
+        {"Space on a button plays or pauses", "_buttonNext", Qt::Key_Space, "", {"playPause"}, false, false, nullptr},
+        {"Space in a text field is text", "_textFieldArtist", Qt::Key_Space, "x", {}, false, false, "x "},
+        {"Escape hides", "_buttonStop", Qt::Key_Escape, "", {}, true, false, nullptr},
+        {"Escape in an edited field reverts it and stays", "_textFieldAlbum", Qt::Key_Escape, "Typo", {}, false, false,
+         "Demo Flight"},
+        {"Ctrl+Q quits", "_textFieldArtist", Qt::CTRL | Qt::Key_Q, "", {}, false, true, nullptr},
+    };
+    for (const KeyCase &row : rows) {
+        SCOPED_TRACE(row.situation);
+        open();
+        QWidget *window = controller->window();
+        window->activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(window));
+        ASSERT_TRUE(apptest::waitUntil([&] { return controller->moveInEffect() == nullptr; }));
+        QSignalSpy quit(controller.get(), &ControlWindowController::quitRequested);
+        auto *focus = child<QWidget>(row.focus);
+        focus->setFocus(Qt::TabFocusReason);
+        if (*row.typed)
+            QTest::keyClicks(focus, QLatin1String(row.typed));
+        player.log.clear();
+
+        if (row.key == QKeyCombination(Qt::Key_Tab)) {
+            QStringList reached;
+            for (int i = 0; i < 40; ++i) {
+                QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+                QWidget *now = QApplication::focusWidget();
+                // An editable box's line edit speaks for its box.
+                QWidget *control = qobject_cast<QComboBox *>(now->parentWidget()) ? now->parentWidget() : now;
+                reached << control->objectName();
+                EXPECT_FALSE(control->accessibleName().isEmpty()) << control->objectName().toStdString();
+            }
+            for (const QString &name : everyControl)
+                EXPECT_TRUE(reached.contains(name)) << name.toStdString();
+        } else {
+            QTest::keyClick(QApplication::focusWidget(), row.key.key(), row.key.keyboardModifiers());
+        }
+        apptest::spinEvents(50);
+        EXPECT_EQ(player.commands(), row.commands);
+        EXPECT_EQ(controller->moveOutEffect() != nullptr, row.hides);
+        EXPECT_EQ(quit.size(), row.quits ? 1 : 0);
+        if (row.fieldAfter) {
+            EXPECT_EQ(qobject_cast<QLineEdit *>(focus)->text(), QLatin1String(row.fieldAfter));
+        }
+        controller.reset();
+    }
+}
+
+} // namespace
