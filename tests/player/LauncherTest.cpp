@@ -89,6 +89,8 @@ protected:
         if (!launchedPid_)
             return;
         ::kill(pid_t(launchedPid_), SIGKILL);
+        // The next test must not find this player still on the bus.
+        waitUntil([&] { return !busNameRegistered(launchedService_); });
     }
 
     std::string stateFile() const { return data_.file("state.json"); }
@@ -104,6 +106,7 @@ protected:
     {
         if (QDBusConnectionInterface *daemon = QDBusConnection::sessionBus().interface())
             launchedPid_ = daemon->servicePid(service).value();
+        launchedService_ = service;
     }
 
     TempDir data_;
@@ -112,6 +115,7 @@ protected:
     std::optional<ScopedEnv> dataDirs_;
     std::optional<ScopedEnv> configHome_;
     uint launchedPid_ = 0;
+    QString launchedService_;
 };
 
 TEST_F(LaunchTest, RunningPlayerIsNotStartedAgain)

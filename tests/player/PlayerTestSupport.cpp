@@ -142,8 +142,14 @@ FakePlayer::FakePlayer(const QString &name, const QJsonObject &state)
       child_(std::make_unique<ChildProcess>(fakePlayerPath(),
                                             QStringList{name, QString::fromUtf8(QJsonDocument(state).toJson(QJsonDocument::Compact))}))
 {
-    ready_ = child_->started() && waitUntil([&] { return busNameRegistered(service_); });
+    // The name must be held by this process: a fake of the same name that a test just ended may
+    // still hold it while the bus has not yet seen it go.
+    QDBusConnectionInterface *daemon = QDBusConnection::sessionBus().interface();
+    const uint pid = uint(child_->process().processId());
+    ready_ = child_->started() && daemon && waitUntil([&] { return daemon->servicePid(service_).value() == pid; });
 }
+
+FakePlayer::~FakePlayer() { vanishWithoutEvents(); }
 
 bool FakePlayer::script(const QJsonObject &changes)
 {

@@ -60,6 +60,8 @@ class FakePlayer {
 public:
     // Starts the fake as org.mpris.MediaPlayer2.<name> and waits until its name is on the bus.
     FakePlayer(const QString &name, const QJsonObject &state);
+    // Waits until the name is off the bus, so that the next fake of that name can take it.
+    ~FakePlayer();
     bool ready() const { return ready_; }
     QString service() const { return service_; }
     // Merges changes into the fake's state; it then announces its metadata and status.
