@@ -10,8 +10,8 @@
 
 #include <QAbstractButton>
 #include <QApplication>
-#include <QFile>
 #include <QDesktopServices>
+#include <QFile>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTcpServer>
@@ -25,20 +25,15 @@ using namespace kestrabel::app;
 
 namespace {
 
-QByteArray answer(const QString &version, const QString &detail = QStringLiteral("Faster saves."))
+const QUrl kDownload(QStringLiteral("https://downloads.example.invalid/kestrabel.tar.gz"));
+const QUrl kInformation(QStringLiteral("https://www.example.invalid/kestrabel/news"));
+
+QByteArray answer(const QString &version)
 {
-    return QStringLiteral(R"(<?xml version="1.0" encoding="UTF-8"?>
-<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
-<plist version="1.0">
-<dict>
-  <key>Version</key><string>%1</string>
-  <key>Detail</key><string>%2</string>
-  <key>DownloadLocation</key><string>https://downloads.example.invalid/kestrabel.tar.gz</string>
-  <key>InformationLocation</key><string>https://www.example.invalid/kestrabel/news</string>
-</dict>
-</plist>
-)")
-        .arg(version, detail)
+    return QStringLiteral("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Version</key><string>%1</string>"
+                          "<key>Detail</key><string>Faster saves.</string><key>DownloadLocation</key><string>%2</string>"
+                          "<key>InformationLocation</key><string>%3</string></dict></plist>")
+        .arg(version, kDownload.toString(), kInformation.toString())
         .toUtf8();
 }
 
@@ -55,18 +50,12 @@ public:
             }
         });
     }
-    void respond(int status, const QByteArray &body)
-    {
-        status_ = status;
-        body_ = body;
-    }
-    QString location(const QString &path = QStringLiteral("/version.plist")) const
-    {
-        return QStringLiteral("http://127.0.0.1:%1%2").arg(server_.serverPort()).arg(path);
-    }
-    int requests() const { return requests_; }
-    QString lastPath() const { return lastPath_; }
-    void close() { server_.close(); }
+    QString location() const { return QStringLiteral("http://127.0.0.1:%1/version.plist").arg(server_.serverPort()); }
+
+    int status = 200;
+    QByteArray body;
+    int requests = 0;
+    QTcpServer server_;
 
 private:
     void serve(QTcpSocket *socket)
@@ -75,22 +64,14 @@ private:
         request += socket->readAll();
         if (!request.contains("\r\n\r\n"))
             return;
-        ++requests_;
-        lastPath_ = QString::fromLatin1(request.split(' ').value(1));
-        const QByteArray reason = status_ == 200 ? "OK" : "Not Found";
-        socket->write("HTTP/1.1 " + QByteArray::number(status_) + ' ' + reason +
-                      "\r\nContent-Type: application/xml\r\nConnection: close\r\nContent-Length: " +
-                      QByteArray::number(body_.size()) + "\r\n\r\n" + body_);
+        requests += request.startsWith("GET /version.plist ");
+        socket->write("HTTP/1.1 " + QByteArray::number(status) + (status == 200 ? " OK" : " Not Found")
+                      + "\r\nConnection: close\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n"
+                      + body);
         socket->disconnectFromHost();
         pending_.remove(socket);
     }
-
-    QTcpServer server_;
     QHash<QTcpSocket *, QByteArray> pending_;
-    int status_ = 200;
-    QByteArray body_;
-    int requests_ = 0;
-    QString lastPath_;
 };
 
 struct Result : ProductUpdateCheckDelegate {
@@ -106,110 +87,85 @@ struct Result : ProductUpdateCheckDelegate {
     std::optional<ProductUpdateResponse> response;
 };
 
-Result runCheck(const QString &location)
+TEST(UpdateCheck, AnswersOfTheServer)
 {
-    Result result;
-    ProductUpdateCheck check(location, &result);
-    check.start();
-    apptest::waitUntil([&] { return result.calls > 0; }, 10000);
-    return result;
-}
-
-TEST(UpdateCheck, NewerVersionComesBackWithItsDetailAndLocations)
-{
-    HttpServer server;
-    server.respond(200, answer(QStringLiteral("99.1")));
-    const Result result = runCheck(server.location());
-    ASSERT_EQ(result.calls, 1);
-    EXPECT_EQ(result.error, 0);
-    ASSERT_TRUE(result.response);
-    EXPECT_TRUE(result.response->isNewerVersionAvailable());
-    EXPECT_EQ(result.response->versionString(), QStringLiteral("99.1"));
-    EXPECT_EQ(result.response->detailString(), QStringLiteral("Faster saves."));
-    EXPECT_EQ(result.response->downloadLocation(), QUrl(QStringLiteral("https://downloads.example.invalid/kestrabel.tar.gz")));
-    EXPECT_EQ(result.response->informationLocation(), QUrl(QStringLiteral("https://www.example.invalid/kestrabel/news")));
-    EXPECT_EQ(server.lastPath(), QStringLiteral("/version.plist"));
-}
-
-TEST(UpdateCheck, SameOrOlderVersionIsNotNewer)
-{
-    HttpServer server;
-    for (const QString &version : {ProductUpdateCheck::runningVersion(), QStringLiteral("0.0.1")}) {
-        server.respond(200, answer(version));
-        const Result result = runCheck(server.location());
-        ASSERT_TRUE(result.response) << version.toStdString();
-        EXPECT_FALSE(result.response->isNewerVersionAvailable()) << version.toStdString();
-    }
-    EXPECT_TRUE(ProductUpdateResponse::fromPropertyList(answer(QStringLiteral("0.1.1")), QStringLiteral("0.1.0"))
-                    ->isNewerVersionAvailable());
-    EXPECT_FALSE(ProductUpdateResponse::fromPropertyList(answer(QStringLiteral("0.1.0")), QStringLiteral("0.1.0"))
-                     ->isNewerVersionAvailable());
-    EXPECT_TRUE(ProductUpdateResponse::fromPropertyList(answer(QStringLiteral("0.10")), QStringLiteral("0.9.9"))
-                    ->isNewerVersionAvailable());
-}
-
-TEST(UpdateCheck, AnswersThatAreNotOursAreErrors)
-{
-    HttpServer server;
-    server.respond(200, "this is no property list");
-    EXPECT_EQ(runCheck(server.location()).error, kUpdateCheckErrBadAnswer);
-    server.respond(200, "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><string>1.0</string></array></plist>");
-    EXPECT_EQ(runCheck(server.location()).error, kUpdateCheckErrBadAnswer);
-    server.respond(200, answer(QStringLiteral("not a version")));
-    EXPECT_EQ(runCheck(server.location()).error, kUpdateCheckErrBadAnswer);
-    server.respond(404, "gone");
-    const Result missing = runCheck(server.location());
-    EXPECT_EQ(missing.error, 404);
-    EXPECT_FALSE(missing.response);
-}
-
-TEST(UpdateCheck, MissingFieldsStayMissing)
-{
-    const QByteArray bare = "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Version</key>"
-                            "<string>5.0</string><key>DownloadLocation</key><integer>3</integer></dict></plist>";
-    const auto response = ProductUpdateResponse::fromPropertyList(bare, QStringLiteral("0.1.0"));
-    ASSERT_TRUE(response);
-    EXPECT_TRUE(response->detailString().isNull());
-    EXPECT_FALSE(response->downloadLocation().isValid());
-    EXPECT_FALSE(response->informationLocation().isValid());
-}
-
-TEST(UpdateCheck, NoLocationMeansNoRequest)
-{
-    HttpServer server;
-    server.respond(200, answer(QStringLiteral("99.0")));
-    for (const QString &location : {QString(), QStringLiteral("   "), QStringLiteral("file:///etc/passwd")}) {
+    enum Where { Served, Closed, Nowhere, Blank, FileUrl };
+    const struct {
+        const char *situation;
+        Where where;
+        int status;
+        QByteArray body;
+        int error;
+        int newer; // -1: no response
+    } rows[] = {
+        {"newer version", Served, 200, answer(QStringLiteral("99.1")), 0, 1},
+        {"the running version", Served, 200, answer(ProductUpdateCheck::runningVersion()), 0, 0},
+        {"older version", Served, 200, answer(QStringLiteral("0.0.1")), 0, 0},
+        {"no property list", Served, 200, "this is no property list", kUpdateCheckErrBadAnswer, -1},
+        {"a list, not a dictionary", Served, 200,
+         "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><string>1.0</string></array></plist>",
+         kUpdateCheckErrBadAnswer, -1},
+        {"no version number", Served, 200, answer(QStringLiteral("not a version")), kUpdateCheckErrBadAnswer, -1},
+        {"not found", Served, 404, "gone", 404, -1},
+        {"server gone", Closed, 200, {}, -2, -1},
+        {"no location", Nowhere, 200, {}, kUpdateCheckErrNoLocation, -1},
+        {"blank location", Blank, 200, {}, kUpdateCheckErrNoLocation, -1},
+        {"not a web location", FileUrl, 200, {}, kUpdateCheckErrNoLocation, -1},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.situation);
+        HttpServer server;
+        server.status = row.status;
+        server.body = row.body;
+        const QString location = row.where == Served || row.where == Closed ? server.location()
+                                 : row.where == Blank                       ? QStringLiteral("   ")
+                                 : row.where == FileUrl                     ? QStringLiteral("file:///etc/passwd")
+                                                                            : QString();
+        if (row.where == Closed)
+            server.server_.close();
         Result result;
         ProductUpdateCheck check(location, &result);
         check.start();
-        EXPECT_EQ(result.calls, 1);
-        EXPECT_EQ(result.error, kUpdateCheckErrNoLocation);
-        EXPECT_FALSE(check.isRunning());
+        apptest::waitUntil([&] { return result.calls > 0; }, 10000);
+        ASSERT_EQ(result.calls, 1);
+        if (row.error == -2)
+            EXPECT_NE(result.error, 0);
+        else
+            EXPECT_EQ(result.error, row.error);
+        EXPECT_EQ(server.requests, row.where == Served ? 1 : 0);
+        ASSERT_EQ(result.response.has_value(), row.newer >= 0);
+        if (row.newer < 0)
+            continue;
+        EXPECT_EQ(result.response->isNewerVersionAvailable(), row.newer == 1);
+        EXPECT_EQ(result.response->detailString(), QStringLiteral("Faster saves."));
+        EXPECT_EQ(result.response->downloadLocation(), kDownload);
+        EXPECT_EQ(result.response->informationLocation(), kInformation);
     }
-    EXPECT_EQ(server.requests(), 0);
+    for (const auto &[offered, running, newer] : {std::tuple{"0.1.1", "0.1.0", true}, {"0.1.0", "0.1.0", false},
+                                                  {"0.10", "0.9.9", true}, {"1.0", "1.0.1", false}})
+        EXPECT_EQ(ProductUpdateResponse::fromPropertyList(answer(QLatin1String(offered)), QLatin1String(running))
+                      ->isNewerVersionAvailable(),
+                  newer)
+            << offered << " against " << running;
+    const auto bare = ProductUpdateResponse::fromPropertyList(
+        "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Version</key><string>5.0</string>"
+        "<key>DownloadLocation</key><integer>3</integer></dict></plist>",
+        QStringLiteral("0.1.0"));
+    ASSERT_TRUE(bare);
+    EXPECT_TRUE(bare->detailString().isNull());
+    EXPECT_FALSE(bare->downloadLocation().isValid());
+    EXPECT_FALSE(bare->informationLocation().isValid());
 }
 
-TEST(UpdateCheck, ServerThatIsGoneIsAnError)
-{
-    HttpServer server;
-    const QString location = server.location();
-    server.close();
-    const Result result = runCheck(location);
-    ASSERT_EQ(result.calls, 1);
-    EXPECT_NE(result.error, 0);
-    EXPECT_FALSE(result.response);
-}
-
-TEST(UpdateCheckRule, ThirtyWholeDaysOrNoEarlierCheck)
+TEST(UpdateCheck, DueAfterThirtyWholeDaysOrWithoutAnEarlierCheck)
 {
     const QDateTime now = QDateTime::fromSecsSinceEpoch(1750000000, Qt::UTC);
-    EXPECT_TRUE(updateCheckIsDue(now, now));
-    EXPECT_FALSE(updateCheckIsDue(now, now.addDays(-29).addSecs(-23 * 3600)));
-    EXPECT_FALSE(updateCheckIsDue(now, now.addSecs(-(30 * 86400 - 1))));
-    EXPECT_TRUE(updateCheckIsDue(now, now.addDays(-30)));
-    EXPECT_TRUE(updateCheckIsDue(now, now.addDays(-400)));
-    EXPECT_FALSE(updateCheckIsDue(now, now.addSecs(1)));
-    EXPECT_FALSE(updateCheckIsDue(now, now.addDays(40)));
+    const struct {
+        qint64 secondsAgo;
+        bool due;
+    } rows[] = {{0, true}, {30 * 86400 - 1, false}, {30 * 86400, true}, {400 * 86400, true}, {-1, false}, {-40 * 86400, false}};
+    for (const auto &row : rows)
+        EXPECT_EQ(updateCheckIsDue(now, now.addSecs(-row.secondsAgo)), row.due) << row.secondsAgo;
 }
 
 class UrlCatcher : public QObject {
@@ -220,97 +176,86 @@ public slots:
     void open(const QUrl &url) { opened << url; }
 };
 
-class Launch : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        apptest::resetSettings();
-        server.respond(200, answer(QStringLiteral("42.0.1")));
-        UserDefaults::setObject(server.location(), kVersionCheckLocationKey);
-        QDesktopServices::setUrlHandler(QStringLiteral("https"), &catcher, "open");
-        player = player::createPlayerConnection();
-    }
-    void TearDown() override { QDesktopServices::unsetUrlHandler(QStringLiteral("https")); }
-
-    bool launchAndWaitForAlert(AppDelegate &delegate)
-    {
-        delegate.applicationDidFinishLaunching();
-        return apptest::waitUntil([&] { return delegate.updateAlert() != nullptr; }, 10000);
-    }
-
-    HttpServer server;
+// Row: the last check, the user's switch and the server's version → whether it asks and alerts.
+TEST(UpdateCheckAtLaunch, FollowsTheThirtyDayRuleAndTheAlertOffersTheDownload)
+{
+    const struct {
+        const char *situation;
+        std::optional<int> lastCheckHoursAgo;
+        bool turnedOff;
+        const char *version;
+        bool asks;
+        bool alerts;
+    } rows[] = {
+        {"first launch", std::nullopt, false, "42.0.1", true, true},
+        {"29 days 23 hours after", 29 * 24 + 23, false, "42.0.1", false, false},
+        {"30 days after", 30 * 24 + 1, false, "42.0.1", true, true},
+        {"the user turned it off", std::nullopt, true, "42.0.1", false, false},
+        {"no newer version", std::nullopt, false, "0.0.9", true, false},
+    };
     UrlCatcher catcher;
-    std::unique_ptr<player::PlayerConnection> player;
-};
+    QDesktopServices::setUrlHandler(QStringLiteral("https"), &catcher, "open");
+    const auto player = player::createPlayerConnection();
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.situation);
+        apptest::resetSettings();
+        HttpServer server;
+        server.body = answer(QLatin1String(row.version));
+        UserDefaults::setObject(server.location(), kVersionCheckLocationKey);
+        UserDefaults::setBool(row.turnedOff, kDontCheckForUpdatesKey);
+        const QDateTime now = QDateTime::currentDateTimeUtc();
+        if (row.lastCheckHoursAgo)
+            UserDefaults::setObject(now.addSecs(-3600 * *row.lastCheckHoursAgo), kLastUpdateCheckTimeKey);
+        const QVariant lastBefore = UserDefaults::objectForKey(kLastUpdateCheckTimeKey);
+        AppDelegate delegate(*player);
+        delegate.applicationDidFinishLaunching();
+        apptest::waitUntil([&] { return !delegate.productUpdateCheck() && (!row.alerts || delegate.updateAlert()); });
+        apptest::spinEvents(100);
+        EXPECT_EQ(server.requests, row.asks ? 1 : 0);
+        EXPECT_EQ(delegate.updateAlert() != nullptr, row.alerts);
+        if (row.asks)
+            EXPECT_GE(UserDefaults::dateForKey(kLastUpdateCheckTimeKey), now.addSecs(-1));
+        else
+            EXPECT_EQ(UserDefaults::objectForKey(kLastUpdateCheckTimeKey), lastBefore);
+        if (!row.alerts)
+            continue;
+        QMessageBox *alert = delegate.updateAlert();
+        EXPECT_EQ(alert->text(), QStringLiteral("Kestrabel 42.0.1 is available"));
+        EXPECT_EQ(alert->informativeText(), QStringLiteral("Faster saves."));
+        QStringList titles;
+        for (QAbstractButton *button : alert->buttons())
+            titles << button->text();
+        titles.sort();
+        EXPECT_EQ(titles, (QStringList{"Cancel", "Download", "More Information"}));
+        ASSERT_NE(alert->defaultButton(), nullptr);
+        EXPECT_EQ(alert->defaultButton()->text(), QStringLiteral("Download"));
+        catcher.opened.clear();
+        alert->defaultButton()->click();
+        EXPECT_EQ(catcher.opened, QList<QUrl>{kDownload});
+    }
 
-TEST_F(Launch, FirstLaunchChecksAndTheAlertOffersTheDownload)
-{
-    AppDelegate delegate(*player);
-    const QDateTime before = QDateTime::currentDateTimeUtc();
-    ASSERT_TRUE(launchAndWaitForAlert(delegate));
-    EXPECT_EQ(server.requests(), 1);
-    EXPECT_GE(UserDefaults::dateForKey(kLastUpdateCheckTimeKey), before.addSecs(-1));
-
-    QMessageBox *alert = delegate.updateAlert();
-    EXPECT_EQ(alert->text(), QStringLiteral("Kestrabel 42.0.1 is available"));
-    EXPECT_EQ(alert->informativeText(), QStringLiteral("Faster saves."));
-    QStringList titles;
+    // The alert over a window is that window's sheet; More Information opens the news page.
+    const auto response = ProductUpdateResponse::fromPropertyList(answer(QStringLiteral("7.0")), QStringLiteral("0.1"));
+    QWidget window;
+    window.show();
+    std::optional<QMessageBox::ButtonRole> role;
+    QMessageBox *alert = showUpdateAlert(*response, &window, [&](QMessageBox::ButtonRole chosen) { role = chosen; });
+    EXPECT_EQ(alert->windowModality(), Qt::WindowModal);
+    EXPECT_EQ(alert->parentWidget(), &window);
+    catcher.opened.clear();
     for (QAbstractButton *button : alert->buttons())
-        titles << button->text();
-    titles.sort();
-    EXPECT_EQ(titles, (QStringList{QStringLiteral("Cancel"), QStringLiteral("Download"), QStringLiteral("More Information")}));
-    ASSERT_NE(alert->defaultButton(), nullptr);
-    EXPECT_EQ(alert->defaultButton()->text(), QStringLiteral("Download"));
-    alert->defaultButton()->click();
-    ASSERT_EQ(catcher.opened.size(), 1);
-    EXPECT_EQ(catcher.opened.first(), QUrl(QStringLiteral("https://downloads.example.invalid/kestrabel.tar.gz")));
+        if (button->text() == QLatin1String("More Information"))
+            button->click();
+    EXPECT_EQ(role, QMessageBox::ActionRole);
+    EXPECT_EQ(catcher.opened, QList<QUrl>{kInformation});
+    QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
 }
 
-TEST_F(Launch, TwentyNineDaysAfterTheLastCheckNothingIsAsked)
+TEST(ApplicationMenu, OpensPreferencesTheAboutBoxOnceAndTheGuide)
 {
-    const QDateTime last = QDateTime::currentDateTimeUtc().addDays(-29).addSecs(-23 * 3600);
-    UserDefaults::setObject(last, kLastUpdateCheckTimeKey);
-    AppDelegate delegate(*player);
-    delegate.applicationDidFinishLaunching();
-    EXPECT_EQ(delegate.productUpdateCheck(), nullptr);
-    apptest::spinEvents(300);
-    EXPECT_EQ(server.requests(), 0);
-    EXPECT_EQ(UserDefaults::dateForKey(kLastUpdateCheckTimeKey), last);
-}
-
-TEST_F(Launch, ThirtyDaysAfterTheLastCheckItChecksAndRewritesTheTime)
-{
-    const QDateTime last = QDateTime::currentDateTimeUtc().addDays(-30).addSecs(-60);
-    UserDefaults::setObject(last, kLastUpdateCheckTimeKey);
-    AppDelegate delegate(*player);
-    ASSERT_TRUE(launchAndWaitForAlert(delegate));
-    EXPECT_EQ(server.requests(), 1);
-    EXPECT_GT(UserDefaults::dateForKey(kLastUpdateCheckTimeKey), last.addDays(29));
-}
-
-TEST_F(Launch, TheUserCanTurnTheCheckOff)
-{
+    apptest::resetSettings();
     UserDefaults::setBool(true, kDontCheckForUpdatesKey);
-    AppDelegate delegate(*player);
-    delegate.applicationDidFinishLaunching();
-    EXPECT_EQ(delegate.productUpdateCheck(), nullptr);
-    apptest::spinEvents(300);
-    EXPECT_EQ(server.requests(), 0);
-    EXPECT_FALSE(UserDefaults::objectForKey(kLastUpdateCheckTimeKey).isValid());
-}
-
-TEST_F(Launch, NoNewerVersionShowsNothing)
-{
-    server.respond(200, answer(QStringLiteral("0.0.9")));
-    AppDelegate delegate(*player);
-    delegate.applicationDidFinishLaunching();
-    ASSERT_TRUE(apptest::waitUntil([&] { return server.requests() == 1 && !delegate.productUpdateCheck(); }, 10000));
-    EXPECT_EQ(delegate.updateAlert(), nullptr);
-}
-
-TEST_F(Launch, MenuOpensPreferencesTheAboutBoxAndTheGuide)
-{
-    UserDefaults::setBool(true, kDontCheckForUpdatesKey);
+    const auto player = player::createPlayerConnection();
     AppDelegate delegate(*player);
     delegate.applicationDidFinishLaunching();
     EXPECT_FALSE(delegate.applicationShouldOpenUntitledFile());
@@ -320,15 +265,10 @@ TEST_F(Launch, MenuOpensPreferencesTheAboutBoxAndTheGuide)
             count += widget->objectName() == name && widget->isVisible();
         return count;
     };
-    delegate.createWindow(2);
-    delegate.createWindow(2);
+    for (int tag : {2, 2, 3, 3, 7})
+        delegate.createWindow(tag);
     EXPECT_EQ(visibleWindows(QStringLiteral("PreferencesWindowController")), 2);
-    delegate.createWindow(3);
-    delegate.createWindow(3);
     EXPECT_EQ(visibleWindows(QStringLiteral("AboutBox")), 1);
-    const int before = static_cast<int>(QApplication::topLevelWidgets().size());
-    delegate.createWindow(7);
-    EXPECT_EQ(QApplication::topLevelWidgets().size(), before);
 
     UrlCatcher files;
     QDesktopServices::setUrlHandler(QStringLiteral("file"), &files, "open");
@@ -337,30 +277,9 @@ TEST_F(Launch, MenuOpensPreferencesTheAboutBoxAndTheGuide)
     ASSERT_EQ(files.opened.size(), 1);
     EXPECT_TRUE(files.opened.first().toLocalFile().endsWith(QStringLiteral("/UserGuide.html")));
     EXPECT_TRUE(QFile::exists(files.opened.first().toLocalFile()));
-    for (QWidget *widget : QApplication::topLevelWidgets()) {
+    for (QWidget *widget : QApplication::topLevelWidgets())
         if (widget->objectName() == QLatin1String("PreferencesWindowController"))
             widget->close();
-    }
-}
-
-TEST_F(Launch, SheetAlertOpensTheInformationLocationAndReportsTheButton)
-{
-    const auto response = ProductUpdateResponse::fromPropertyList(answer(QStringLiteral("7.0")), QStringLiteral("0.1"));
-    ASSERT_TRUE(response);
-    QWidget window;
-    window.show();
-    std::optional<QMessageBox::ButtonRole> role;
-    QMessageBox *alert = showUpdateAlert(*response, &window, [&](QMessageBox::ButtonRole chosen) { role = chosen; });
-    EXPECT_EQ(alert->windowModality(), Qt::WindowModal);
-    EXPECT_EQ(alert->parentWidget(), &window);
-    for (QAbstractButton *button : alert->buttons()) {
-        if (button->text() == QLatin1String("More Information"))
-            button->click();
-    }
-    ASSERT_TRUE(role);
-    EXPECT_EQ(*role, QMessageBox::ActionRole);
-    ASSERT_EQ(catcher.opened.size(), 1);
-    EXPECT_EQ(catcher.opened.first(), QUrl(QStringLiteral("https://www.example.invalid/kestrabel/news")));
 }
 
 } // namespace
