@@ -69,6 +69,25 @@ public:
     void setPreferredPlayer(const QString &) override {}
     QString playerIdentity() override { return running ? QStringLiteral("Scripted") : QString(); }
 
+    // Back to the answers above, for the next row of a table.
+    void reset(const QString &trackPath)
+    {
+        const ScriptedPlayer fresh;
+        running = fresh.running;
+        playing = fresh.playing;
+        canRate = fresh.canRate;
+        launchWorks = fresh.launchWorks;
+        title = fresh.title;
+        artist = fresh.artist;
+        album = fresh.album;
+        genre = fresh.genre;
+        path = trackPath;
+        rating = fresh.rating;
+        artwork.clear();
+        albumTracks = fresh.albumTracks;
+        log.clear();
+    }
+
     QStringList commands() const
     {
         QStringList only;
