@@ -21,6 +21,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 using namespace kestrabel;
 using namespace kestrabel::app;
 
@@ -39,73 +41,64 @@ void captureWarnings(QtMsgType type, const QMessageLogContext &, const QString &
         capturedWarnings << message;
 }
 
-TEST_F(Preferences, RegisteredDefaultsAnswerUntilSomethingIsStored)
+// Row: what is stored under a key (nothing: the registered default or the getter's own) → what
+// each getter reads.
+TEST_F(Preferences, GettersReadStoredValuesDefaultsAndNumbersStoredAsText)
 {
-    EXPECT_EQ(UserDefaults::integerForKey(kWindowShowStyle), 1);
-    EXPECT_FLOAT_EQ(UserDefaults::floatForKey(kSecondsToShowWindow), 8.0f);
-    EXPECT_EQ(UserDefaults::integerForKey(kShowWindowKeyCode), 53);
-    EXPECT_EQ(UserDefaults::integerForKey(kShowWindowKeyModifierKeyCode1), 8);
-    EXPECT_EQ(UserDefaults::integerForKey(kShowWindowKeyModifierKeyCode2), 0);
-    EXPECT_FALSE(UserDefaults::boolForKey(kDontCheckForUpdatesKey));
-    EXPECT_FALSE(UserDefaults::objectForKey(kLastUpdateCheckTimeKey).isValid());
-
-    UserDefaults::setInteger(0, kWindowShowStyle);
-    EXPECT_EQ(UserDefaults::integerForKey(kWindowShowStyle), 0);
-    UserDefaults::removeObjectForKey(kWindowShowStyle);
-    EXPECT_EQ(UserDefaults::integerForKey(kWindowShowStyle), 1);
-
-    // Defaults are never written to the file.
+    const QDateTime when = QDateTime::fromSecsSinceEpoch(1700000000, Qt::UTC);
+    using Read = std::function<QVariant()>;
+    const struct {
+        const char *key;
+        QVariant stored;
+        Read read;
+        QVariant expected;
+    } rows[] = {
+        {kWindowShowStyle, {}, [] { return UserDefaults::integerForKey(kWindowShowStyle); }, 1},
+        {kWindowShowStyle, {}, [] { return UserDefaults::integerForKey(kWindowShowStyle, 5); }, 1},
+        {kWindowShowStyle, 0, [] { return UserDefaults::integerForKey(kWindowShowStyle); }, 0},
+        {kSecondsToShowWindow, {}, [] { return UserDefaults::floatForKey(kSecondsToShowWindow); }, 8.0f},
+        {kShowWindowKeyCode, {}, [] { return UserDefaults::integerForKey(kShowWindowKeyCode); }, 53},
+        {kShowWindowKeyModifierKeyCode1, {}, [] { return UserDefaults::integerForKey(kShowWindowKeyModifierKeyCode1); }, 8},
+        {kShowWindowKeyModifierKeyCode2, {}, [] { return UserDefaults::integerForKey(kShowWindowKeyModifierKeyCode2); }, 0},
+        {kDontCheckForUpdatesKey, {}, [] { return UserDefaults::boolForKey(kDontCheckForUpdatesKey); }, false},
+        {kLastUpdateCheckTimeKey, {}, [] { return UserDefaults::objectForKey(kLastUpdateCheckTimeKey); }, {}},
+        {"unknownKey", {}, [] { return UserDefaults::integerForKey(QStringLiteral("unknownKey"), 5); }, 5},
+        {"unknownKey", {}, [] { return UserDefaults::stringForKey(QStringLiteral("unknownKey"), "x"); }, "x"},
+        {"unknownKey", {}, [] { return UserDefaults::floatForKey(QStringLiteral("unknownKey"), 2.5f); }, 2.5f},
+        {"unknownKey", {}, [=] { return UserDefaults::dateForKey(QStringLiteral("unknownKey"), when); }, when},
+        {"zero", 0, [] { return UserDefaults::integerForKey(QStringLiteral("zero"), 5); }, 0},
+        {"no", false, [] { return UserDefaults::boolForKey(QStringLiteral("no"), true); }, false},
+        {"list", QVariantList{1, 2}, [] { return UserDefaults::arrayForKey(QStringLiteral("list"), {}).size(); }, 2},
+        // A float written by the panel is a whole number to the panel, a float to the window.
+        {kSecondsToShowWindow, 8.7f, [] { return UserDefaults::integerForKey(kSecondsToShowWindow); }, 8},
+        {kSecondsToShowWindow, 8.7f, [] { return UserDefaults::floatForKey(kSecondsToShowWindow); }, 8.7f},
+        {"text", "12.9", [] { return UserDefaults::integerForKey(QStringLiteral("text")); }, 12},
+        {"flag", "true", [] { return UserDefaults::boolForKey(QStringLiteral("flag")); }, true},
+        {"flag", "true", [] { return UserDefaults::integerForKey(QStringLiteral("flag")); }, 1},
+        {"flag", "0", [] { return UserDefaults::boolForKey(QStringLiteral("flag")); }, false},
+        {"huge", "1e99", [] { return UserDefaults::integerForKey(QStringLiteral("huge")); }, 0},
+        {kLastUpdateCheckTimeKey, when, [] { return UserDefaults::dateForKey(kLastUpdateCheckTimeKey); }, when},
+    };
+    for (const auto &row : rows) {
+        apptest::resetSettings();
+        if (row.stored.isValid()) {
+            UserDefaults::setObject(row.stored, QLatin1String(row.key));
+            UserDefaults::synchronize();
+        }
+        const QVariant read = row.read();
+        if (read.metaType() == QMetaType::fromType<float>())
+            EXPECT_NEAR(read.toFloat(), row.expected.toFloat(), 1e-5) << row.key;
+        else
+            EXPECT_EQ(read, row.expected) << row.key << " stored as " << row.stored.toString().toStdString();
+    }
+    // Defaults are never written to the file, which lives under Kestrabel/Kestrabel.
+    apptest::resetSettings();
     EXPECT_FALSE(UserDefaults::standardUserDefaults()->contains(kShowWindowKeyCode));
-}
-
-TEST_F(Preferences, SettingsLiveUnderKestrabelKestrabel)
-{
     UserDefaults::setBool(true, kDontCheckForUpdatesKey);
     UserDefaults::synchronize();
     const QString file = UserDefaults::standardUserDefaults()->fileName();
     EXPECT_TRUE(file.endsWith(QStringLiteral("/Kestrabel/Kestrabel.conf"))) << file.toStdString();
     EXPECT_TRUE(QFile::exists(file));
-}
-
-TEST_F(Preferences, WithDefaultGettersGiveTheDefaultOnlyWhenNothingIsStored)
-{
-    EXPECT_EQ(UserDefaults::integerForKey(QStringLiteral("unknownKey"), 5), 5);
-    EXPECT_EQ(UserDefaults::stringForKey(QStringLiteral("unknownKey"), QStringLiteral("x")), QStringLiteral("x"));
-    // A registered default counts as stored.
-    EXPECT_EQ(UserDefaults::integerForKey(kWindowShowStyle, 5), 1);
-    UserDefaults::setInteger(0, QStringLiteral("zero"));
-    EXPECT_EQ(UserDefaults::integerForKey(QStringLiteral("zero"), 5), 0);
-    UserDefaults::setBool(false, QStringLiteral("no"));
-    EXPECT_FALSE(UserDefaults::boolForKey(QStringLiteral("no"), true));
-    EXPECT_FLOAT_EQ(UserDefaults::floatForKey(QStringLiteral("unknownKey"), 2.5f), 2.5f);
-    const QDateTime when = QDateTime::fromSecsSinceEpoch(1700000000, Qt::UTC);
-    EXPECT_EQ(UserDefaults::dateForKey(QStringLiteral("unknownKey"), when), when);
-    UserDefaults::setObject(QVariantList{1, 2}, QStringLiteral("list"));
-    EXPECT_EQ(UserDefaults::arrayForKey(QStringLiteral("list"), {}).size(), 2);
-}
-
-TEST_F(Preferences, NumbersStoredAsTextReadBackAsTheirKind)
-{
-    // A float written by the panel is read as a whole number by the panel, as a float by the window.
-    UserDefaults::setFloat(8.7f, kSecondsToShowWindow);
-    UserDefaults::synchronize();
-    EXPECT_EQ(UserDefaults::integerForKey(kSecondsToShowWindow), 8);
-    EXPECT_NEAR(UserDefaults::floatForKey(kSecondsToShowWindow), 8.7f, 1e-5);
-
-    UserDefaults::setObject(QStringLiteral("12.9"), QStringLiteral("text"));
-    EXPECT_EQ(UserDefaults::integerForKey(QStringLiteral("text")), 12);
-    UserDefaults::setObject(QStringLiteral("true"), QStringLiteral("flag"));
-    EXPECT_TRUE(UserDefaults::boolForKey(QStringLiteral("flag")));
-    EXPECT_EQ(UserDefaults::integerForKey(QStringLiteral("flag")), 1);
-    UserDefaults::setObject(QStringLiteral("0"), QStringLiteral("flag"));
-    EXPECT_FALSE(UserDefaults::boolForKey(QStringLiteral("flag")));
-    UserDefaults::setObject(QStringLiteral("1e99"), QStringLiteral("huge"));
-    EXPECT_EQ(UserDefaults::integerForKey(QStringLiteral("huge")), 0);
-
-    const QDateTime when = QDateTime::fromSecsSinceEpoch(1700000000, Qt::UTC);
-    UserDefaults::setObject(when, kLastUpdateCheckTimeKey);
-    UserDefaults::synchronize();
-    EXPECT_EQ(UserDefaults::dateForKey(kLastUpdateCheckTimeKey), when);
 }
 
 TEST_F(Preferences, NotifierEmitsTheSignalOfTheNameOnly)
