@@ -152,58 +152,49 @@ protected:
     }
 };
 
-TEST_F(Slide, RightwardsFivePointsAStageUntilTheDistanceIsFlown)
+// Row: the direction and the distance, stages run → where the window is, what was flown, whether
+// it is done. A stage moves 5 points sideways, 8 up or 10 down; the distance may be reached, not
+// passed; directions without a move stay put.
+TEST_F(Slide, EachDirectionMovesByItsOwnSteps)
 {
-    auto effect = slide(MovePositionWindowEffect::kFlyRight, 20);
-    const QPoint start = window.pos();
-    // Flown 0, 5, 10, 15 and 20 all still move: the distance may be reached, not passed.
-    for (int stage = 1; stage <= 5; ++stage) {
-        effect->moveWindow();
-        EXPECT_EQ(window.pos(), start + QPoint(5 * stage, 0)) << "stage " << stage;
-        EXPECT_EQ(done.count, 0);
-    }
-    effect->moveWindow();
-    EXPECT_EQ(done.count, 1);
-    EXPECT_EQ(window.pos(), start + QPoint(25, 0));
-}
-
-TEST_F(Slide, LeftUpAndDownMoveByTheirOwnSteps)
-{
-    const QPoint start = window.pos();
-    auto left = slide(MovePositionWindowEffect::kFlyLeft, 100);
-    left->moveWindow();
-    EXPECT_EQ(window.pos(), start + QPoint(-5, 0));
-    EXPECT_EQ(left->distanceFlown(), 5u);
-
-    auto up = slide(MovePositionWindowEffect::kFlyUp, 100);
-    up->moveWindow();
-    EXPECT_EQ(window.pos(), start + QPoint(-5, -8));
-    EXPECT_EQ(up->distanceFlown(), 8u);
-
-    auto down = slide(MovePositionWindowEffect::kFlyDown, 100);
-    down->moveWindow();
-    EXPECT_EQ(window.pos(), start + QPoint(-5, 2));
-    EXPECT_EQ(down->distanceFlown(), 10u);
-}
-
-TEST_F(Slide, DirectionsWithoutAMoveStayPutAndAZeroDistanceEndsAtOnce)
-{
-    for (uint32_t direction : {0u, 3u, 4u, 8u}) {
-        const QPoint start = window.pos();
-        auto still = slide(direction, 50);
-        for (int stage = 0; stage < 5; ++stage)
-            still->moveWindow();
-        EXPECT_EQ(window.pos(), start) << "direction " << direction;
-        EXPECT_EQ(done.count, 0) << "direction " << direction;
-
+    const struct {
+        uint32_t direction;
+        uint32_t distance;
+        int stages;
+        QPoint moved;
+        uint32_t flown;
+        bool done;
+    } rows[] = {
+        {MovePositionWindowEffect::kFlyRight, 20, 5, {25, 0}, 25, false},
+        {MovePositionWindowEffect::kFlyRight, 20, 6, {25, 0}, 25, true},
+        {MovePositionWindowEffect::kFlyLeft, 100, 1, {-5, 0}, 5, false},
+        {MovePositionWindowEffect::kFlyUp, 100, 1, {0, -8}, 8, false},
+        {MovePositionWindowEffect::kFlyDown, 100, 1, {0, 10}, 10, false},
+        {0, 50, 5, {0, 0}, 0, false},
+        {3, 50, 5, {0, 0}, 0, false},
+        {4, 50, 5, {0, 0}, 0, false},
+        {8, 50, 5, {0, 0}, 0, false},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.direction);
+        window.move(100, 100);
+        done.count = 0;
+        auto effect = slide(row.direction, row.distance);
+        for (int stage = 0; stage < row.stages; ++stage)
+            effect->moveWindow();
+        EXPECT_EQ(window.pos(), QPoint(100, 100) + row.moved);
+        EXPECT_EQ(done.count, row.done ? 1 : 0);
+        EXPECT_EQ(effect->distanceFlown(), row.flown);
+        if (!row.moved.isNull())
+            continue;
+        // Started, such a direction plans no distance and ends at the first stage.
         auto started = MovePositionWindowEffect::create(&window, done.selector(), &done.target);
-        started->setFlyingDirection(direction);
+        started->setFlyingDirection(row.direction);
         started->start();
         EXPECT_EQ(started->distanceToFly(), 0u);
         started->moveWindow();
-        EXPECT_EQ(done.count, 1) << "direction " << direction;
+        EXPECT_EQ(done.count, 1);
         EXPECT_FALSE(started->isRunning());
-        done.count = 0;
     }
 }
 
