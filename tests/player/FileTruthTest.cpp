@@ -132,8 +132,9 @@ TEST_F(FileTruthTest, TrackChoiceWithoutTrackListStepsThroughTheQueueOrRefuses)
         const QStringList calls = player.calls();
         EXPECT_EQ(calls.filter(QRegularExpression("^(Next|Previous|OpenUri|GoTo)")), row.steps);
         EXPECT_EQ(calls.contains("Play"), row.played);
-        if (row.played)
+        if (row.played) {
             EXPECT_EQ(connection.copyCurrentTrackName(), row.choose);
+        }
         const TrackChoice after = connection.trackChoice();
         EXPECT_EQ(after.kind, row.after);
         EXPECT_EQ(after.reason.isEmpty(), row.after != TrackChoice::Unavailable);
