@@ -1,0 +1,168 @@
+// The byte and file primitives every handler builds on: pack/unpack, big-endian fields, the
+// checked cursor, moving a tail, short and cached reads, the path and name rules.
+#include "TestSupport.h"
+#include "util/ByteCursor.h"
+#include "util/File.h"
+#include "util/Pack.h"
+#include "util/Strings.h"
+
+#include <gtest/gtest.h>
+#include <numeric>
+
+using namespace kestrabel;
+using namespace kestrabel::util;
+using Bytes = std::vector<uint8_t>;
+
+namespace {
+
+std::span<const uint8_t> bytesOf(const char *text, size_t n) { return {reinterpret_cast<const uint8_t *>(text), n}; }
+
+Bytes sequence(size_t n)
+{
+    Bytes bytes(n);
+    std::iota(bytes.begin(), bytes.end(), uint8_t(0));
+    return bytes;
+}
+
+} // namespace
+
+TEST(Pack, EveryLetterBothWays)
+{
+    Bytes out;
+    ASSERT_EQ(pack(&out, "n nnnnn bbb", {bytesOf("A", 1), bytesOf("BC", 2), bytesOf("", 0), bytesOf("D", 1), bytesOf("", 0),
+                                         bytesOf("EF", 2), int64_t(1), int64_t(2), int64_t(0x1FF)}),
+              0);
+    EXPECT_EQ(out, (Bytes{'A', 'B', 'C', 'D', 'E', 'F', 1, 2, 0xFF}));
+    ASSERT_EQ(pack(&out, "hw i i s", {int64_t(0x1234), int64_t(0xDEADBEEF), int64_t(3), int64_t(0xABCDEF), int64_t(7), int64_t(1),
+                                      std::string_view("hi")}),
+              0);
+    EXPECT_EQ(out, (Bytes{0x12, 0x34, 0xDE, 0xAD, 0xBE, 0xEF, 0xAB, 0xCD, 0xEF, 'h', 'i', 0})) << "an 'i' of width 7 writes nothing";
+    size_t size = 0;
+    ASSERT_EQ(packedSize("b h w s n", {int64_t(0), int64_t(0), int64_t(0), std::string_view("abc"), bytesOf("xyz", 3)}, &size), 0);
+    EXPECT_EQ(size, 1u + 2 + 4 + 4 + 3);
+
+    ASSERT_EQ(pack(&out, "bhw i s n", {int64_t(0xAB), int64_t(0x1234), int64_t(0x89ABCDEF), int64_t(3), int64_t(0x010203),
+                                       std::string_view("text"), bytesOf("\x00\x01", 2)}),
+              0);
+    uint8_t b = 0;
+    uint16_t h = 0;
+    uint32_t w = 0, i = 0;
+    std::string s;
+    Bytes n(2);
+    ASSERT_EQ(unpack(out, "bhw i s n", {&b, &h, &w, WidthArg{3}, &i, &s, &n}), 0);
+    EXPECT_EQ(std::tuple(b, h, w, i, s, n), std::tuple(uint8_t(0xAB), uint16_t(0x1234), 0x89ABCDEFu, 0x010203u, std::string("text"), Bytes{0, 1}));
+}
+
+TEST(Pack, BadFormatsAndArgumentsAreStatuses)
+{
+    size_t size = 0;
+    Bytes out;
+    uint8_t small[2], b, three[3] = {1, 2, 3};
+    uint32_t w = 0;
+    std::string s;
+    EXPECT_EQ(packedSize("bx", {int64_t(1), int64_t(2)}, &size), kMediaFileErrUnsupported);
+    EXPECT_EQ(pack(&out, "bx", {int64_t(1), int64_t(2)}), kMediaFileErrUnsupported);
+    EXPECT_EQ(pack(&out, "s", {int64_t(1)}), kMediaFileErrParam);
+    EXPECT_EQ(pack(&out, "bb", {int64_t(1)}), kMediaFileErrParam);
+    EXPECT_EQ(pack(std::span<uint8_t>(small), "w", {int64_t(1)}), kMediaFileErrTooSmall);
+    EXPECT_EQ(unpack(three, "w", {&w}), kMediaFileErrShortHeader);
+    EXPECT_EQ(w, 0u);
+    EXPECT_EQ(unpack(three, "s", {&s}), kMediaFileErrShortHeader) << "no terminating NUL";
+    EXPECT_EQ(unpack(three, "q", {&b}), kMediaFileErrUnsupported);
+}
+
+TEST(Pack, BigEndianWidthsAndTheCheckedCursor)
+{
+    uint8_t buffer[5] = {9, 9, 9, 9, 9};
+    EXPECT_EQ(putBigEndian(buffer, 3, 0x11223344), 3);
+    EXPECT_EQ(putBigEndian(buffer, 5, 1), 5) << "widths past four write nothing";
+    EXPECT_EQ(Bytes(buffer, buffer + 5), (Bytes{0x22, 0x33, 0x44, 9, 9}));
+    EXPECT_EQ(getBigEndian(buffer, 3), 0x223344u);
+    EXPECT_EQ(getBigEndian(buffer, 0), 0u);
+
+    const uint8_t data[] = {0x00, 0x00, 0x02, 0x01, 0x80, 0x12, 0x34};
+    ByteReader reader(data);
+    uint32_t value = 0;
+    uint64_t wide = 0;
+    std::span<const uint8_t> run;
+    ASSERT_TRUE(reader.synchsafe32(value));
+    EXPECT_EQ(value, 0x101u);
+    EXPECT_FALSE(reader.synchsafe32(value)) << "0x80 in a synchsafe byte";
+    EXPECT_FALSE(reader.le64(wide));
+    EXPECT_FALSE(reader.bytes(4, run));
+    EXPECT_EQ(reader.position(), 4u) << "a failed read does not move";
+    EXPECT_TRUE(reader.bytes(3, run));
+    EXPECT_TRUE(reader.atEnd());
+    EXPECT_FALSE(reader.skip(1));
+}
+
+// The saver's in-place rows check the bytes a tail move leaves; here, its limits.
+TEST(File, MoveTailLimits)
+{
+    test::TempDir dir;
+    test::writeFile(dir.file("f.bin"), sequence(100));
+    File file;
+    ASSERT_EQ(File::openReadWrite(dir.file("f.bin"), &file), 0);
+    // Nothing to move; further back than the offset; beyond the end; -1 for the end (an empty tail).
+    for (auto [offset, distance, status, size] : {std::tuple{10, 0, 0, 100u}, {10, -20, kMediaFileErrTell, 100u},
+                                                  {200, 5, kMediaFileErrTell, 100u}, {-1, 28, 0, 128u}}) {
+        EXPECT_EQ(moveTail(file, offset, distance), status) << offset << " by " << distance;
+        uint64_t now = 0;
+        ASSERT_EQ(fileSize(file, &now), 0);
+        EXPECT_EQ(now, size) << offset << " by " << distance;
+    }
+}
+
+TEST(File, ShortReadsAndTheCache)
+{
+    test::TempDir dir;
+    std::string path = dir.file("f.bin");
+    const std::vector<uint8_t> all = sequence(200);
+    test::writeFile(path, all);
+    File file;
+    EXPECT_EQ(File::openRead(dir.file("missing"), &file), ENOENT);
+    EXPECT_EQ(File::openRead(dir.path().string(), &file), EISDIR);
+    ASSERT_EQ(File::openRead(path, &file), 0);
+    uint8_t ten[10];
+    EXPECT_EQ(file.readAt(195, ten), kMediaFileErrShortRead);
+    std::vector<uint8_t> some;
+    ASSERT_EQ(file.readUpTo(195, 100, &some), 0);
+    EXPECT_EQ(some.size(), 5u);
+    // Inside a block, across into the next, larger than a block, and past the end.
+    CachedReader reader(file, 200, 64);
+    for (auto [at, length, status] : {std::tuple{10, 4, 0}, {70, 4, 0}, {60, 8, 0}, {50, 100, 0}, {198, 4, kMediaFileErrShortRead},
+                                      {200, 4, kMediaFileErrShortRead}}) {
+        std::vector<uint8_t> bytes(size_t(length), 0xFF);
+        ASSERT_EQ(reader.readAt(uint64_t(at), bytes), status) << at;
+        EXPECT_TRUE(status || std::equal(bytes.begin(), bytes.end(), all.begin() + at)) << at;
+    }
+    ASSERT_EQ(reader.readUpTo(190, 32, &some), 0);
+    EXPECT_EQ(some.size(), 10u);
+    ASSERT_EQ(reader.readUpTo(500, 32, &some), 0);
+    EXPECT_TRUE(some.empty());
+}
+
+TEST(Strings, NamesAndPaths)
+{
+    // A dot followed by a digit or a space starts no extension.
+    for (auto [path, ext, clean] : {std::tuple{"/x/Track 1.5", "", "Track 1.5"}, {"Vol. 2", "", "Vol. 2"}, {"/x/song.MP3", "MP3", "song"},
+                                    {"/no/dot/here", "", "here"}, {"/x/.hidden", "hidden", ""}}) {
+        EXPECT_EQ(extension(path), ext) << path;
+        EXPECT_EQ(cleanFilename(path), clean) << path;
+    }
+    EXPECT_TRUE(hasExtension("a.b.Flac", "flac"));
+    EXPECT_TRUE(hasExtension("Track 1.5", "5")) << "no digit rule in hasExtension";
+    for (auto [a, b, order] : {std::tuple{"MP3", "mp3", 0}, {"abc", "abd", -1}, {"abd", "abc", 1}, {"ab", "abc", -1}})
+        EXPECT_EQ(compareCaseless(a, b), order) << a << " " << b;
+    EXPECT_EQ(boundedLength("abc\0def", 10), 3u);
+    EXPECT_EQ(boundedLength("abcdef", 4), 4u);
+    const uint16_t units[] = {1, 2, 0, 4};
+    EXPECT_EQ(boundedLength16(units, 4), 2u);
+    EXPECT_EQ(lastComponent("/a/b/song.mp3/"), "song.mp3");
+    for (auto [path, level, expected] : {std::tuple{"/Music/Artist/Album/song.mp3", 1, "Album"}, {"/Music/Artist/Album/song.mp3", 3, "Music"},
+                                         {"/Music/Artist/Album/song.mp3", 4, ""}, {"song.mp3", 1, ""}, {"rel/song.mp3", 1, "rel"}}) {
+        std::string_view parent;
+        EXPECT_EQ(parentComponent(path, level, &parent), *expected ? 0 : kMediaFileErrNotFound) << path << level;
+        EXPECT_EQ(parent, expected) << path << level;
+    }
+}
