@@ -1,0 +1,224 @@
+// Reading Ogg Vorbis, Ogg Opus and FLAC files: a row per (fixture, ID) with the value or the
+// status, the files each kind refuses and why, and the rules particular to Vorbis comments.
+#include "VorbisTestSupport.h"
+
+#include "ogg/OggVorbisFile.h"
+
+#include <gtest/gtest.h>
+
+using namespace kestrabel;
+using namespace kestrabel::test;
+
+namespace {
+
+constexpr MediaFileStatus kNoComment = ogg::kOggVorbisErrNoComment, kNotVorbis = ogg::kOggVorbisErrNotVorbis;
+
+struct ReadRow {
+    const char *fixture;
+    MediaFileDataID id;
+    const char *value; // nullptr: the status is expected
+    MediaFileStatus status = 0;
+};
+
+// Stream figures read only as integers.
+bool isFigure(MediaFileDataID id)
+{
+    return id == kMediaFileDataIDBitRate || id == kMediaFileDataIDSampleRate || id == kMediaFileDataIDPlayTime;
+}
+
+bool isPicture(MediaFileDataID id)
+{
+    return id == kMediaFileDataIDArtwork || id == kMediaFileDataIDArtworkBack || id == kMediaFileDataIDArtworkMisc ||
+           id == kMediaFileDataIDVolume;
+}
+
+// Encoder output as oggenc, flac, opusenc and ffmpeg wrote it. oggenc -q 0 at 11,025 Hz mono
+// sets only the nominal rate (20,000 bits/s, counted in 1,024s); a managed stream gives its upper
+// rate; FLAC's rate leaves out the channels (44,100 x 16 / 1,024).
+const ReadRow kReads[] = {
+    {"vorbis-tagged.ogg", kMediaFileDataIDTitle, "Nächtliche Fahrt"},
+    {"vorbis-tagged.ogg", kMediaFileDataIDTotalTracks, "12"},
+    {"vorbis-tagged.ogg", kMediaFileDataIDTotalDisks, "2"},
+    {"vorbis-tagged.ogg", kMediaFileDataIDCompilation, "1"},
+    {"vorbis-tagged.ogg", kMediaFileDataIDEncodedBy, "Xiph.Org libVorbis I 20200704 (Reducing Environment)"},
+    {"vorbis-tagged.ogg", kMediaFileDataIDBitRate, "19"},
+    {"vorbis-tagged.ogg", kMediaFileDataIDPlayTime, nullptr, kMediaFileErrUnsupported},
+    {"vorbis-tagged.ogg", kMediaFileDataIDKind, nullptr, kMediaFileErrUnsupported},
+    {"vorbis-managed-bitrate.ogg", kMediaFileDataIDBitRate, "187"},
+    {"vorbis-aliases.ogg", kMediaFileDataIDTotalTracks, "12"}, // TOTALTRACKS stands in for TRACKTOTAL
+    {"vorbis-aliases.ogg", kMediaFileDataIDDiskNumber, "2"},   // DISCNUMBER for DISC
+    {"vorbis-no-comments.ogg", kMediaFileDataIDTitle, nullptr, kNoComment},
+    {"vorbis-no-comments.ogg", kMediaFileDataIDTrackNumber, nullptr, kNoComment},
+    {"vorbis-no-comments.ogg", kMediaFileDataIDLyrics, nullptr, kMediaFileErrUnsupported},
+    {"vorbis-no-comments.ogg", kMediaFileDataIDSortOrder, nullptr, kMediaFileErrUnsupported},
+    {"vorbis-no-comments.ogg", kMediaFileDataIDArtwork, nullptr, kMediaFileErrUnsupported},
+    {"opus-tagged.opus", kMediaFileDataIDTitle, "Opus Title"},
+    {"opus-tagged.opus", kMediaFileDataIDTrackNumber, "4"},
+    {"opus-tagged.opus", kMediaFileDataIDEncodedBy, "libopus 1.3.1, libopusenc 0.2.1"},
+    {"opus-tagged.opus", kMediaFileDataIDKind, "Ogg Opus"},
+    {"opus-ffmpeg.opus", kMediaFileDataIDTitle, "From ffmpeg"},
+    {"opus-mono-in-ogg.ogg", kMediaFileDataIDSampleRate, "48000"}, // what Opus decodes at
+    {"flac-tagged.flac", kMediaFileDataIDComment, "ünïcödé comment"},
+    {"flac-tagged.flac", kMediaFileDataIDTotalTracks, "9"}, // FLAC keeps it in TOTALTRACKS
+    {"flac-tagged.flac", kMediaFileDataIDCompilation, "1"},
+    {"flac-tagged.flac", kMediaFileDataIDEncodedBy, "reference libFLAC 1.4.2 20221022"},
+    {"flac-tagged.flac", kMediaFileDataIDBitRate, "689"},
+    {"flac-tagged.flac", kMediaFileDataIDGrouping, nullptr, kMediaFileErrUnsupported},
+    {"flac-tagged.flac", kMediaFileDataIDBWFDescription, nullptr, kMediaFileErrUnsupported},
+    {"flac-tagged.flac", kMediaFileDataIDArtwork, nullptr, kMediaFileErrNotFound},
+    {"flac-no-tags.flac", kMediaFileDataIDBitRate, "125"},
+    {"flac-no-tags.flac", kMediaFileDataIDTitle, nullptr, kMediaFileErrNotFound},
+    {"flac-no-tags.flac", kMediaFileDataIDEncodedBy, nullptr, kMediaFileErrNotFound},
+    {"flac-no-tags.flac", kMediaFileDataIDPlayTime, nullptr, kMediaFileErrUnsupported},
+    {"flac-duplicate-artist.flac", kMediaFileDataIDArtist, "First Artist"},
+    {"flac-entry-without-equals.flac", kMediaFileDataIDTitle, nullptr, kMediaFileErrBadFrame}, // "TITLE", no '='
+    {"flac-entry-without-equals.flac", kMediaFileDataIDArtist, "Has Equals"},
+    {"flac-escn-picture.flac", kMediaFileDataIDArtworkBack, nullptr, kMediaFileErrUnsupported},
+    {"flac-escn-picture.flac", kMediaFileDataIDVolume, nullptr, kMediaFileErrUnsupported},
+};
+
+} // namespace
+
+TEST(VorbisRead, EveryRow)
+{
+    for (const ReadRow &row : kReads) {
+        SCOPED_TRACE(std::string(row.fixture) + " " + MediaFileGetDataIDName(row.id));
+        OpenFile file(fixturePath(row.fixture));
+        ASSERT_EQ(file.status(), 0);
+        MediaFileStatus status = 0;
+        std::string value = isPicture(row.id)  ? std::to_string(file.data(row.id, &status).size())
+                            : isFigure(row.id) ? std::to_string(file.integer(row.id, &status))
+                                               : file.string(row.id, &status);
+        EXPECT_EQ(status, row.status);
+        if (row.value) {
+            EXPECT_EQ(value, row.value);
+        }
+        if (!isPicture(row.id) && !isFigure(row.id)) {
+            EXPECT_EQ(MediaFileGetString(file.ref(), row.id, nullptr), row.status) << "the presence test";
+        }
+    }
+}
+
+TEST(VorbisRead, SetsRefused)
+{
+    struct Row {
+        const char *fixture;
+        MediaFileDataID id;
+        const char *value;
+        MediaFileStatus status;
+    };
+    for (const Row &row : {Row{"vorbis-no-comments.ogg", kMediaFileDataIDEncodedBy, "me", kMediaFileErrUnsupported},
+                           Row{"vorbis-no-comments.ogg", kMediaFileDataIDArtwork, "x", kMediaFileErrUnsupported},
+                           Row{"vorbis-no-comments.ogg", kMediaFileDataIDTrackNumber, "x", kMediaFileErrBadFormat},
+                           Row{"flac-tagged.flac", kMediaFileDataIDLyrics, "x", kMediaFileErrUnsupported},
+                           Row{"flac-tagged.flac", kMediaFileDataIDSeason, "1", kMediaFileErrUnsupported},
+                           Row{"flac-tagged.flac", kMediaFileDataIDBitRate, "1", kMediaFileErrUnsupported},
+                           Row{"flac-tagged.flac", kMediaFileDataIDTitle, "caf\xE9", kMediaFileErrIO}}) { // not UTF-8
+        OpenFile file(fixturePath(row.fixture));
+        MediaFileStatus status = isPicture(row.id) ? MediaFileSetData(file.ref(), row.id, row.value, 1)
+                                                   : MediaFileSetString(file.ref(), row.id, row.value);
+        EXPECT_EQ(status, row.status) << row.fixture << " " << MediaFileGetDataIDName(row.id);
+    }
+}
+
+TEST(VorbisRead, FilesThatAreNotTheirKindAreRefusedWithTheReason)
+{
+    struct Row {
+        const char *fixture; // "": an empty file, nullptr: a missing one
+        const char *as;
+        MediaFileStatus status;
+        const char *message;
+    };
+    const char *noFirstPage = "Error reading first page of Ogg bitstream data.\n";
+    TempDir dir;
+    writeFile(dir.file("empty"), std::string());
+    for (const Row &row : {Row{"ogg-flac-not-vorbis.ogg", "a.ogg", kNotVorbis, "This Ogg bitstream does not contain Vorbis audio data.\n"},
+                           Row{"ogg-truncated-first-page.ogg", "a.ogg", kNotVorbis, noFirstPage},
+                           Row{"vorbis-headerless.ogg", "a.ogg", kNotVorbis, noFirstPage},
+                           Row{"vorbis-truncated-headers.ogg", "a.ogg", kNotVorbis, "EOF before end of vorbis headers.\n"},
+                           Row{"flac-tagged.flac", "a.ogg", kNotVorbis, noFirstPage}, Row{"", "a.ogg", kNotVorbis, noFirstPage},
+                           Row{nullptr, "a.ogg", ENOENT, ""},
+                           Row{"flac-truncated-metadata.flac", "a.flac", kMediaFileErrFLACReadError, ""},
+                           Row{"vorbis-tagged.ogg", "a.flac", kMediaFileErrFLACNotAFLACFile, ""},
+                           Row{"", "a.flac", kMediaFileErrFLACNotAFLACFile, ""}, Row{nullptr, "a.flac", kMediaFileErrFLACErrorOpeningFile, ""}}) {
+        std::string path = dir.file(row.as);
+        std::filesystem::remove(path);
+        if (row.fixture)
+            std::filesystem::copy_file(*row.fixture ? fixturePath(row.fixture) : dir.file("empty"), path);
+        Bytes before = row.fixture ? readFile(path) : Bytes{};
+        ::testing::internal::CaptureStderr();
+        EXPECT_EQ(MediaFileOpen(path.c_str(), nullptr, 0), row.status) << (row.fixture ? row.fixture : "missing") << " as " << row.as;
+        EXPECT_EQ(::testing::internal::GetCapturedStderr(), row.message) << (row.fixture ? row.fixture : "missing");
+        if (row.fixture) {
+            EXPECT_EQ(readFile(path), before);
+        }
+    }
+}
+
+TEST(VorbisRead, BitRateFromTheThreeHints)
+{
+    struct Row {
+        int upper, nominal, lower, rate;
+        const char *text;
+    };
+    // Equal hints, even unset, give the rate; a lower rate alone makes it VBR.
+    for (const Row &row : {Row{192000, 160000, 128000, 187, "VBR (125-187)"}, Row{128000, 128000, 128000, 125, "125"},
+                           Row{-1, 160000, -1, 156, "156"}, Row{0, 0, 0, 0, "0"}, Row{-1, 0, 0, 0, "0"}, Row{-1, 64000, 2048, 0, "VBR (2-0)"}}) {
+        std::string text;
+        EXPECT_EQ(ogg::bitRateFromHints(row.upper, row.nominal, row.lower, &text), row.rate) << row.text;
+        EXPECT_EQ(text, row.text);
+    }
+}
+
+TEST(VorbisRead, SettingReplacesTheFirstEntryStartingWithTheName)
+{
+    ogg::OggVorbisFilePtr handle;
+    ASSERT_EQ(ogg::OggVorbisFileOpen(fixturePath("vorbis-discc-before-disc.ogg").c_str(), &handle), 0);
+    vorbis_comment *comment = handle->comment.get();
+    ASSERT_EQ(ogg::OggVorbisSetComment(*handle, "DISC", "7"), 0);
+    EXPECT_EQ(std::vector<std::string>(comment->user_comments, comment->user_comments + comment->comments), (std::vector<std::string>{"DISC=7", "DISC=1"}))
+        << "DISCC comes first and starts with DISC";
+    EXPECT_EQ(comment->comment_lengths[0], 6);
+    ASSERT_EQ(ogg::OggVorbisSetComment(*handle, "discnumber", "8"), 0);
+    EXPECT_STREQ(comment->user_comments[0], "DISC=8") << "DISCNUMBER is written as DISC";
+    ASSERT_EQ(ogg::OggVorbisSetComment(*handle, "Mood", "calm"), 0);
+    std::string value;
+    ASSERT_EQ(ogg::OggVorbisGetComment(*handle, "MOOD", &value), 0) << "names match ignoring case";
+    EXPECT_EQ(value, "calm");
+    EXPECT_STREQ(comment->user_comments[2], "Mood=calm");
+}
+
+TEST(VorbisRead, AHandleWithoutItsLaterHeadersSaysWhy)
+{
+    ogg::OggVorbisFile empty;
+    std::string vendor;
+    EXPECT_EQ(ogg::OggVorbisGetVendor(empty, &vendor), ogg::kOggVorbisErrArgument);
+    EXPECT_EQ(ogg::OggVorbisSetComment(empty, nullptr, "x"), ogg::kOggVorbisErrArgument);
+    EXPECT_EQ(ogg::OggVorbisFileSave(empty), kNotVorbis) << "nothing to save without headers";
+    ::testing::internal::CaptureStderr();
+    ogg::OggVorbisFilePtr handle;
+    ASSERT_EQ(ogg::OggVorbisFileOpen(fixturePath("vorbis-truncated-headers.ogg").c_str(), &handle), 0);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+    EXPECT_FALSE(handle->headersRead);
+    EXPECT_STREQ(handle->lastError, "EOF before end of vorbis headers.");
+    EXPECT_EQ(handle->comment.get()->comments, 0) << "the states are cleared";
+    // The first page with its identification header, then the audio pages of the same stream:
+    // page numbers 1 and 2 are missing.
+    Bytes bytes = readFile(fixturePath("vorbis-tagged.ogg")), audio = readFile(fixturePath("vorbis-headerless.ogg"));
+    bytes.resize(58);
+    bytes.insert(bytes.end(), audio.begin(), audio.end());
+    TempDir dir;
+    writeFile(dir.file("spliced.ogg"), bytes);
+    ASSERT_EQ(ogg::OggVorbisFileOpen(dir.file("spliced.ogg").c_str(), &handle), 0);
+    EXPECT_STREQ(handle->lastError, "Corrupt secondary header.");
+}
+
+TEST(VorbisRead, TheApplicationBlockPictureComesWithTheBlocksLength)
+{
+    Bytes image = readFile(fixturePath("escn-cover.jpg"));
+    OpenFile file(fixturePath("flac-escn-picture.flac"));
+    Bytes data = file.data(kMediaFileDataIDArtwork);
+    ASSERT_EQ(data.size(), image.size() + 8) << "the length counts the application ID and PIC1";
+    EXPECT_TRUE(std::equal(image.begin(), image.end(), data.begin()));
+    EXPECT_EQ(Bytes(data.end() - 8, data.end()), Bytes(8, 0));
+}

@@ -1,0 +1,313 @@
+// Saving Ogg Vorbis, Ogg Opus and FLAC files, a row per situation: the values read back, the
+// audio packets, page sequence, checksums and granule positions (Ogg) or the audio frames and
+// metadata blocks (FLAC), the validators' verdict and the decoded audio stay as they were.
+#include "VorbisTestSupport.h"
+
+#include "ogg/OggVorbisFile.h"
+#include "util/FileOps.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+using namespace kestrabel;
+using namespace kestrabel::test;
+
+namespace {
+
+using Edits = std::vector<std::pair<MediaFileDataID, std::string>>;
+
+struct SaveRow {
+    const char *fixture;
+    Edits edits;
+    MediaFileFlags flags = 0;
+    const char *ffprobeKey = nullptr; // the tag that shows the first edit to ffprobe
+    int sameFile = -1;                // 1: the same inode after, 0: a new file, -1: either
+    std::vector<std::string> flacComments = {}; // the comment block after, when given
+    std::vector<int> flacTypes = {};            // the metadata block types after, when given
+};
+
+void PrintTo(const SaveRow &row, std::ostream *out) { *out << row.fixture << ", " << row.edits.size() << " edits"; }
+
+const std::string kLong(20000, 'c'), kVeryLong(70000, 'A');
+
+// A short edit stays on the comment page; a long one takes more pages, so every later page gets a
+// new sequence number; a same-size edit changes no page boundary. Small pages are repacked and
+// their granule positions computed; the other stream of a chained or multiplexed file is kept
+// byte for byte and in its place; a page with a bad checksum is dropped. FLAC grows within its
+// padding in place, through a new file without padding unless asked in place.
+const SaveRow kSaves[] = {
+    {"vorbis-tagged.ogg", {{kMediaFileDataIDTitle, "Day Drive"}, {kMediaFileDataIDComment, kLong}, {kMediaFileDataIDTrackNumber, "4"}}, 0, "TITLE"},
+    {"vorbis-tagged.ogg", {{kMediaFileDataIDTitle, "Nächtliche Fahrx"}}},
+    {"vorbis-no-comments.ogg", {{kMediaFileDataIDArtist, "Once"}, {kMediaFileDataIDLicense, "CC BY 4.0"}}, 0, "ARTIST"},
+    {"vorbis-small-pages.ogg", {{kMediaFileDataIDTitle, "Repacked"}}},
+    {"vorbis-chained.ogg", {{kMediaFileDataIDTitle, "A much longer first title than before"}}},
+    {"vorbis-multiplexed.ogg", {{kMediaFileDataIDTitle, "Main, renamed"}}},
+    {"vorbis-bad-crc-page.ogg", {{kMediaFileDataIDTitle, "Mended"}}},
+    {"opus-tagged.opus", {{kMediaFileDataIDTitle, "Neuer Titel"}}, 0, "title"},
+    {"opus-tagged.opus", {{kMediaFileDataIDTrackNumber, "9"}}, 0, "track"},
+    {"opus-ffmpeg.opus", {{kMediaFileDataIDYear, "2024"}}, 0, "year"},
+    {"opus-ffmpeg.opus", {{kMediaFileDataIDAlbum, kVeryLong}}, 0, "album"},
+    {"opus-mono-in-ogg.ogg", {{kMediaFileDataIDComposer, "Someone"}}, 0, "composer"},
+    {"flac-tagged.flac", {{kMediaFileDataIDTitle, "Longer Hours Than Before"}, {kMediaFileDataIDGenre, "Électronique"}}, 0, "TITLE", 1},
+    {"flac-no-tags.flac", {{kMediaFileDataIDTitle, "Created"}}, 0, "TITLE", -1, {"TITLE=Created"}, {0, 3, 4, 1}},
+    {"flac-no-tags-no-padding.flac", {{kMediaFileDataIDArtist, "Rewritten"}}, 0, "ARTIST", 0},
+    {"flac-no-tags-no-padding.flac", {{kMediaFileDataIDTitle, std::string(5000, 'g')}}, kMediaFileFlagInPlace, nullptr, 1},
+    {"flac-duplicate-artist.flac", {{kMediaFileDataIDArtist, "Only Artist"}}, 0, nullptr, -1, {"ARTIST=Only Artist", "TITLE=Two Artists"}},
+};
+
+// The vendor is not among them: the classic rules write their own (the peer rows show it).
+const MediaFileDataID kOthers[] = {kMediaFileDataIDTitle, kMediaFileDataIDArtist,      kMediaFileDataIDAlbum, kMediaFileDataIDGenre,
+                                   kMediaFileDataIDTrackNumber, kMediaFileDataIDTotalTracks, kMediaFileDataIDYear, kMediaFileDataIDComment};
+
+std::string valuesOf(const std::string &path, const Edits &edits)
+{
+    OpenFile file(path);
+    std::string text;
+    for (MediaFileDataID id : kOthers)
+        if (std::none_of(edits.begin(), edits.end(), [&](const auto &edit) { return edit.first == id; }))
+            text += std::string(MediaFileGetDataIDName(id)) + "=" + file.string(id) + "\n";
+    return text;
+}
+
+// The serials of the pages up to the first that begins no stream, and of the last page.
+std::vector<int> pageOrder(const std::string &path)
+{
+    Bytes b = readFile(path);
+    std::vector<int> order;
+    for (size_t at = 0, next; at + 27 <= b.size() && (b[at + 5] & 2); at = next) {
+        order.push_back(b[at + 14] | b[at + 15] << 8 | b[at + 16] << 16 | b[at + 17] << 24);
+        next = at + 27 + b[at + 26];
+        for (int i = 0; i < b[at + 26]; ++i)
+            next += b[at + 27 + i];
+    }
+    OggLayout layout = readOggLayout(path);
+    order.push_back(layout.streams.empty() ? -1 : layout.streams.back().serial);
+    return order;
+}
+
+class VorbisSave : public ::testing::TestWithParam<SaveRow> {};
+
+TEST_P(VorbisSave, KeepsTheAudioAndTheStreamsOrder)
+{
+    for (const char *tool : {"ogginfo", "flac", "ffmpeg", "ffprobe"})
+        if (!haveTool(tool))
+            GTEST_SKIP() << tool << " is not installed";
+    const SaveRow &row = GetParam();
+    TempDir dir;
+    const std::string path = dir.copyFixture(row.fixture);
+    const bool flac = readFlacLayout(path).valid, opus = std::string(row.fixture).find("opus") != std::string::npos;
+    const OggLayout before = readOggLayout(path);
+    const FlacLayout flacBefore = readFlacLayout(path);
+    const std::string md5 = decodedMd5(path), others = valuesOf(path, row.edits), validity = validatorProblems(path);
+    const std::vector<int> order = flac ? std::vector<int>{} : pageOrder(path);
+    struct stat st {};
+    stat(path.c_str(), &st);
+    {
+        OpenFile file(path);
+        ASSERT_EQ(file.status(), 0);
+        for (const auto &[id, value] : row.edits)
+            ASSERT_EQ(MediaFileSetString(file.ref(), id, value.c_str()), 0) << MediaFileGetDataIDName(id);
+        ASSERT_EQ(MediaFileUpdate(file.ref(), row.flags), 0);
+    }
+    OpenFile file(path);
+    for (const auto &[id, value] : row.edits)
+        EXPECT_EQ(file.string(id), value) << MediaFileGetDataIDName(id);
+    EXPECT_EQ(valuesOf(path, row.edits), others) << "the values not edited";
+    EXPECT_EQ(decodedMd5(path), md5) << "the decoded audio";
+    EXPECT_EQ(validatorProblems(path), before.brokenPages ? "" : validity);
+    ino_t inode = st.st_ino;
+    stat(path.c_str(), &st);
+    if (row.sameFile >= 0) {
+        EXPECT_EQ(st.st_ino == inode, row.sameFile == 1) << "the inode";
+    }
+    if (row.ffprobeKey) {
+        std::vector<std::string> tag = toolLines("ffprobe -v error -show_entries stream_tags=" + std::string(row.ffprobeKey) + ":format_tags=" +
+                                                 row.ffprobeKey + " -of default=nw=1:nk=1 " + shellQuote(path));
+        EXPECT_EQ(tag, std::vector<std::string>{row.edits[0].second}) << "ffprobe's view of " << row.ffprobeKey;
+    }
+    if (flac) {
+        FlacLayout after = readFlacLayout(path);
+        EXPECT_EQ(after.audio, flacBefore.audio) << "the audio frames";
+        EXPECT_EQ(after.types().at(0), 0) << "STREAMINFO first";
+        if (!row.flacTypes.empty()) {
+            EXPECT_EQ(after.types(), row.flacTypes);
+        }
+        if (!row.flacComments.empty()) {
+            EXPECT_EQ(after.comments(), row.flacComments);
+        }
+        return;
+    }
+    const OggLayout after = readOggLayout(path);
+    EXPECT_EQ(after.brokenPages, 0);
+    EXPECT_EQ(pageOrder(path), order) << "the first pages and the last page's stream";
+    ASSERT_EQ(after.streams.size(), before.streams.size());
+    for (size_t i = 1; i < after.streams.size(); ++i)
+        EXPECT_EQ(after.streams[i].pageBytes, before.streams[i].pageBytes) << "the other stream " << i;
+    const OggStream &old = before.streams[0], &now = after.streams[0];
+    const size_t headers = opus ? 2 : 3;
+    EXPECT_EQ(now.packets.at(0), old.packets.at(0)) << "the identification header";
+    EXPECT_TRUE(opus || now.packets.at(2) == old.packets.at(2)) << "the setup header";
+    EXPECT_TRUE(std::equal(old.packets.begin() + headers, old.packets.end(), now.packets.begin() + headers, now.packets.end())) << "the audio packets";
+    EXPECT_EQ(now.pageGranules.back(), old.pageGranules.back());
+    EXPECT_TRUE(now.endsWithEos);
+    if (!opus && !before.brokenPages) { // a dropped page takes its samples along
+        EXPECT_EQ(vorbisGranuleProblems(now), "");
+    }
+    if (std::string(row.fixture) == "vorbis-small-pages.ogg") {
+        EXPECT_LT(now.pageGranules.size() * 4, old.pageGranules.size()) << "pages of about 4 KB instead of one every 40 ms";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, VorbisSave, ::testing::ValuesIn(kSaves), [](const auto &info) { return "Row" + std::to_string(info.index); });
+
+int gCallsBeforeFailure = 0;
+ssize_t failingPwrite(int fd, const void *b, size_t n, off_t o) { return gCallsBeforeFailure-- > 0 ? ::pwrite(fd, b, n, o) : (errno = ENOSPC, -1); }
+int failingFsync(int) { return errno = EIO, -1; }
+int failingRename(const char *, const char *) { return errno = EXDEV, -1; }
+
+} // namespace
+
+// The Ogg handler's own statuses and messages, classic as they are; the contract's fault runs
+// check that every failing call leaves the old file or the new one.
+TEST(VorbisSave, OggFailuresGiveTheirStatusAndMessage)
+{
+    const std::string writeError = "Error writing stream to output. Output stream may be corrupted or truncated.\n";
+    struct Row {
+        void (*fail)();
+        MediaFileStatus status;
+        std::string message;
+    };
+    for (const Row &row : {Row{[] { util::fileOps().pwrite = failingPwrite; }, ogg::kOggVorbisErrWrite, writeError},
+                           Row{[] { util::fileOps().fsync = failingFsync; }, ogg::kOggVorbisErrWrite, writeError},
+                           Row{[] { util::fileOps().rename = failingRename; }, EXDEV, "failed to rename temp file = " + std::to_string(EXDEV) + "\n"}}) {
+        TempDir dir;
+        std::string path = dir.copyFixture("vorbis-tagged.ogg");
+        OpenFile file(path);
+        ASSERT_EQ(MediaFileSetString(file.ref(), kMediaFileDataIDTitle, std::string(70000, 'w').c_str()), 0);
+        gCallsBeforeFailure = 0;
+        row.fail();
+        ::testing::internal::CaptureStderr();
+        MediaFileStatus status = MediaFileUpdate(file.ref(), 0);
+        std::string messages = ::testing::internal::GetCapturedStderr();
+        util::resetFileOps();
+        EXPECT_EQ(status, row.status);
+        EXPECT_EQ(messages, row.message);
+        EXPECT_EQ(readFile(path), readFile(fixturePath("vorbis-tagged.ogg")));
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1) << "no temporary file left";
+        EXPECT_EQ(MediaFileUpdate(file.ref(), 0), 0) << "the handle still saves";
+    }
+}
+
+TEST(VorbisSave, OggTemporaryNamePassesOverANameTakenAndReportsProgress)
+{
+    TempDir dir;
+    std::string path = dir.copyFixture("vorbis-tagged.ogg");
+    std::string taken = path + "-" + std::to_string(ogg::nextTemporaryNumber() + 1);
+    writeFile(taken, std::string("someone else's file"));
+    ogg::OggVorbisFilePtr handle;
+    ASSERT_EQ(ogg::OggVorbisFileOpen(path.c_str(), &handle), 0);
+    std::vector<uint64_t> reports;
+    handle->progress = [](uint64_t bytes, void *context) { static_cast<std::vector<uint64_t> *>(context)->push_back(bytes); };
+    handle->progressContext = &reports;
+    const uint64_t size = readFile(path).size();
+    ASSERT_EQ(ogg::OggVorbisFileSave(*handle), 0);
+    EXPECT_EQ(readFile(taken), (Bytes{'s', 'o', 'm', 'e', 'o', 'n', 'e', ' ', 'e', 'l', 's', 'e', '\'', 's', ' ', 'f', 'i', 'l', 'e'}));
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 2);
+    ASSERT_EQ(reports.size(), (size + 4095) / 4096) << "after each read of 4 KB";
+    EXPECT_EQ(std::pair(reports.front(), reports.back()), std::pair(uint64_t(4096), size));
+}
+
+// Another program changed the file after our open: Ogg refuses to save over other headers, FLAC
+// writes its own blocks over what the other program wrote, the audio frames moved included.
+TEST(VorbisSave, AFileChangedSinceTheOpen)
+{
+    if (!haveTool("metaflac"))
+        GTEST_SKIP() << "metaflac is not installed";
+    struct Row {
+        const char *fixture, *command;
+        MediaFileStatus status;
+        const char *lastError;
+    };
+    for (const Row &row : {Row{"vorbis-tagged.ogg", "cp vorbis-managed-bitrate.ogg", ogg::kOggVorbisErrNotVorbis, "The file's Vorbis headers changed since it was opened."},
+                           Row{"flac-no-tags-no-padding.flac", "metaflac --set-tag=ARTIST=Theirs --add-padding=3000", 0, nullptr}}) {
+        TempDir dir;
+        std::string path = dir.copyFixture(row.fixture);
+        OpenFile file(path);
+        ASSERT_EQ(MediaFileSetString(file.ref(), kMediaFileDataIDTitle, "Ours"), 0);
+        ASSERT_EQ(runCommand("cd " + shellQuote(fixturePath("")) + " && " + row.command + " " + shellQuote(path)), 0);
+        Bytes theirs = readFile(path);
+        EXPECT_EQ(MediaFileUpdate(file.ref(), 0), row.status) << row.fixture;
+        if (row.status) {
+            EXPECT_EQ(readFile(path), theirs);
+            continue;
+        }
+        EXPECT_EQ(readFlacLayout(path).comments(), std::vector<std::string>{"TITLE=Ours"}) << "our blocks replace theirs";
+        EXPECT_EQ(readFlacLayout(path).audio, readFlacLayout(fixturePath(row.fixture)).audio);
+    }
+}
+
+// COMPILATION: Ogg reads true when the value begins with 1 and writes 1 or 0; FLAC keeps the
+// value as given.
+TEST(VorbisSave, CompilationValues)
+{
+    if (!haveTool("vorbiscomment") || !haveTool("metaflac"))
+        GTEST_SKIP() << "needs vorbiscomment and metaflac";
+    struct Row {
+        const char *fixture, *stored;
+        int read;
+    };
+    for (const Row &row : {Row{"vorbis-no-comments.ogg", "10", 1}, Row{"vorbis-no-comments.ogg", "1", 1}, Row{"vorbis-no-comments.ogg", "yes", 0},
+                           Row{"vorbis-no-comments.ogg", "", 0}, Row{"flac-no-tags.flac", "10", 10}, Row{"flac-no-tags.flac", "yes", 0}}) {
+        TempDir dir;
+        std::string path = dir.copyFixture(row.fixture);
+        bool flac = readFlacLayout(path).valid;
+        std::string entry = shellQuote(std::string("COMPILATION=") + row.stored);
+        ASSERT_EQ(runCommand((flac ? "metaflac --set-tag=" + entry : "vorbiscomment -w -t " + entry) + " " + shellQuote(path)), 0);
+        OpenFile file(path);
+        EXPECT_EQ(file.integer(kMediaFileDataIDCompilation), row.read) << row.fixture << " " << row.stored;
+    }
+    for (auto [fixture, set, stored] : {std::tuple{"vorbis-no-comments.ogg", 5, "COMPILATION=1"}, {"vorbis-no-comments.ogg", -1, "COMPILATION=1"},
+                                        {"vorbis-no-comments.ogg", 0, "COMPILATION=0"}, {"flac-no-tags.flac", 5, "COMPILATION=5"}}) {
+        TempDir dir;
+        std::string path = dir.copyFixture(fixture);
+        {
+            OpenFile file(path);
+            ASSERT_EQ(MediaFileSetInteger(file.ref(), kMediaFileDataIDCompilation, set), 0);
+            ASSERT_EQ(MediaFileUpdate(file.ref(), 0), 0);
+        }
+        bool flac = readFlacLayout(path).valid;
+        EXPECT_EQ(toolLines((flac ? "metaflac --export-tags-to=- " : "vorbiscomment -l ") + shellQuote(path)), std::vector<std::string>{stored})
+            << fixture << " " << set;
+    }
+}
+
+TEST(VorbisSave, FlacApplicationBlockPictureIsReplacedButNeverAdded)
+{
+    TempDir dir;
+    Bytes image = readFile(fixturePath("no-exif.jpg")), block = {'E', 'S', 'C', 'N', 'P', 'I', 'C', '1'};
+    block.insert(block.end(), image.begin(), image.end());
+    for (const char *fixture : {"flac-escn-picture.flac", "flac-tagged.flac"}) {
+        std::string path = dir.copyFixture(fixture);
+        const bool had = std::string(fixture) == "flac-escn-picture.flac";
+        {
+            OpenFile file(path);
+            ASSERT_EQ(MediaFileSetData(file.ref(), kMediaFileDataIDArtwork, image.data(), image.size()), 0);
+            MediaFileStatus status = 0;
+            Bytes data = file.data(kMediaFileDataIDArtwork, &status);
+            EXPECT_EQ(status, had ? 0 : kMediaFileErrNotFound) << fixture;
+            EXPECT_EQ(data.size(), had ? image.size() + 8 : 0) << "the new picture, before the save";
+            ASSERT_EQ(MediaFileUpdate(file.ref(), 0), 0);
+        }
+        FlacLayout before = readFlacLayout(fixturePath(fixture)), after = readFlacLayout(path);
+        EXPECT_EQ(after.audio, before.audio);
+        std::vector<Bytes> applications;
+        for (const auto &[type, body] : after.blocks)
+            if (type == 2)
+                applications.push_back(body);
+        EXPECT_EQ(applications, had ? std::vector<Bytes>{block} : std::vector<Bytes>{}) << fixture;
+        if (!had) {
+            EXPECT_EQ(readFile(path), readFile(fixturePath(fixture))) << "nothing to write";
+        }
+    }
+}

@@ -1,0 +1,185 @@
+#include "VorbisTestSupport.h"
+
+#include <ogg/ogg.h>
+#include <vorbis/codec.h>
+
+#include <cstring>
+#include <map>
+#include <memory>
+#include <sstream>
+
+namespace kestrabel::test {
+
+namespace {
+
+struct StreamReader {
+    explicit StreamReader(int serial) { ogg_stream_init(&state, serial); }
+    ~StreamReader() { ogg_stream_clear(&state); }
+    ogg_stream_state state{};
+};
+
+ogg_packet packetOf(const Bytes &bytes, size_t number)
+{
+    ogg_packet packet{};
+    packet.packet = const_cast<unsigned char *>(bytes.data());
+    packet.bytes = static_cast<long>(bytes.size());
+    packet.b_o_s = number == 0;
+    packet.packetno = static_cast<int64_t>(number);
+    return packet;
+}
+
+uint32_t le32(const Bytes &b, size_t at) { return uint32_t(b.at(at)) | uint32_t(b.at(at + 1)) << 8 | uint32_t(b.at(at + 2)) << 16 | uint32_t(b.at(at + 3)) << 24; }
+
+} // namespace
+
+OggLayout readOggLayout(const std::string &path)
+{
+    Bytes bytes = readFile(path);
+    OggLayout layout;
+    ogg_sync_state sync;
+    ogg_sync_init(&sync);
+    std::memcpy(ogg_sync_buffer(&sync, static_cast<long>(bytes.size())), bytes.data(), bytes.size());
+    ogg_sync_wrote(&sync, static_cast<long>(bytes.size()));
+    std::map<int, std::unique_ptr<StreamReader>> readers;
+    std::map<int, size_t> index;
+    ogg_page page;
+    for (int result; (result = ogg_sync_pageout(&sync, &page)) != 0;) {
+        if (result < 0) {
+            ++layout.brokenPages;
+            continue;
+        }
+        int serial = ogg_page_serialno(&page);
+        if (!readers.count(serial)) {
+            readers[serial] = std::make_unique<StreamReader>(serial);
+            index[serial] = layout.streams.size();
+            layout.streams.push_back(OggStream{serial, {}, {}, {}, {}, false});
+        }
+        OggStream &stream = layout.streams[index[serial]];
+        stream.pageGranules.push_back(ogg_page_granulepos(&page));
+        stream.pageBytes.insert(stream.pageBytes.end(), page.header, page.header + page.header_len);
+        stream.pageBytes.insert(stream.pageBytes.end(), page.body, page.body + page.body_len);
+        stream.endsWithEos = ogg_page_eos(&page) != 0;
+        ogg_stream_pagein(&readers[serial]->state, &page);
+        ogg_packet packet;
+        while (ogg_stream_packetout(&readers[serial]->state, &packet) > 0)
+            stream.packets.emplace_back(packet.packet, packet.packet + packet.bytes);
+        stream.packetsDoneAfterPage.push_back(stream.packets.size());
+    }
+    ogg_sync_clear(&sync);
+    return layout;
+}
+
+std::string vorbisGranuleProblems(const OggStream &stream)
+{
+    if (stream.packets.size() < 3)
+        return "no headers";
+    vorbis_info info;
+    vorbis_comment comment;
+    vorbis_info_init(&info);
+    vorbis_comment_init(&comment);
+    std::vector<int64_t> samplesThrough(stream.packets.size(), 0);
+    std::string problems;
+    for (size_t i = 0; i < stream.packets.size(); ++i) {
+        ogg_packet packet = packetOf(stream.packets[i], i);
+        if (i < 3 && vorbis_synthesis_headerin(&info, &comment, &packet) != 0)
+            problems = "bad header " + std::to_string(i);
+        // The first audio packet gives no samples; each later one gives a quarter of its own
+        // block size and a quarter of the previous packet's.
+        if (i > 3) {
+            ogg_packet before = packetOf(stream.packets[i - 1], i - 1);
+            samplesThrough[i] = samplesThrough[i - 1] + (vorbis_packet_blocksize(&info, &before) + vorbis_packet_blocksize(&info, &packet)) / 4;
+        }
+    }
+    vorbis_comment_clear(&comment);
+    vorbis_info_clear(&info);
+    size_t donePreviously = 0;
+    for (size_t page = 0; page < stream.pageGranules.size(); ++page) {
+        size_t done = stream.packetsDoneAfterPage[page];
+        int64_t granule = stream.pageGranules[page];
+        int64_t expected = done == donePreviously ? -1 : done <= 3 ? 0 : samplesThrough[done - 1];
+        if (granule != expected && !(page + 1 == stream.pageGranules.size() && granule < expected))
+            problems += "page " + std::to_string(page) + ": granule " + std::to_string(granule) + ", expected " + std::to_string(expected) + "\n";
+        donePreviously = done;
+    }
+    return problems;
+}
+
+std::vector<int> FlacLayout::types() const
+{
+    std::vector<int> out;
+    for (const auto &block : blocks)
+        out.push_back(block.first);
+    return out;
+}
+
+std::vector<std::string> FlacLayout::comments() const
+{
+    for (const auto &[type, b] : blocks) {
+        if (type != 4)
+            continue;
+        std::vector<std::string> out;
+        size_t at = 4 + le32(b, 0);
+        uint32_t count = le32(b, at);
+        for (at += 4; out.size() < count; at += 4 + le32(b, at))
+            out.emplace_back(b.begin() + long(at + 4), b.begin() + long(at + 4 + le32(b, at)));
+        return out;
+    }
+    return {};
+}
+
+FlacLayout readFlacLayout(const std::string &path)
+{
+    Bytes bytes = readFile(path);
+    FlacLayout layout;
+    if (bytes.size() < 4 || std::string(bytes.begin(), bytes.begin() + 4) != "fLaC")
+        return layout;
+    size_t at = 4;
+    for (bool last = false; !last;) {
+        if (at + 4 > bytes.size())
+            return layout;
+        last = (bytes[at] & 0x80) != 0;
+        size_t length = size_t(bytes[at + 1]) << 16 | size_t(bytes[at + 2]) << 8 | bytes[at + 3];
+        if (at + 4 + length > bytes.size())
+            return layout;
+        layout.blocks.emplace_back(bytes[at] & 0x7F, Bytes(bytes.begin() + long(at + 4), bytes.begin() + long(at + 4 + length)));
+        at += 4 + length;
+    }
+    layout.audio.assign(bytes.begin() + long(at), bytes.end());
+    layout.valid = true;
+    return layout;
+}
+
+std::vector<std::string> toolLines(const std::string &command)
+{
+    std::string output;
+    std::vector<std::string> lines;
+    if (runCommand(command, &output) != 0)
+        return lines;
+    std::istringstream in(output);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+std::string validatorProblems(const std::string &path)
+{
+    bool flac = readFile(path).size() >= 4 && readFlacLayout(path).valid;
+    std::string output;
+    int status = runCommand((flac ? "flac -s -t " : "ogginfo ") + shellQuote(path), &output, true);
+    std::string problems;
+    std::istringstream in(output);
+    for (std::string line; std::getline(in, line);)
+        if (line.find("WARNING") != std::string::npos || line.find("ERROR") != std::string::npos ||
+            line.find("Warning") != std::string::npos || line.find("Error") != std::string::npos)
+            problems += line + "\n";
+    return status ? problems + "exit status " + std::to_string(status) + "\n" : problems;
+}
+
+std::string decodedMd5(const std::string &path)
+{
+    std::string out;
+    runCommand("ffmpeg -nostdin -v error -i " + shellQuote(path) + " -map 0:a -f md5 -", &out);
+    return out;
+}
+
+} // namespace kestrabel::test

@@ -1,0 +1,56 @@
+// What the Ogg and FLAC tests look at in a file, read independently of the handlers: the Ogg
+// streams with their packets and pages (through libogg), the FLAC metadata blocks and audio
+// frames; and the peer tools' view of it.
+#pragma once
+
+#include "TestSupport.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kestrabel::test {
+
+using Bytes = std::vector<uint8_t>;
+
+struct OggStream {
+    int serial = 0;
+    std::vector<Bytes> packets;
+    std::vector<int64_t> pageGranules;
+    std::vector<size_t> packetsDoneAfterPage; // packets completed once each page is read
+    Bytes pageBytes;                          // every page of the stream, as stored
+    bool endsWithEos = false;
+};
+
+struct OggLayout {
+    std::vector<OggStream> streams; // in the order their first pages appear
+    int brokenPages = 0;
+};
+
+OggLayout readOggLayout(const std::string &path);
+
+// Where a page's granule position differs from the sample count that the Vorbis block sizes of
+// the packets completed so far give (the last page may end earlier: the stream's end is trimmed);
+// empty when every page agrees.
+std::string vorbisGranuleProblems(const OggStream &stream);
+
+struct FlacLayout {
+    bool valid = false;
+    std::vector<std::pair<int, Bytes>> blocks; // type, body
+    Bytes audio;                               // everything after the last metadata block
+    std::vector<int> types() const;
+    std::vector<std::string> comments() const; // the entries of the first VORBIS_COMMENT block
+};
+
+FlacLayout readFlacLayout(const std::string &path);
+
+// The lines a command prints; empty when it fails.
+std::vector<std::string> toolLines(const std::string &command);
+
+// Empty when ogginfo (Ogg) or flac -t (FLAC) finds nothing to complain about, else what it says.
+std::string validatorProblems(const std::string &path);
+
+// The MD5 of the decoded audio, by ffmpeg.
+std::string decodedMd5(const std::string &path);
+
+} // namespace kestrabel::test
