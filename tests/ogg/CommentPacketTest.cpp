@@ -7,106 +7,76 @@
 #include <gtest/gtest.h>
 
 #include <random>
-#include <string>
-#include <vector>
 
 using namespace kestrabel;
+using namespace kestrabel::test;
 
 namespace {
 
-struct Headers {
-    std::vector<uint8_t> identification;
-    std::vector<uint8_t> comment;
-};
+Bytes headerOf(const char *fixture, size_t which) { return readOggLayout(fixturePath(fixture)).streams.at(0).packets.at(which); }
 
-Headers headersOf(const std::string &fixture)
+ogg_packet packetOf(Bytes &bytes, bool first = false)
 {
-    test::OggLayout layout = test::readOggLayout(test::fixturePath(fixture));
-    const auto &packets = layout.streams.at(0).packets;
-    return {packets.at(0), packets.at(1)};
+    ogg_packet packet{};
+    packet.packet = bytes.data();
+    packet.bytes = static_cast<long>(bytes.size());
+    packet.b_o_s = first;
+    packet.packetno = first ? 0 : 1;
+    return packet;
 }
 
-// An identification header read, as it always is before the comment header.
-class ReaderState {
-public:
-    explicit ReaderState(std::vector<uint8_t> identification)
+// The states after the identification header, as they always are before the comment header
+// (without it when bare).
+struct ReaderState {
+    explicit ReaderState(bool bare = false)
     {
         vorbis_info_init(&info);
         vorbis_comment_init(&comment);
+        Bytes identification = headerOf("vorbis-tagged.ogg", 0);
         ogg_packet packet = packetOf(identification, true);
-        ready = vorbis_synthesis_headerin(&info, &comment, &packet) == 0;
+        EXPECT_TRUE(bare || vorbis_synthesis_headerin(&info, &comment, &packet) == 0);
     }
     ~ReaderState()
     {
         vorbis_comment_clear(&comment);
         vorbis_info_clear(&info);
     }
-    static ogg_packet packetOf(std::vector<uint8_t> &bytes, bool first = false)
+    // The status, the vendor, then each entry with its stored length.
+    std::string read(Bytes bytes, bool ours)
     {
-        ogg_packet packet{};
-        packet.packet = bytes.data();
-        packet.bytes = static_cast<long>(bytes.size());
-        packet.b_o_s = first;
-        packet.packetno = first ? 0 : 1;
-        return packet;
-    }
-    // The comments as one text: vendor, then each entry with its stored length.
-    std::string dump() const
-    {
-        std::string out = comment.vendor ? std::string("vendor:") + comment.vendor : std::string("no vendor");
+        ogg_packet packet = packetOf(bytes);
+        int status = ours ? ogg::readHeaderPacket(&info, &comment, &packet) : vorbis_synthesis_headerin(&info, &comment, &packet);
+        std::string out = std::to_string(status) + (comment.vendor ? std::string(" vendor:") + comment.vendor : std::string(" no vendor"));
         for (int i = 0; i < comment.comments; ++i)
-            out += "\n" + std::to_string(comment.comment_lengths[i]) + ":" +
-                   std::string(comment.user_comments[i], static_cast<size_t>(comment.comment_lengths[i]));
+            out += "\n" + std::to_string(comment.comment_lengths[i]) + ":" + std::string(comment.user_comments[i], size_t(comment.comment_lengths[i]));
         return out;
     }
-
     vorbis_info info;
     vorbis_comment comment;
-    bool ready = false;
 };
 
-struct Outcome {
-    int status;
-    std::string comments;
-    bool operator==(const Outcome &) const = default;
-};
+std::string throughOurs(const Bytes &bytes) { return ReaderState().read(bytes, true); }
+std::string throughLibvorbis(const Bytes &bytes) { return ReaderState().read(bytes, false); }
 
-Outcome throughLibvorbis(const Headers &headers, std::vector<uint8_t> bytes)
-{
-    ReaderState state(headers.identification);
-    ogg_packet packet = ReaderState::packetOf(bytes);
-    int status = vorbis_synthesis_headerin(&state.info, &state.comment, &packet);
-    return {status, state.dump()};
-}
-
-Outcome throughOurs(const Headers &headers, std::vector<uint8_t> bytes)
-{
-    ReaderState state(headers.identification);
-    ogg_packet packet = ReaderState::packetOf(bytes);
-    int status = ogg::readHeaderPacket(&state.info, &state.comment, &packet);
-    return {status, state.dump()};
-}
-
-void put32(std::vector<uint8_t> &bytes, size_t at, uint32_t value)
+void put32(Bytes &bytes, size_t at, uint32_t value)
 {
     for (int i = 0; i < 4; ++i)
         bytes.at(at + i) = static_cast<uint8_t>(value >> (8 * i));
 }
 
 // A comment header built by hand: vendor, entries, framing byte.
-std::vector<uint8_t> commentPacket(const std::string &vendor, const std::vector<std::string> &entries, uint8_t framing = 1)
+Bytes commentPacket(const std::string &vendor, const std::vector<std::string> &entries, uint8_t framing = 1)
 {
-    std::vector<uint8_t> bytes = {3, 'v', 'o', 'r', 'b', 'i', 's'};
-    auto text = [&](const std::string &s) {
+    Bytes bytes = {3, 'v', 'o', 'r', 'b', 'i', 's'};
+    auto put = [&](uint32_t length, const std::string &text) {
         bytes.resize(bytes.size() + 4);
-        put32(bytes, bytes.size() - 4, static_cast<uint32_t>(s.size()));
-        bytes.insert(bytes.end(), s.begin(), s.end());
+        put32(bytes, bytes.size() - 4, length);
+        bytes.insert(bytes.end(), text.begin(), text.end());
     };
-    text(vendor);
-    bytes.resize(bytes.size() + 4);
-    put32(bytes, bytes.size() - 4, static_cast<uint32_t>(entries.size()));
+    put(uint32_t(vendor.size()), vendor);
+    put(uint32_t(entries.size()), "");
     for (const std::string &entry : entries)
-        text(entry);
+        put(uint32_t(entry.size()), entry);
     bytes.push_back(framing);
     return bytes;
 }
@@ -117,8 +87,7 @@ std::vector<uint8_t> commentPacket(const std::string &vendor, const std::vector<
 // other bits beside the framing bit, bytes after the framing byte.
 TEST(VorbisCommentPacket, ValidPacketsTakeTheFastPathAndMatchLibvorbis)
 {
-    Headers headers = headersOf("vorbis-tagged.ogg");
-    std::vector<std::vector<uint8_t>> packets = {
+    std::vector<Bytes> packets = {
         commentPacket("", {}),
         commentPacket("vendor", {"", "=", "NOEQUALS", std::string("TITLE=a\0b", 9), std::string(70000, 'x')}),
         commentPacket(std::string("ven\0dor", 7), {"A=1"}),
@@ -127,72 +96,48 @@ TEST(VorbisCommentPacket, ValidPacketsTakeTheFastPathAndMatchLibvorbis)
     };
     packets.back().insert(packets.back().end(), {9, 9, 9});
     for (const char *fixture : {"vorbis-tagged.ogg", "vorbis-no-comments.ogg", "vorbis-aliases.ogg", "vorbis-ffmpeg.ogg", "vorbis-discc-before-disc.ogg"})
-        packets.push_back(headersOf(fixture).comment);
+        packets.push_back(headerOf(fixture, 1));
     for (size_t i = 0; i < packets.size(); ++i) {
         SCOPED_TRACE(i);
-        ReaderState state(headers.identification);
-        ASSERT_TRUE(state.ready);
-        std::vector<uint8_t> copy = packets[i];
-        ogg_packet packet = ReaderState::packetOf(copy);
-        EXPECT_TRUE(ogg::readCommentPacket(state.info, &state.comment, packet)) << "a valid comment header must not need libvorbis";
-        EXPECT_EQ(throughOurs(headers, packets[i]), throughLibvorbis(headers, packets[i]));
+        ReaderState state;
+        Bytes copy = packets[i];
+        EXPECT_TRUE(ogg::readCommentPacket(state.info, &state.comment, packetOf(copy))) << "a valid comment header must not need libvorbis";
+        EXPECT_EQ(throughOurs(packets[i]), throughLibvorbis(packets[i]));
     }
 }
 
+// Every truncation (the framing byte's loss included), the framing bit clear or another bit
+// set instead, odd lengths at the vendor length, the count and the first entry's length, the
+// wrong packet type or magic, and random bit flips.
 TEST(VorbisCommentPacket, DamagedPacketsGetLibvorbisAnswer)
 {
-    Headers headers = headersOf("vorbis-tagged.ogg");
-    std::vector<uint8_t> base = commentPacket("Xiph.Org libVorbis", {"TITLE=Damage", "ARTIST=Someone", "EMPTY="});
-    std::vector<std::vector<uint8_t>> damaged;
-    for (size_t length = 0; length < base.size(); ++length) // every truncation, the framing byte's loss included
+    Bytes base = commentPacket("Xiph.Org libVorbis", {"TITLE=Damage", "ARTIST=Someone", "EMPTY="});
+    std::vector<Bytes> damaged = {commentPacket("v", {"A=1"}, 0), commentPacket("v", {"A=1"}, 2), base, base};
+    damaged[2][0] = 5;
+    damaged[3][3] = 'X';
+    for (size_t length = 0; length < base.size(); ++length)
         damaged.emplace_back(base.begin(), base.begin() + static_cast<long>(length));
-    damaged.push_back(commentPacket("v", {"A=1"}, 0));                          // framing bit clear
-    damaged.push_back(commentPacket("v", {"A=1"}, 2));                          // another bit set, not the framing bit
-    for (uint32_t value : {0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu, 1000u, 3u, 2u}) {
-        for (size_t at : {size_t(7), size_t(7 + 4 + 18), size_t(7 + 4 + 18 + 4)}) { // vendor length, count, first entry length
-            std::vector<uint8_t> p = base;
-            put32(p, at, value);
-            damaged.push_back(p);
-        }
-    }
-    std::vector<uint8_t> wrongType = base;
-    wrongType[0] = 5;
-    damaged.push_back(wrongType);
-    std::vector<uint8_t> wrongMagic = base;
-    wrongMagic[3] = 'X';
-    damaged.push_back(wrongMagic);
+    for (uint32_t value : {0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu, 1000u, 3u, 2u})
+        for (size_t at : {size_t(7), size_t(7 + 4 + 18), size_t(7 + 4 + 18 + 4)})
+            put32(damaged.emplace_back(base), at, value);
     std::mt19937 random(20261121);
     for (int round = 0; round < 2000; ++round) {
-        std::vector<uint8_t> p = base;
+        Bytes &p = damaged.emplace_back(base);
         for (int flips = 1 + round % 3; flips > 0; --flips)
             p[random() % p.size()] ^= static_cast<uint8_t>(1u << (random() % 8));
-        damaged.push_back(p);
     }
-    for (size_t i = 0; i < damaged.size(); ++i) {
-        SCOPED_TRACE(i);
-        EXPECT_EQ(throughOurs(headers, damaged[i]), throughLibvorbis(headers, damaged[i]));
-    }
+    for (size_t i = 0; i < damaged.size(); ++i)
+        EXPECT_EQ(throughOurs(damaged[i]), throughLibvorbis(damaged[i])) << "packet " << i;
 }
 
 TEST(VorbisCommentPacket, RefusedOutOfOrderAsLibvorbisDoes)
 {
-    Headers headers = headersOf("vorbis-tagged.ogg");
-    // Before the identification header.
-    vorbis_info info;
-    vorbis_comment comment;
-    vorbis_info_init(&info);
-    vorbis_comment_init(&comment);
-    std::vector<uint8_t> bytes = headers.comment;
-    ogg_packet packet = ReaderState::packetOf(bytes);
-    EXPECT_FALSE(ogg::readCommentPacket(info, &comment, packet));
-    EXPECT_EQ(ogg::readHeaderPacket(&info, &comment, &packet), vorbis_synthesis_headerin(&info, &comment, &packet));
-    vorbis_comment_clear(&comment);
-    vorbis_info_clear(&info);
-    // A second comment header.
-    ReaderState state(headers.identification);
-    ogg_packet first = ReaderState::packetOf(bytes);
-    ASSERT_EQ(ogg::readHeaderPacket(&state.info, &state.comment, &first), 0);
-    std::string before = state.dump();
-    EXPECT_FALSE(ogg::readCommentPacket(state.info, &state.comment, first));
-    EXPECT_EQ(state.dump(), before);
+    Bytes comment = headerOf("vorbis-tagged.ogg", 1);
+    ReaderState bare(true), second;
+    EXPECT_FALSE(ogg::readCommentPacket(bare.info, &bare.comment, packetOf(comment))) << "before the identification header";
+    EXPECT_EQ(ReaderState(true).read(comment, true), ReaderState(true).read(comment, false));
+    std::string once = second.read(comment, true);
+    EXPECT_FALSE(ogg::readCommentPacket(second.info, &second.comment, packetOf(comment))) << "a second comment header";
+    auto comments = [](const std::string &outcome) { return outcome.substr(outcome.find(' ')); };
+    EXPECT_EQ(comments(second.read({}, false)), comments(once)) << "the comments stay";
 }
