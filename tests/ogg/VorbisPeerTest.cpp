@@ -95,11 +95,10 @@ std::string unchangedPart(const std::string &view)
     return kept;
 }
 
-std::string replaceAll(std::string text, const std::string &from, const std::string &to)
+// Each placeholder stands once in a command.
+std::string put(std::string text, const std::string &from, const std::string &to)
 {
-    for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
-        text.replace(at, from.size(), to);
-    return text;
+    return text.find(from) == std::string::npos ? text : text.replace(text.find(from), from.size(), to);
 }
 
 std::string problems(const Row &row, const std::string &before, MediaFileFlags flags)
@@ -116,7 +115,7 @@ std::string problems(const Row &row, const std::string &before, MediaFileFlags f
             add("save status " + std::to_string(status));
     }
     for (const std::string &command : row.commands) {
-        std::string line = replaceAll(replaceAll(replaceAll(command, "%m", kMutagen), "{cli}", shellQuote(cliPath())), "{}", shellQuote(path)), output;
+        std::string line = put(put(put(command, "%m", kMutagen), "{cli}", shellQuote(cliPath())), "{}", shellQuote(path)), output;
         if (int status = runCommand(line, &output, true))
             add("command status " + std::to_string(status) + ": " + output);
     }

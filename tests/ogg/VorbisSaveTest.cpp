@@ -44,8 +44,6 @@ const SaveRow kSaves[] = {
     {"vorbis-multiplexed.ogg", {{kMediaFileDataIDTitle, "Main, renamed"}}},
     {"vorbis-bad-crc-page.ogg", {{kMediaFileDataIDTitle, "Mended"}}},
     {"opus-tagged.opus", {{kMediaFileDataIDTitle, "Neuer Titel"}}, 0, "title"},
-    {"opus-tagged.opus", {{kMediaFileDataIDTrackNumber, "9"}}, 0, "track"},
-    {"opus-ffmpeg.opus", {{kMediaFileDataIDYear, "2024"}}, 0, "year"},
     {"opus-ffmpeg.opus", {{kMediaFileDataIDAlbum, kVeryLong}}, 0, "album"},
     {"opus-mono-in-ogg.ogg", {{kMediaFileDataIDComposer, "Someone"}}, 0, "composer"},
     {"flac-tagged.flac", {{kMediaFileDataIDTitle, "Longer Hours Than Before"}, {kMediaFileDataIDGenre, "Électronique"}}, 0, "TITLE", 1},
@@ -69,22 +67,6 @@ std::string valuesOf(const std::string &path, const Edits &edits)
     return text;
 }
 
-// The serials of the pages up to the first that begins no stream, and of the last page.
-std::vector<int> pageOrder(const std::string &path)
-{
-    Bytes b = readFile(path);
-    std::vector<int> order;
-    for (size_t at = 0, next; at + 27 <= b.size() && (b[at + 5] & 2); at = next) {
-        order.push_back(b[at + 14] | b[at + 15] << 8 | b[at + 16] << 16 | b[at + 17] << 24);
-        next = at + 27 + b[at + 26];
-        for (int i = 0; i < b[at + 26]; ++i)
-            next += b[at + 27 + i];
-    }
-    OggLayout layout = readOggLayout(path);
-    order.push_back(layout.streams.empty() ? -1 : layout.streams.back().serial);
-    return order;
-}
-
 class VorbisSave : public ::testing::TestWithParam<SaveRow> {};
 
 TEST_P(VorbisSave, KeepsTheAudioAndTheStreamsOrder)
@@ -99,9 +81,9 @@ TEST_P(VorbisSave, KeepsTheAudioAndTheStreamsOrder)
     const OggLayout before = readOggLayout(path);
     const FlacLayout flacBefore = readFlacLayout(path);
     const std::string md5 = decodedMd5(path), others = valuesOf(path, row.edits), validity = validatorProblems(path);
-    const std::vector<int> order = flac ? std::vector<int>{} : pageOrder(path);
     struct stat st {};
     stat(path.c_str(), &st);
+    const ino_t inode = st.st_ino;
     {
         OpenFile file(path);
         ASSERT_EQ(file.status(), 0);
@@ -115,11 +97,8 @@ TEST_P(VorbisSave, KeepsTheAudioAndTheStreamsOrder)
     EXPECT_EQ(valuesOf(path, row.edits), others) << "the values not edited";
     EXPECT_EQ(decodedMd5(path), md5) << "the decoded audio";
     EXPECT_EQ(validatorProblems(path), before.brokenPages ? "" : validity);
-    ino_t inode = st.st_ino;
     stat(path.c_str(), &st);
-    if (row.sameFile >= 0) {
-        EXPECT_EQ(st.st_ino == inode, row.sameFile == 1) << "the inode";
-    }
+    EXPECT_TRUE(row.sameFile < 0 || (st.st_ino == inode) == (row.sameFile == 1)) << "the inode";
     if (row.ffprobeKey) {
         std::vector<std::string> tag = toolLines("ffprobe -v error -show_entries stream_tags=" + std::string(row.ffprobeKey) + ":format_tags=" +
                                                  row.ffprobeKey + " -of default=nw=1:nk=1 " + shellQuote(path));
@@ -129,17 +108,13 @@ TEST_P(VorbisSave, KeepsTheAudioAndTheStreamsOrder)
         FlacLayout after = readFlacLayout(path);
         EXPECT_EQ(after.audio, flacBefore.audio) << "the audio frames";
         EXPECT_EQ(after.types().at(0), 0) << "STREAMINFO first";
-        if (!row.flacTypes.empty()) {
-            EXPECT_EQ(after.types(), row.flacTypes);
-        }
-        if (!row.flacComments.empty()) {
-            EXPECT_EQ(after.comments(), row.flacComments);
-        }
+        EXPECT_TRUE(row.flacTypes.empty() || after.types() == row.flacTypes) << "the block types";
+        EXPECT_TRUE(row.flacComments.empty() || after.comments() == row.flacComments) << "the comment block";
         return;
     }
     const OggLayout after = readOggLayout(path);
     EXPECT_EQ(after.brokenPages, 0);
-    EXPECT_EQ(pageOrder(path), order) << "the first pages and the last page's stream";
+    EXPECT_EQ(std::pair(after.firstPages, after.lastSerial), std::pair(before.firstPages, before.lastSerial)) << "the streams' order";
     ASSERT_EQ(after.streams.size(), before.streams.size());
     for (size_t i = 1; i < after.streams.size(); ++i)
         EXPECT_EQ(after.streams[i].pageBytes, before.streams[i].pageBytes) << "the other stream " << i;

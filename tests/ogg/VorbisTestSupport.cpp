@@ -43,12 +43,16 @@ OggLayout readOggLayout(const std::string &path)
     std::map<int, std::unique_ptr<StreamReader>> readers;
     std::map<int, size_t> index;
     ogg_page page;
+    size_t pages = 0;
     for (int result; (result = ogg_sync_pageout(&sync, &page)) != 0;) {
         if (result < 0) {
             ++layout.brokenPages;
             continue;
         }
-        int serial = ogg_page_serialno(&page);
+        int serial = layout.lastSerial = ogg_page_serialno(&page);
+        if (ogg_page_bos(&page) && layout.firstPages.size() == pages)
+            layout.firstPages.push_back(serial);
+        ++pages;
         if (!readers.count(serial)) {
             readers[serial] = std::make_unique<StreamReader>(serial);
             index[serial] = layout.streams.size();
@@ -104,14 +108,6 @@ std::string vorbisGranuleProblems(const OggStream &stream)
     return problems;
 }
 
-std::vector<int> FlacLayout::types() const
-{
-    std::vector<int> out;
-    for (const auto &block : blocks)
-        out.push_back(block.first);
-    return out;
-}
-
 std::vector<std::string> FlacLayout::comments() const
 {
     for (const auto &[type, b] : blocks) {
@@ -163,9 +159,8 @@ std::vector<std::string> toolLines(const std::string &command)
 
 std::string validatorProblems(const std::string &path)
 {
-    bool flac = readFile(path).size() >= 4 && readFlacLayout(path).valid;
     std::string output;
-    int status = runCommand((flac ? "flac -s -t " : "ogginfo ") + shellQuote(path), &output, true);
+    int status = runCommand((readFlacLayout(path).valid ? "flac -s -t " : "ogginfo ") + shellQuote(path), &output, true);
     std::string problems;
     std::istringstream in(output);
     for (std::string line; std::getline(in, line);)

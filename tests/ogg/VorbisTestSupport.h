@@ -5,6 +5,7 @@
 
 #include "TestSupport.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -24,6 +25,8 @@ struct OggStream {
 
 struct OggLayout {
     std::vector<OggStream> streams; // in the order their first pages appear
+    std::vector<int> firstPages;     // the serials of the pages before the first that begins no stream
+    int lastSerial = -1;             // of the file's last page
     int brokenPages = 0;
 };
 
@@ -38,7 +41,12 @@ struct FlacLayout {
     bool valid = false;
     std::vector<std::pair<int, Bytes>> blocks; // type, body
     Bytes audio;                               // everything after the last metadata block
-    std::vector<int> types() const;
+    std::vector<int> types() const
+    {
+        std::vector<int> out;
+        std::transform(blocks.begin(), blocks.end(), std::back_inserter(out), [](const auto &block) { return block.first; });
+        return out;
+    }
     std::vector<std::string> comments() const; // the entries of the first VORBIS_COMMENT block
 };
 
