@@ -42,11 +42,7 @@ Bytes expectedAfter(const Bytes &original, std::vector<Replacement> edits)
     return out;
 }
 
-struct stat statOf(const std::string &path)
-{
-    struct stat st {};
-    return stat(path.c_str(), &st), st;
-}
+struct stat statOf(const std::string &path) { struct stat st {}; return stat(path.c_str(), &st), st; }
 
 size_t entriesIn(const std::filesystem::path &folder) { return size_t(std::distance(std::filesystem::directory_iterator(folder), {})); }
 
@@ -72,13 +68,9 @@ const SaveRow kSaves[] = {
 };
 
 int gCallsBeforeFailure = -1;
-bool gTorn = false;
+bool gTorn = false; // a torn write: the first half of the bytes reach the disk
 bool shouldFail() { return gCallsBeforeFailure-- == 0; }
-ssize_t failingPwrite(int fd, const void *b, size_t n, off_t o)
-{
-    // A torn write: the first half of the bytes reach the disk.
-    return !shouldFail() ? ::pwrite(fd, b, n, o) : ((void)(gTorn && ::pwrite(fd, b, n / 2, o)), errno = EIO, -1);
-}
+ssize_t failingPwrite(int fd, const void *b, size_t n, off_t o) { return !shouldFail() ? ::pwrite(fd, b, n, o) : ((void)(gTorn && ::pwrite(fd, b, n / 2, o)), errno = EIO, -1); }
 int failingFsync(int fd) { return shouldFail() ? (errno = EIO, -1) : ::fsync(fd); }
 int failingRename(const char *a, const char *b) { return shouldFail() ? (errno = EIO, -1) : ::rename(a, b); }
 ssize_t failingCopy(int in, off_t *io, int out, off_t *oo, size_t n, unsigned f) { return shouldFail() ? (errno = EIO, -1) : ::copy_file_range(in, io, out, oo, n, f); }
@@ -149,11 +141,10 @@ TEST(Saver, RefusesBadEditsAndReplacesWholeFiles)
 {
     test::TempDir dir;
     std::string path = dir.file("song.bin");
-    Bytes original = sequence(300000);
-    test::writeFile(path, original);
+    test::writeFile(path, sequence(300000));
     EXPECT_EQ(saveReplacements(path, {{10, 10, {}}, {15, 1, {}}}, 0), kMediaFileErrParam) << "overlapping";
     EXPECT_EQ(saveReplacements(path, {{299999, 2, {}}}, 0), kMediaFileErrParam) << "past the end";
-    EXPECT_EQ(test::readFile(path), original);
+    EXPECT_EQ(test::readFile(path), sequence(300000));
     EXPECT_EQ(saveReplacements(dir.file("missing"), {{0, 0, {1}}}, 0), ENOENT);
     ASSERT_EQ(saveWholeFile(path, {1, 2, 3}), 0);
     EXPECT_EQ(test::readFile(path), (Bytes{1, 2, 3}));
