@@ -71,6 +71,8 @@ int gCallsBeforeFailure = -1;
 bool gTorn = false; // a torn write: the first half of the bytes reach the disk
 bool shouldFail() { return gCallsBeforeFailure-- == 0; }
 ssize_t failingPwrite(int fd, const void *b, size_t n, off_t o) { return !shouldFail() ? ::pwrite(fd, b, n, o) : ((void)(gTorn && ::pwrite(fd, b, n / 2, o)), errno = EIO, -1); }
+int gFilesSynced = 0;
+int countingFsync(int fd) { struct stat st {}; return gFilesSynced += fstat(fd, &st) == 0 && S_ISREG(st.st_mode), ::fsync(fd); }
 int failingFsync(int fd) { return shouldFail() ? (errno = EIO, -1) : ::fsync(fd); }
 int failingRename(const char *a, const char *b) { return shouldFail() ? (errno = EIO, -1) : ::rename(a, b); }
 ssize_t failingCopy(int in, off_t *io, int out, off_t *oo, size_t n, unsigned f) { return shouldFail() ? (errno = EIO, -1) : ::copy_file_range(in, io, out, oo, n, f); }
@@ -91,9 +93,13 @@ TEST(Saver, EveryRowGivesTheEditedBytesKeepingTheFilesAttributes)
         bool root = geteuid() == 0 && chown(path.c_str(), 65534, 65534) == 0;
         ASSERT_TRUE(!row.hardLink || ::link(path.c_str(), link.c_str()) == 0);
         ino_t inode = statOf(path).st_ino;
+        gFilesSynced = 0;
+        fileOps().fsync = countingFsync;
         ASSERT_EQ(saveReplacements(path, row.edits, row.flags), 0);
+        resetFileOps();
         struct stat st = statOf(path);
         EXPECT_EQ(st.st_ino == inode, row.sameFile);
+        EXPECT_TRUE(row.sameFile || gFilesSynced > 0) << "the new file reaches the disk before it takes the old one's place";
         EXPECT_EQ(test::readFile(path), expectedAfter(original, row.edits));
         EXPECT_TRUE(!row.hardLink || test::readFile(link) == test::readFile(path)) << "a rename would split the hard links";
         EXPECT_EQ(st.st_mode & 07777, 0640u);

@@ -55,7 +55,6 @@ TEST(Text, LineEndingsUtf8RepairAndZlib)
     EXPECT_EQ(convertLineEndings("a\nb\r\nc\rd", 1), "a\r\nb\r\nc\rd");
     EXPECT_EQ(convertLineEndings("a\nb\r\nc\rd", 2), "a\r\nb\r\nc\r\nd");
     EXPECT_EQ(convertLineEndings("a\r\nb\r\n\n", 3), "a\nb\n\n");
-    EXPECT_EQ(convertLineEndings("x\ny", 9), "x\ny");
     EXPECT_TRUE(isValidUtf8("plain \xC3\xA9"));
     EXPECT_FALSE(isValidUtf8("bad \xFF"));
     EXPECT_EQ(sanitizeUtf8("a\xFF" "b"), "a\xEF\xBF\xBD" "b");
