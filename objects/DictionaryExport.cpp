@@ -205,9 +205,8 @@ MediaFileStatus MediaFileWrapper::setMediaFileDataFromDictionaryRepresentation(
         QImage image = imageFromArtworkData(artwork.toByteArray());
         if (image.isNull())
             refuse(kMediaFileDataIDArtwork, kMediaFileErrBadFormat, false);
-        else
-            refuse(kMediaFileDataIDArtwork, setMediaFileArtworkImage(image, kMediaFileDataIDArtwork, true),
-                   MediaFileGetData(_mediaFileRef, kMediaFileDataIDArtwork, nullptr, nullptr) == kMediaFileNoErr);
+        else if (MediaFileStatus status = setMediaFileArtworkImage(image, kMediaFileDataIDArtwork, true))
+            refuse(kMediaFileDataIDArtwork, status, false);
     }
     return kMediaFileNoErr;
 }
