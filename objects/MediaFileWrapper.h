@@ -80,7 +80,8 @@ public:
     // A null image removes the artwork only when the flag is set, and otherwise returns 0.
     MediaFileStatus setMediaFileArtworkImage(const QImage &image, MediaFileDataID artworkDataID,
                                              bool deleteExistingIfCantOpenImage);
-    // Writes the Cover Art bytes exactly as stored in the tag.
+    // Writes the Cover Art bytes exactly as stored in the tag, atomically; an existing path that is
+    // not a regular file is refused with kMediaFileErrBadPath, and a symbolic link is written through.
     MediaFileStatus createSeparateArtworkFileForMediaFileAtFullPath(const QString &path) const;
     // The full path written, or a null string.
     QString createTempFileOfArtworkAtFolderPath(const QString &folderPath, const QString &name) const;
