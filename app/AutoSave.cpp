@@ -1,5 +1,6 @@
 #include "AutoSave.h"
 
+#include "ArtworkImage.h"
 #include "Controls.h"
 #include "GenreComboBox.h"
 #include "Preferences.h"
@@ -10,6 +11,7 @@
 #include <QBuffer>
 #include <QComboBox>
 #include <QHash>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMetaProperty>
@@ -205,10 +207,10 @@ bool restoreAutoSaveObject(QWidget *control, const QVariant &value)
         const QByteArray bytes = value.toByteArray();
         if (bytes.isEmpty())
             return true;
-        QPixmap pixmap;
-        if (!pixmap.loadFromData(bytes))
+        const QImage image = imageFromArtworkData(bytes);
+        if (image.isNull())
             return false;
-        imageView->setPixmap(pixmap);
+        imageView->setPixmap(QPixmap::fromImage(image));
         return true;
     }
     if (qobject_cast<QAbstractSlider *>(control) || qobject_cast<QAbstractSpinBox *>(control) ||

@@ -5,6 +5,7 @@
 #include "Images.h"
 #include "RatingControl.h"
 
+#include "ArtworkImage.h"
 #include "FieldEditingMonitor.h"
 #include "MediaFileWrapper.h"
 #include "PlayerWorker.h"
@@ -213,9 +214,10 @@ void ControlWindowController::fillTrackChoosers(const QString &title, const QStr
 
 void ControlWindowController::showArtwork(const QByteArray &artwork)
 {
+    // Through the object layer's reader: its size limit, and no image library chatter.
     QImage picture;
     if (!artwork.isNull())
-        picture.loadFromData(artwork);
+        picture = imageFromArtworkData(artwork);
     if (!picture.isNull()) {
         const qreal ratio = _imageView->devicePixelRatioF();
         QPixmap pixmap = QPixmap::fromImage(picture.scaled(_imageView->size() * ratio, Qt::KeepAspectRatio,

@@ -76,7 +76,7 @@ std::string unprintableText(const QString &key)
 {
     return "not written: the value of " + key.toStdString() +
            " holds a character an XML property list cannot hold (a control character): " +
-           statusText(kMediaFileErrBadFormat);
+           statusText(kMediaFileErrBadFormat, "a value that cannot be printed");
 }
 
 int exportArchive(const std::vector<std::string> &arguments, const BatchOptions &batch, const std::string &archivePath,

@@ -30,6 +30,8 @@ refused; one without a marker is taken.
                      Without it only empty values are filled in, and the cover
                      art is never touched. Empty exported texts never erase.
                      The exported file names never rename a file.
+                     A value the file cannot hold is named with its status
+                     and makes the exit status 1; the others are saved.
   -n, --dry-run      print, per file, each value that would change
                      (old -> new) and write nothing
   --force            save a file whose tag could not be read whole, although
@@ -173,10 +175,17 @@ int runImport(const Args &args)
         std::vector<Entry> before;
         if (dryRun.on)
             before = valuesForDryRun(wrapper->mediaFileRef());
-        status = wrapper->setMediaFileDataFromDictionaryRepresentation(dictionary, overwrite);
+        std::vector<ImportRefusal> refusals;
+        status = wrapper->setMediaFileDataFromDictionaryRepresentation(dictionary, overwrite, &refusals);
         if (status != kMediaFileNoErr) {
             addError(&result, path + ": " + plistPath + " cannot be applied: " + statusText(status));
             return result;
+        }
+        // An import carries many values, some of which another kind may have no place for: the
+        // others are saved, and each one that is not stored is named.
+        for (const ImportRefusal &refusal : refusals) {
+            const MediaFileDataIDInfo *info = MediaFileGetDataIDInfo(refusal.dataID);
+            addError(&result, path + ": " + (info ? info->constantName : "?") + ": not stored: " + statusText(refusal.status));
         }
         if (dryRun.on) {
             result.out = dryRunReport(path, wrapper->mediaFileRef(), before);

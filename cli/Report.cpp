@@ -44,6 +44,11 @@ std::string statusText(MediaFileStatus status)
     return std::string(MediaFileGetStatusName(status)) + " (" + std::to_string(status) + "): " + MediaFileGetStatusMessage(status);
 }
 
+std::string statusText(MediaFileStatus status, const char *cause)
+{
+    return std::string(MediaFileGetStatusName(status)) + " (" + std::to_string(status) + "): " + cause;
+}
+
 namespace {
 
 const char *fileTypeName(mode_t mode)

@@ -43,6 +43,8 @@ std::string describeBytes(const uint8_t *bytes, size_t length);
 std::string groupDigits(uint64_t value);
 // "kMediaFileErrCantOpen (-6755): the file cannot be opened"
 std::string statusText(MediaFileStatus status);
+// The same with the cause in this situation, where the status's own text is a general one.
+std::string statusText(MediaFileStatus status, const char *cause);
 // statusText of a failed open, with the system's reason when the status does not carry it:
 // "kMediaFileErrCantOpen (-6755): the file cannot be opened: No such file or directory",
 // "…: not a regular file (a FIFO)".

@@ -4,8 +4,11 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QImageReader>
+#include <QLoggingCategory>
 #include <QPainter>
 
+#include <cstring>
+#include <mutex>
 #include <new>
 
 namespace kestrabel {
@@ -23,8 +26,27 @@ struct DecodedImage {
     bool tooLarge = false;
 };
 
+QLoggingCategory::CategoryFilter previousFilter = nullptr;
+
+// Qt's image readers, and libpng and libjpeg through them, report on their own lines what they
+// forgive ("libpng warning: tEXt: CRC error"); the callers say in their own words what went
+// wrong, so those readers' categories keep only their critical messages. Every other category
+// is left to the filter installed before.
+void quietImageReaders(QLoggingCategory *category)
+{
+    if (previousFilter)
+        previousFilter(category);
+    if (std::strncmp(category->categoryName(), "qt.gui.imageio", 14) == 0) {
+        category->setEnabled(QtDebugMsg, false);
+        category->setEnabled(QtInfoMsg, false);
+        category->setEnabled(QtWarningMsg, false);
+    }
+}
+
 DecodedImage decode(const QByteArray &bytes)
 {
+    static std::once_flag quiet;
+    std::call_once(quiet, [] { previousFilter = QLoggingCategory::installFilter(quietImageReaders); });
     if (QImageReader::allocationLimit() < kAllocationLimitMB)
         QImageReader::setAllocationLimit(kAllocationLimitMB);
     QByteArray copy = bytes; // QBuffer wants a non-const array; the copy shares the data

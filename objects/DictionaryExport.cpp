@@ -156,7 +156,7 @@ MediaFileStatus MediaFileWrapper::saveDictionaryRepresentation(bool overwriteIfE
 }
 
 MediaFileStatus MediaFileWrapper::setMediaFileDataFromDictionaryRepresentation(
-    const std::optional<QVariantMap> &dictionary, bool overwriteExistingData)
+    const std::optional<QVariantMap> &dictionary, bool overwriteExistingData, std::vector<ImportRefusal> *refusals)
 {
     if (!dictionary)
         return kMediaFileErrParam;
@@ -167,24 +167,46 @@ MediaFileStatus MediaFileWrapper::setMediaFileDataFromDictionaryRepresentation(
                                         marker->toString() != QLatin1String(kMediaFileDataExportMarker)))
         return kMediaFileErrBadFormat;
 
+    // A handler may take a value it has no place for without a word, or refuse one it already
+    // holds (an Ogg vendor string); reading it back tells.
+    auto refuse = [&](MediaFileDataID dataID, MediaFileStatus status, bool readsBack) {
+        if (refusals && !readsBack)
+            refusals->push_back({dataID, status != kMediaFileNoErr ? status : kMediaFileErrUnsupported});
+    };
     // Single fields that fail are skipped; the others are still applied.
     for (const ExportKey &key : kExportTextKeys) {
         if (!isImportedTextKey(key))
             continue;
         QVariant value = values.value(QString::fromLatin1(key.name));
-        if (value.typeId() == QMetaType::QString)
-            setMediaFileString(value.toString(), key.dataID, overwriteExistingData);
+        if (value.typeId() != QMetaType::QString || value.toString().isEmpty())
+            continue;
+        std::optional<QString> existing = mediaFileStringForID(key.dataID);
+        bool kept = !overwriteExistingData && existing && !existing->isEmpty();
+        MediaFileStatus status = setMediaFileString(value.toString(), key.dataID, overwriteExistingData);
+        if (!kept)
+            refuse(key.dataID, status, mediaFileStringForID(key.dataID) == value.toString());
     }
-    for (const ExportKey &key : kExportIntegerKeys)
-        setMediaFileInteger(integerValue(values.value(QString::fromLatin1(key.name))), key.dataID,
-                            overwriteExistingData);
+    for (const ExportKey &key : kExportIntegerKeys) {
+        std::optional<int> number = integerValue(values.value(QString::fromLatin1(key.name)));
+        int32_t existing = 0;
+        MediaFileGetInteger(_mediaFileRef, key.dataID, &existing);
+        bool kept = !overwriteExistingData && existing != 0;
+        MediaFileStatus status = setMediaFileInteger(number, key.dataID, overwriteExistingData);
+        // The export writes 0 for a value the file has not: nothing was asked for.
+        int32_t now = 0;
+        if (!kept && number && *number != 0)
+            refuse(key.dataID, status,
+                   MediaFileGetInteger(_mediaFileRef, key.dataID, &now) == kMediaFileNoErr && now == *number);
+    }
 
     // Artwork is only ever imported with overwriting, even into a file that has none: deliberate.
     QVariant artwork = values.value(QString::fromLatin1(kArtworkExportKey));
     if (overwriteExistingData && artwork.typeId() == QMetaType::QByteArray) {
         QImage image = imageFromArtworkData(artwork.toByteArray());
-        if (!image.isNull())
-            setMediaFileArtworkImage(image, kMediaFileDataIDArtwork, true);
+        if (image.isNull())
+            refuse(kMediaFileDataIDArtwork, kMediaFileErrBadFormat, false);
+        else if (MediaFileStatus status = setMediaFileArtworkImage(image, kMediaFileDataIDArtwork, true))
+            refuse(kMediaFileDataIDArtwork, status, false);
     }
     return kMediaFileNoErr;
 }

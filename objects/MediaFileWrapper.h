@@ -11,8 +11,15 @@
 #include <QVariantMap>
 
 #include <optional>
+#include <vector>
 
 namespace kestrabel {
+
+// A value of an imported dictionary that the file did not take, and why.
+struct ImportRefusal {
+    MediaFileDataID dataID;
+    MediaFileStatus status;
+};
 
 class MediaFileWrapper {
 public:
@@ -73,7 +80,8 @@ public:
     // A null image removes the artwork only when the flag is set, and otherwise returns 0.
     MediaFileStatus setMediaFileArtworkImage(const QImage &image, MediaFileDataID artworkDataID,
                                              bool deleteExistingIfCantOpenImage);
-    // Writes the Cover Art bytes exactly as stored in the tag.
+    // Writes the Cover Art bytes exactly as stored in the tag, atomically; an existing path that is
+    // not a regular file is refused with kMediaFileErrBadPath, and a symbolic link is written through.
     MediaFileStatus createSeparateArtworkFileForMediaFileAtFullPath(const QString &path) const;
     // The full path written, or a null string.
     QString createTempFileOfArtworkAtFolderPath(const QString &folderPath, const QString &name) const;
@@ -85,9 +93,12 @@ public:
                                                        bool saveArtwork) const;
     // Saves beside the media file: a.mp3 -> a.plist.
     MediaFileStatus saveDictionaryRepresentation(bool overwriteIfExists, bool saveArtwork) const;
-    // Applies a dictionary in memory; the caller saves with update().
+    // Applies a dictionary in memory; the caller saves with update(). A value the file refuses
+    // is skipped; with refusals given, each one that was meant to be stored is listed there
+    // (kMediaFileErrUnsupported for a value taken without a word but not read back).
     MediaFileStatus setMediaFileDataFromDictionaryRepresentation(const std::optional<QVariantMap> &dictionary,
-                                                                bool overwriteExistingData);
+                                                                bool overwriteExistingData,
+                                                                std::vector<ImportRefusal> *refusals = nullptr);
     MediaFileStatus setMediaFileDataFromDictionaryRepresentationAtPath(const QString &path,
                                                                       bool overwriteExistingData);
     // An archive keys export dictionaries by "Filename Clean"; this file's entry is applied.

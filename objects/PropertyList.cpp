@@ -10,6 +10,7 @@
 #include <plist/plist.h>
 
 #include <cerrno>
+#include <sys/stat.h>
 #include <cstdlib>
 #include <limits>
 #include <memory>
@@ -336,6 +337,29 @@ MediaFileStatus propertyListBytes(const QVariantMap &root, const QStringList &ke
     return out->isEmpty() ? kMediaFileErrCantCreate : kMediaFileNoErr;
 }
 
+MediaFileStatus writeFileAtomically(const QString &path, const QByteArray &bytes)
+{
+    if (path.isEmpty())
+        return kMediaFileErrBadPath;
+    const QByteArray native = QFile::encodeName(path);
+    QString target = path;
+    struct stat existing {};
+    if (::stat(native.constData(), &existing) == 0) {
+        // A rename over a device or a FIFO would put a regular file in its place.
+        if (!S_ISREG(existing.st_mode))
+            return kMediaFileErrBadPath;
+        // QSaveFile would replace a link by a file; the file behind it is the one meant.
+        std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(native.constData(), nullptr), &std::free);
+        if (resolved)
+            target = QFile::decodeName(resolved.get());
+    }
+    QSaveFile file(target);
+    errno = 0;
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
+        return errno > 0 ? MediaFileStatus(errno) : kMediaFileErrWrite;
+    return kMediaFileNoErr;
+}
+
 MediaFileStatus writePropertyListAtomically(const QVariantMap &root, const QString &path, const QStringList &keyOrder)
 {
     if (path.isEmpty())
@@ -343,11 +367,7 @@ MediaFileStatus writePropertyListAtomically(const QVariantMap &root, const QStri
     QByteArray xml;
     if (MediaFileStatus status = propertyListBytes(root, keyOrder, &xml))
         return status;
-    QSaveFile file(path);
-    errno = 0;
-    if (!file.open(QIODevice::WriteOnly) || file.write(xml) != xml.size() || !file.commit())
-        return errno > 0 ? MediaFileStatus(errno) : kMediaFileErrWrite;
-    return kMediaFileNoErr;
+    return writeFileAtomically(path, xml);
 }
 
 } // namespace kestrabel

@@ -40,8 +40,14 @@ MediaFileStatus propertyListBytes(const QVariantMap &root, const QStringList &ke
 
 // Writes a temporary file in the target's folder and renames it over path, so a reader never
 // sees half a file. 0, an errno, kMediaFileErrBadFormat (nothing written) for a text XML
-// cannot hold, or kMediaFileErrCantCreate for a value of a type that cannot be written.
+// cannot hold, or kMediaFileErrCantCreate for a value of a type that cannot be written; the
+// target's rules are those of writeFileAtomically.
 MediaFileStatus writePropertyListAtomically(const QVariantMap &root, const QString &path,
                                             const QStringList &keyOrder = {});
+
+// The same for any bytes. An existing path that is not a regular file (a folder, a device, a
+// FIFO, a socket) is refused with kMediaFileErrBadPath before anything is written; through a
+// symbolic link the file behind it is replaced and the link stays. 0 or an errno otherwise.
+MediaFileStatus writeFileAtomically(const QString &path, const QByteArray &bytes);
 
 } // namespace kestrabel

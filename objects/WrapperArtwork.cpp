@@ -1,13 +1,15 @@
 #include "ArtworkImage.h"
 #include "MediaFileWrapper.h"
+#include "PropertyList.h"
 
 #include <QDir>
-#include <QSaveFile>
+#include <QFile>
 
 #include <cerrno>
 #include <cstdlib>
 #include <limits>
 #include <memory>
+#include <sys/stat.h>
 
 namespace kestrabel {
 
@@ -46,14 +48,14 @@ MediaFileStatus writeArtwork(const MediaFileWrapper &wrapper, const QString &pat
     QByteArray artwork;
     if (MediaFileStatus status = artworkFileBytes(wrapper, &artwork))
         return status;
+    // A path that is no regular file is refused as a bad path, not as a failed write.
+    struct stat existing {};
+    if (::stat(QFile::encodeName(path).constData(), &existing) == 0 && !S_ISREG(existing.st_mode))
+        return kMediaFileErrBadPath;
     // The bytes go out as stored, not re-encoded.
-    QSaveFile file(path);
-    errno = 0;
-    if (!file.open(QIODevice::WriteOnly) || file.write(artwork) != artwork.size() || !file.commit()) {
-        *writeFailed = true;
-        return errno > 0 ? MediaFileStatus(errno) : kMediaFileErrWrite;
-    }
-    return kMediaFileNoErr;
+    MediaFileStatus status = writeFileAtomically(path, artwork);
+    *writeFailed = status != kMediaFileNoErr;
+    return status;
 }
 
 } // namespace

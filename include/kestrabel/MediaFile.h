@@ -207,7 +207,11 @@ enum {
     kMediaFileErrFLACInternalError = -6812,
     kMediaFileErrFLACInvalidCallbacks = -6813,
     kMediaFileErrFLACReadWriteMismatch = -6814,
-    kMediaFileErrFLACWrongWriteCall = -6815
+    kMediaFileErrFLACWrongWriteCall = -6815,
+
+    /* The MP4 handler's own codes, -6821 and below. */
+    kMediaFileErrMP4FragmentOffsets = -6821 /* a movie fragment's offsets cannot be corrected: the
+                                               save would move its audio data, so it is refused */
 };
 
 /*

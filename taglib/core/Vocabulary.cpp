@@ -150,6 +150,8 @@ constexpr StatusName kStatusNames[] = {
     {-6813, "kMediaFileErrFLACInvalidCallbacks", "libFLAC: invalid I/O callbacks"},
     {-6814, "kMediaFileErrFLACReadWriteMismatch", "libFLAC: the chain was read and written by different means"},
     {-6815, "kMediaFileErrFLACWrongWriteCall", "libFLAC: the wrong chain write call for this chain"},
+    {-6821, "kMediaFileErrMP4FragmentOffsets",
+     "a movie fragment's offsets cannot be corrected, so a save that moves the audio is refused"},
 };
 
 constexpr const char *kTypeNames[] = {"Unsupported", "MP3", "MP4", "AIFF", "Ogg", "WMA", "EXIF", "FLAC", "WAVE", "QuickTime"};

@@ -136,11 +136,11 @@ MediaFileStatus planFragmentCorrections(const MP4File &file, const std::string &
         // A segment index counts from its own end: behind moov it moves with what it indexes.
         if (atom->type == kSidx) {
             if (atom->fileOffset < moovOffset)
-                return kMediaFileErrUnsupported;
+                return kMediaFileErrMP4FragmentOffsets;
             continue;
         }
         if (atom->totalSize > kMaxAtomSize)
-            return kMediaFileErrUnsupported;
+            return kMediaFileErrMP4FragmentOffsets;
         std::vector<uint8_t> bytes(static_cast<size_t>(atom->totalSize));
         if (MediaFileStatus status = stream.readAt(atom->fileOffset, bytes))
             return status;
@@ -148,7 +148,7 @@ MediaFileStatus planFragmentCorrections(const MP4File &file, const std::string &
         const bool corrected = atom->type == kMoof ? correctMoof(bytes, atom->headerLength, moovOffset, difference)
                                                    : correctMfra(bytes, atom->headerLength, moovOffset, difference);
         if (!corrected)
-            return kMediaFileErrUnsupported;
+            return kMediaFileErrMP4FragmentOffsets;
         if (bytes != original)
             planned.push_back({atom->fileOffset, atom->totalSize, std::move(bytes)});
     }

@@ -475,6 +475,28 @@ TEST_F(ControlWindow, ArtworkFromATemporaryImageFileGoesIntoTheTrack)
     EXPECT_EQ(controller->setArtworkFromFileAtPath(QStringLiteral("no-such-file.png")), kMediaFileErrBadPath);
 }
 
+// A tag read only in part (a damaged compressed frame) would lose the rest on a save: neither a
+// title edit nor new artwork is saved, and the artwork call answers the reader's status.
+TEST_F(ControlWindow, AFileWhoseTagCouldNotBeReadWholeIsNotSaved)
+{
+    track = folder.filePath(QStringLiteral("damaged.mp3"));
+    ASSERT_TRUE(QFile::copy(QStringLiteral(KESTRABEL_TEST_DATA "/comm-zlib-damaged.mp3"), track));
+    QFile::setPermissions(track, QFile::ReadOwner | QFile::WriteOwner);
+    QFile original(track);
+    ASSERT_TRUE(original.open(QIODevice::ReadOnly));
+    const QByteArray before = original.readAll();
+    original.close();
+    player.path = track;
+    open();
+    typeInto(titleField(), QStringLiteral("New Title"));
+    const QString name = QStringLiteral("kestrabel-test-damaged-%1.png").arg(QCoreApplication::applicationPid());
+    QImage(16, 16, QImage::Format_RGB32).save(QDir::temp().filePath(name), "PNG");
+    EXPECT_EQ(controller->setArtworkFromFileAtPath(name), kMediaFileErrBadFrame);
+    QFile::remove(QDir::temp().filePath(name));
+    ASSERT_TRUE(original.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(original.readAll() == before) << "the file must stay byte for byte";
+}
+
 // The window edits through the interop profile: a tag behind a v2.4 extended header, which the
 // classic rules cannot see (and so would save over), keeps its other frames.
 TEST_F(ControlWindow, EditsKeepWhatOtherTaggersWrote)

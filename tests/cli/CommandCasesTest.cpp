@@ -64,6 +64,13 @@ constexpr const char *kPlist = R"(<?xml version="1.0" encoding="UTF-8"?>
 <key>kMediaFileDataIDTitle</key><string>New</string>
 </dict></plist>
 )";
+// A value only a WAVE's bext chunk holds, beside one every kind takes.
+constexpr const char *kPlistWithBext = R"(<?xml version="1.0" encoding="UTF-8"?>
+<plist version="1.0"><dict>
+<key>kMediaFileDataIDTitle</key><string>New</string>
+<key>kMediaFileDataIDBWFDescription</key><string>Desc</string>
+</dict></plist>
+)";
 
 const std::vector<Case> &cases()
 {
@@ -134,6 +141,9 @@ const std::vector<Case> &cases()
          0, "a.{ext}\n  Title        : Old \u2192 New\n  Total Tracks : (none) \u2192 9\n  Track Number : (none) \u2192 2\n", {{"a.{ext}", "="}}},
         {"ImportDryRun", {{"a.{ext}", "", "Title=Old"}, {"t.plist", nullptr, kPlist}}, "import -n --overwrite t.plist a.{ext}", 0,
          "a.{ext}\n  Title : Old \u2192 New\n", {{"a.{ext}", "="}}},
+        // import: a value the file has no place for fails the run; the others are saved
+        {"ImportNamesAValueNotStored", {{"a.{ext}", ""}, {"t.plist", nullptr, kPlistWithBext}}, "import --overwrite t.plist a.{ext}", 1, "",
+         {{"a.{ext}", "Title", "New"}, {"a.{ext}", "BWF Description", "(none)"}}, "MP3 M4A Ogg FLAC"},
         // usage errors: exit 2, nothing touched
         {"RenameWithoutTemplate", {{"a.{ext}", ""}}, "rename a.{ext}", 2, "", {{"a.{ext}", "="}}, "MP3"},
         {"RenameIntoAFolder", {{"a.{ext}", ""}}, "rename --to 'x/%{Title}' a.{ext}", 2, "", {{"a.{ext}", "="}}, "MP3"},

@@ -1,8 +1,12 @@
 // TagLib as a peer reader for the interop suite: prints "taglib:KEY=value" for every property
-// TagLib reads from the file and one line per picture (length and an FNV-1a hash of its bytes).
+// TagLib reads from the file and one line per picture (the image file of the arguments it
+// equals, else its length and an FNV-1a hash of its bytes). Usage: taglib_peer FILE [IMAGE...]
 #include <taglib/aifffile.h>
 #include <taglib/attachedpictureframe.h>
 #include <taglib/fileref.h>
+#include <taglib/flacfile.h>
+#include <taglib/opusfile.h>
+#include <taglib/vorbisfile.h>
 #include <taglib/id3v2tag.h>
 #include <taglib/mp4file.h>
 #include <taglib/mpegfile.h>
@@ -11,15 +15,44 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
 
 namespace {
 
-void printPicture(const char *what, unsigned index, const TagLib::ByteVector &bytes)
+std::vector<std::string> images;
+
+// The image file of the arguments the bytes equal, else their length and hash.
+std::string pictureName(const TagLib::ByteVector &bytes)
 {
+    for (const std::string &image : images) {
+        std::ifstream in(image, std::ios::binary);
+        const std::string data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        if (data == std::string(bytes.data(), bytes.size()))
+            return image.substr(image.rfind('/') + 1);
+    }
     uint64_t hash = 1469598103934665603ull;
     for (char c : bytes)
         hash = (hash ^ static_cast<uint8_t>(c)) * 1099511628211ull;
-    std::printf("taglib:%s%u=%u bytes %016llx\n", what, index, bytes.size(), static_cast<unsigned long long>(hash));
+    char text[64];
+    std::snprintf(text, sizeof text, "%u bytes %016llx", bytes.size(), static_cast<unsigned long long>(hash));
+    return text;
+}
+
+void printPicture(const std::string &key, const TagLib::ByteVector &bytes)
+{
+    std::printf("taglib:%s=%s\n", key.c_str(), pictureName(bytes).c_str());
+}
+
+void printPictures(TagLib::List<TagLib::FLAC::Picture *> pictures)
+{
+    // As mutagen's lines: "type MIME image", and several joined by the dump.
+    for (TagLib::FLAC::Picture *picture : pictures) {
+        std::printf("taglib:picture=%d %s %s\n", int(picture->type()), picture->mimeType().toCString(true),
+                    pictureName(picture->data()).c_str());
+    }
 }
 
 void printPictures(TagLib::ID3v2::Tag *tag)
@@ -29,15 +62,16 @@ void printPictures(TagLib::ID3v2::Tag *tag)
     unsigned index = 0;
     for (TagLib::ID3v2::Frame *frame : tag->frameListMap()["APIC"])
         if (auto *picture = dynamic_cast<TagLib::ID3v2::AttachedPictureFrame *>(frame))
-            printPicture("picture", index++, picture->picture());
+            printPicture("picture" + std::to_string(index++), picture->picture());
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    if (argc != 2)
+    if (argc < 2)
         return 2;
+    images.assign(argv + 2, argv + argc);
     TagLib::FileRef ref(argv[1]);
     if (ref.isNull()) {
         std::puts("taglib:error=cannot open");
@@ -52,10 +86,16 @@ int main(int argc, char **argv)
         printPictures(wav->ID3v2Tag());
     else if (auto *aiff = dynamic_cast<TagLib::RIFF::AIFF::File *>(ref.file()))
         printPictures(aiff->tag());
+    else if (auto *flac = dynamic_cast<TagLib::FLAC::File *>(ref.file()))
+        printPictures(flac->pictureList());
+    else if (auto *vorbis = dynamic_cast<TagLib::Ogg::Vorbis::File *>(ref.file()); vorbis && vorbis->tag())
+        printPictures(vorbis->tag()->pictureList());
+    else if (auto *opus = dynamic_cast<TagLib::Ogg::Opus::File *>(ref.file()); opus && opus->tag())
+        printPictures(opus->tag()->pictureList());
     else if (auto *mp4 = dynamic_cast<TagLib::MP4::File *>(ref.file()); mp4 && mp4->tag() && mp4->tag()->contains("covr")) {
         unsigned index = 0;
         for (const TagLib::MP4::CoverArt &cover : mp4->tag()->item("covr").toCoverArtList())
-            printPicture("cover", index++, cover.data());
+            printPicture("cover" + std::to_string(index++), cover.data());
     }
     return 0;
 }

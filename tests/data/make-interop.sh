@@ -2,7 +2,8 @@
 # Regenerates tests/data/interop: files as today's taggers and encoders write them (mutagen,
 # ffmpeg, sox), each holding one thing a classic rule of ours loses, corrupts or hides. The
 # interop suite (tests/contract/InteropProfileTest.cpp) edits each one and asks the peers.
-# Needs ffmpeg, sox and Debian's python3 with mutagen (/usr/bin/python3).
+# Needs ffmpeg, sox, opusenc and Debian's python3 with mutagen (/usr/bin/python3); runs after
+# make-vorbis-interop.sh, whose interop-front.jpg the Opus file takes as its cover.
 set -euo pipefail
 cd "$(dirname "$0")"
 mkdir -p interop
@@ -106,5 +107,10 @@ at = b.index(b"tfhd") - 4
 b[at:at + 4] = struct.pack(">I", 0x7000)
 open("fragment-bad-tfhd.m4a", "wb").write(bytes(b))
 PY
-rm -f scratch.mp3 scratch.wav scratch.aiff scratch.jpg scratch.png
+# Ogg Opus as opusenc writes it: tags, and a front cover in a METADATA_BLOCK_PICTURE comment.
+sox -R -n -r 48000 -c 1 -b 16 scratch-opus.wav synth 0.2 sine 440
+opusenc --quiet --serial 5160 --bitrate 12 --title "Opus Cover" --artist "Kestrabel" \
+  --picture "3||front||../interop-front.jpg" scratch-opus.wav opus-cover.opus
+
+rm -f scratch.mp3 scratch.wav scratch.aiff scratch.jpg scratch.png scratch-opus.wav
 du -sh . | awk '{print "interop fixtures: " $1}'

@@ -171,3 +171,85 @@ TEST_F(Artwork, WrittenOutAsStored)
     EXPECT_FALSE(std::filesystem::exists(dir.file("bad.jpg")));
     EXPECT_TRUE(wrapper.createTempFileOfArtworkAtFolderPath(qpath(dir.path().string()), QStringLiteral("bad2.jpg")).isNull());
 }
+
+namespace {
+
+// What a writer's target is before the write, and what it must still be after.
+struct TargetRow {
+    const char *name;
+    const char *make; // shell command run in the folder to make "out"
+    MediaFileStatus status;
+    const char *after; // "fifo", "folder" or "link to a new file"
+};
+
+const TargetRow kTargetRows[] = {
+    {"FIFO", "mkfifo out", kMediaFileErrBadPath, "fifo"},
+    {"Folder", "mkdir out", kMediaFileErrBadPath, "folder"},
+    {"LinkToAFile", "echo old > real && ln -s real out", kMediaFileNoErr, "link to a new file"},
+};
+
+} // namespace
+
+// Both file writers of the object layer: an existing target that is no regular file is refused
+// and stays what it was; a symbolic link is written through and stays a link.
+TEST_F(Artwork, WritersRefuseWhatIsNoRegularFile)
+{
+    MediaFileWrapper wrapper = withCover();
+    for (const TargetRow &row : kTargetRows) {
+        for (int writer = 0; writer < 2; ++writer) {
+            SCOPED_TRACE(std::string(row.name) + (writer ? " dictionary" : " artwork"));
+            TempDir folder;
+            ASSERT_EQ(runCommand("cd " + shellQuote(folder.path().string()) + " && " + row.make), 0);
+            const QString out = qpath(folder.file("out"));
+            EXPECT_EQ(writer ? wrapper.saveDictionaryRepresentationToFile(out, true, false)
+                             : wrapper.createSeparateArtworkFileForMediaFileAtFullPath(out),
+                      row.status);
+            const std::filesystem::file_status link = std::filesystem::symlink_status(folder.file("out"));
+            if (std::string(row.after) == "fifo")
+                EXPECT_EQ(link.type(), std::filesystem::file_type::fifo);
+            else if (std::string(row.after) == "folder")
+                EXPECT_EQ(link.type(), std::filesystem::file_type::directory);
+            else {
+                EXPECT_EQ(link.type(), std::filesystem::file_type::symlink);
+                EXPECT_NE(fileBytes(folder.file("real")), QByteArray("old\n"));
+            }
+        }
+    }
+}
+
+namespace {
+
+QStringList *heard = nullptr;
+
+void hear(QtMsgType, const QMessageLogContext &, const QString &message)
+{
+    if (heard)
+        heard->append(message);
+}
+
+} // namespace
+
+// libpng's warning over a damaged ancillary chunk, which it reads on from, never reaches the
+// process's message handler when the object layer converts the image; our own messages do.
+TEST(ArtworkImage, ImageLibraryChatterIsNotHeard)
+{
+    TempDir dir;
+    const std::string png = dir.file("warn.png");
+    ASSERT_EQ(runCommand("/usr/bin/python3 -c '\nimport struct, zlib, sys\n"
+                         "def chunk(t, d): return struct.pack(\">I\", len(d)) + t + d + struct.pack(\">I\", zlib.crc32(t + d))\n"
+                         "row = b\"\\0\" + b\"\\x40\\x80\\xc0\" * 8\n"
+                         "bad = chunk(b\"tEXt\", b\"Comment\\0x\")[:-4] + b\"\\0\\0\\0\\0\"\n"
+                         "open(sys.argv[1], \"wb\").write(b\"\\x89PNG\\r\\n\\x1a\\n\" + chunk(b\"IHDR\", struct.pack(\">IIBBBBB\", 8, 8, 8, 2, 0, 0, 0))"
+                         " + bad + chunk(b\"IDAT\", zlib.compress(row * 8)) + chunk(b\"IEND\", b\"\"))\n' " + shellQuote(png)),
+              0);
+    QStringList messages;
+    heard = &messages;
+    QtMessageHandler previous = qInstallMessageHandler(hear);
+    QByteArray jpeg;
+    const MediaFileStatus status = jpegArtworkFromImageFile(qpath(png), &jpeg);
+    qWarning("our own warning");
+    qInstallMessageHandler(previous);
+    heard = nullptr;
+    EXPECT_EQ(status, kMediaFileNoErr);
+    EXPECT_EQ(messages.join(u'\n').toStdString(), "our own warning");
+}
