@@ -1,6 +1,6 @@
 #include "ObjectsTestSupport.h"
 
-#include <gtest/gtest.h>
+#include <QFile>
 
 #include <cstdlib>
 
@@ -26,15 +26,28 @@ std::string unavailableReason(const KindCase &c)
     return {};
 }
 
-const KindCase *firstArtworkKind()
+const KindCase *firstKind(bool addsArtwork)
 {
     for (const KindCase &c : kAudioKinds)
-        if (c.addsArtwork && unavailableReason(c).empty())
+        if ((c.addsArtwork || !addsArtwork) && unavailableReason(c).empty())
             return &c;
     return nullptr;
 }
 
+void KindTest::SetUp()
+{
+    const std::string reason = unavailableReason(GetParam());
+    if (!reason.empty())
+        GTEST_SKIP() << reason;
+}
+
 QString qpath(const std::string &path) { return QString::fromStdString(path); }
+
+QByteArray fileBytes(const std::string &path)
+{
+    QFile file(qpath(path));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
 
 MediaFileWrapper openWrapper(const std::string &path)
 {
@@ -42,23 +55,29 @@ MediaFileWrapper openWrapper(const std::string &path)
     std::optional<MediaFileWrapper> wrapper = MediaFileWrapper::mediaFileWithFileAtPath(qpath(path), true, &status);
     if (!wrapper)
         throw std::runtime_error("cannot open " + path + ": status " + std::to_string(status));
-    EXPECT_EQ(status, kMediaFileNoErr);
     return std::move(*wrapper);
+}
+
+void editAndSave(const std::string &path, const std::function<void(MediaFileWrapper &)> &edit)
+{
+    MediaFileWrapper wrapper = openWrapper(path);
+    edit(wrapper);
+    EXPECT_EQ(wrapper.update(kSaveFlags), kMediaFileNoErr) << path;
+}
+
+int32_t integerOf(const MediaFileWrapper &wrapper, MediaFileDataID id)
+{
+    int32_t value = 0;
+    return MediaFileGetInteger(wrapper.mediaFileRef(), id, &value) == kMediaFileNoErr ? value : -1;
 }
 
 std::string decodedAudioMd5(const std::string &path)
 {
-    if (!haveTool("ffmpeg"))
-        return {};
     std::string output;
-    if (runCommand("ffmpeg -hide_banner -loglevel error -i " + shellQuote(path) + " -map 0:a -f md5 -", &output) != 0)
+    if (!haveTool("ffmpeg")
+        || runCommand("ffmpeg -hide_banner -loglevel error -i " + shellQuote(path) + " -map 0:a -f md5 -", &output) != 0)
         return {};
     return output;
-}
-
-int runCli(const std::string &arguments, std::string *output)
-{
-    return runCommand(shellQuote(cliPath()) + " " + arguments, output, true);
 }
 
 } // namespace kestrabel::test

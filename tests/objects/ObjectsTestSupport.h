@@ -1,5 +1,5 @@
-// What the object-layer tests share: the table of kinds with their fixtures, and helpers to
-// open files through the wrapper.
+// What the object-layer tests share: the table of kinds with their fixtures, a suite over the
+// kinds that skips those whose handler is not built, and helpers around the wrapper.
 #pragma once
 
 #include "MediaFileWrapper.h"
@@ -7,10 +7,11 @@
 
 #include <QString>
 
-#include <optional>
+#include <gtest/gtest.h>
+
+#include <functional>
 #include <ostream>
 #include <string>
-#include <vector>
 
 namespace kestrabel::test {
 
@@ -34,24 +35,29 @@ inline constexpr MediaFileFlags kSaveFlags = kMediaFileFlagKeepTagVersion | kMed
 
 inline std::string taggedFixture(const KindCase &c) { return std::string("objects/tagged.") + c.extension; }
 inline std::string plainFixture(const KindCase &c) { return std::string("objects/plain.") + c.extension; }
-
-// gtest prints a case by its extension.
 inline void PrintTo(const KindCase &c, std::ostream *out) { *out << c.extension; }
 
 // The reason to skip a kind, or empty when its handler is there. A kind whose handler has not
 // landed answers kMediaFileErrUnsupported at open; any other failure is a real fault.
 std::string unavailableReason(const KindCase &c);
+// The first kind of the table that is available (and takes new artwork when asked); null when none is.
+const KindCase *firstKind(bool addsArtwork);
 
-// The first kind of the table that is available and takes new artwork; null when none is.
-const KindCase *firstArtworkKind();
+// A suite run over every kind of kAudioKinds.
+class KindTest : public ::testing::TestWithParam<KindCase> {
+protected:
+    void SetUp() override;
+    TempDir dir;
+};
 
 QString qpath(const std::string &path);
+QByteArray fileBytes(const std::string &path);
 MediaFileWrapper openWrapper(const std::string &path);
+// Opens path, applies edit, saves with kSaveFlags.
+void editAndSave(const std::string &path, const std::function<void(MediaFileWrapper &)> &edit);
+int32_t integerOf(const MediaFileWrapper &wrapper, MediaFileDataID id);
 
 // The decoded audio's MD5 by ffmpeg; empty when ffmpeg is missing or fails.
 std::string decodedAudioMd5(const std::string &path);
-
-// Runs the command-line tool with arguments (already quoted); output gets stdout and stderr.
-int runCli(const std::string &arguments, std::string *output = nullptr);
 
 } // namespace kestrabel::test

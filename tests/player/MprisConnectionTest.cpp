@@ -1,7 +1,8 @@
-// The bridge against the scriptable fake player on a private bus: every catalogue operation.
+// The bridge against the scriptable fake player on a private bus: which player it talks to as
+// players appear, vanish, play and pause; every catalogue operation; the change notifier.
 #include "MprisConnection.h"
+#include "MprisPlayerList.h"
 #include "PlayerTestSupport.h"
-#include "TestSupport.h"
 
 #include <QDBusConnection>
 #include <QJsonArray>
@@ -9,287 +10,268 @@
 
 #include <gtest/gtest.h>
 
+#include <list>
+
 using namespace kestrabel::player;
 using namespace kestrabel::test;
 
 namespace {
 
-QJsonObject track(const QString &id, const QString &title, const QString &album = QStringLiteral("Harbour Lights"),
-                  const QString &artist = QStringLiteral("The Gulls"))
+QJsonObject track(const QString &id, const QString &title, const QString &album = "Harbour Lights", const QString &artist = "The Gulls")
 {
-    return {{"mpris:trackid", id},
-            {"xesam:title", title},
-            {"xesam:album", album},
-            {"xesam:artist", QJsonArray{artist}},
-            {"xesam:url", QStringLiteral("http://radio.invalid") + id}};
+    return {{"mpris:trackid", id}, {"xesam:title", title}, {"xesam:album", album}, {"xesam:artist", QJsonArray{artist}},
+            {"xesam:url", "http://radio.invalid" + id}};
 }
 
-QJsonObject playerState(const QJsonArray &tracks, const QString &status = QStringLiteral("Playing"))
+QJsonObject player(const QString &title, const QString &status, QJsonObject extra = {})
 {
-    return {{"identity", "Fake Player"}, {"status", status}, {"current", 0}, {"tracks", tracks}};
+    extra.insert("identity", title + " Player");
+    extra.insert("status", status);
+    extra.insert("current", 0);
+    QJsonObject first = track("/t/1", title);
+    first.insert("xesam:url", "file:///music/" + title + ".mp3");
+    if (!extra.contains("tracks"))
+        extra.insert("tracks", QJsonArray{first});
+    return extra;
 }
 
-class MprisConnectionTest : public ::testing::Test {
+class Mpris : public ::testing::Test {
 protected:
     void SetUp() override
     {
         if (!privateBusRunning())
             GTEST_SKIP() << "dbus-daemon is not available";
     }
-
-    // Waits until the connection's current player is service (bounded).
-    static bool becomesCurrent(MprisConnection &connection, const QString &service)
+    bool becomes(MprisConnection &connection, const QString &service)
     {
         return waitUntil([&] { return connection.currentService() == service; });
     }
 };
 
-TEST_F(MprisConnectionTest, WithoutPlayerEveryOperationGivesItsEmptyValue)
+} // namespace
+
+// Playing beats paused; among players that play, the one that started last (least far into
+// its track); a running preference by name, instance name or desktop entry; never playerctld.
+TEST_F(Mpris, ChoiceAmongPlayersAtFirstSight)
+{
+    const struct {
+        std::vector<std::pair<QString, QJsonObject>> players;
+        const char *preference;
+        const char *chosen; // nullptr: no player
+    } rows[] = {
+        {{{"alpha", player("Alpha", "Paused")}, {"beta", player("Beta", "Playing")}, {"gamma", player("Gamma", "Stopped")}}, "", "beta"},
+        {{{"alpha", player("Alpha", "Playing", {{"position", 5e6}})}, {"beta", player("Beta", "Playing", {{"position", 90e6}})}}, "", "alpha"},
+        {{{"alpha", player("Alpha", "Paused")}, {"beta", player("Beta", "Playing")}}, "alpha", "alpha"},
+        {{{"alpha", player("Alpha", "Paused")}, {"beta", player("Beta", "Playing")}}, "Alpha", "alpha"},
+        {{{"alpha", player("Alpha", "Paused")}, {"beta", player("Beta", "Playing")}}, "delta", "beta"},
+        {{{"alpha.instance4242", player("Alpha", "Paused")}, {"beta", player("Beta", "Playing")}}, "alpha", "alpha.instance4242"},
+        {{{"alpha.instance4242", player("Alpha", "Paused", {{"desktopEntry", "org.example.Alpha"}})}, {"beta", player("Beta", "Playing")}},
+         "org.example.Alpha.desktop", "alpha.instance4242"},
+        {{{"playerctld", player("Proxy", "Playing")}}, "", nullptr},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(std::string(row.preference) + " " + (row.chosen ? row.chosen : "none"));
+        std::list<FakePlayer> fakes;
+        for (const auto &[name, state] : row.players)
+            ASSERT_TRUE(fakes.emplace_back(name, state).ready());
+        MprisConnection connection(QDBusConnection::sessionBus(), row.preference);
+        EXPECT_EQ(connection.currentService(), row.chosen ? "org.mpris.MediaPlayer2." + QString(row.chosen) : QString());
+        EXPECT_EQ(connection.isRunning(), row.chosen != nullptr);
+        for (FakePlayer &fake : fakes)
+            fake.vanish();
+    }
+    // Two names of one process are one player.
+    FakePlayer vlc("vlc", player("Vlc", "Playing", {{"extraNames", QJsonArray{"vlc.instance31337"}}}));
+    ASSERT_TRUE(vlc.ready() && busNameRegistered("org.mpris.MediaPlayer2.vlc.instance31337"));
+    const QList<MprisPlayer> players = MprisPlayerList(QDBusConnection::sessionBus()).players();
+    ASSERT_EQ(players.size(), 1);
+    EXPECT_EQ(players[0].service, vlc.service());
+}
+
+TEST_F(Mpris, ChoiceFollowsPlayersAsTheyComeGoAndPlay)
 {
     MprisConnection connection(QDBusConnection::sessionBus());
     EXPECT_FALSE(connection.isRunning());
+    std::optional<FakePlayer> alpha(std::in_place, "alpha", player("Alpha", "Paused"));
+    EXPECT_TRUE(becomes(connection, alpha->service())) << "found when it appears";
+    std::optional<FakePlayer> beta(std::in_place, "beta", player("Beta", "Stopped"));
+    EXPECT_TRUE(becomes(connection, beta->service())) << "the most recently seen when none plays";
+    ASSERT_TRUE(alpha->script({{"status", "Playing"}}));
+    EXPECT_TRUE(becomes(connection, alpha->service())) << "playing wins";
+    spinEvents(100);
+    QSignalSpy tracks(&connection.notifier(), &PlayerNotifier::trackChanged);
+    ASSERT_TRUE(beta->script({{"tracks", player("Beta Two", "").value("tracks")}}));
+    spinEvents(300);
+    EXPECT_EQ(tracks.count(), 0) << "another player's track change is not told";
+    ASSERT_TRUE(beta->script({{"status", "Playing"}}));
+    EXPECT_TRUE(becomes(connection, beta->service())) << "the one that started playing last";
+    ASSERT_TRUE(beta->script({{"status", "Paused"}}));
+    EXPECT_TRUE(becomes(connection, alpha->service()));
+    tracks.clear();
+    alpha->vanish();
+    EXPECT_TRUE(becomes(connection, beta->service()));
+    EXPECT_TRUE(waitUntil([&] { return tracks.count() > 0; })) << "the switch is told";
+    EXPECT_EQ(connection.copyCurrentTrackName(), "Beta Two");
+    // No event loop runs after this vanishing: the failed call itself must make the bridge look again.
+    beta->vanishWithoutEvents();
     EXPECT_TRUE(connection.copyCurrentTrackName().isNull());
-    EXPECT_TRUE(connection.copyCurrentTrackArtist().isNull());
-    EXPECT_TRUE(connection.copyCurrentTrackAlbum().isNull());
-    EXPECT_TRUE(connection.copyCurrentTrackGenre().isNull());
-    EXPECT_TRUE(connection.copyCurrentTrackPath().isNull());
-    EXPECT_TRUE(connection.copyCurrentTrackArtwork().isNull());
-    EXPECT_TRUE(connection.playerIdentity().isNull());
-    EXPECT_EQ(connection.currentTrackRating(), 0);
-    EXPECT_FALSE(connection.isPlaying());
-    EXPECT_FALSE(connection.play());
-    EXPECT_FALSE(connection.pause());
-    EXPECT_FALSE(connection.playPause());
-    EXPECT_FALSE(connection.stop());
-    EXPECT_FALSE(connection.nextTrack());
-    EXPECT_FALSE(connection.previousTrack());
-    EXPECT_FALSE(connection.canSetRating());
-    EXPECT_FALSE(connection.setCurrentTrackRating(40));
-    EXPECT_FALSE(connection.playTrackNamed(QStringLiteral("Anything")));
-    EXPECT_TRUE(connection.copyAlbumTrackNames().isEmpty());
-    connection.scanLibraryLocations(true);
-    connection.refreshTrackAtPath(QStringLiteral("/nowhere.mp3"));
+    EXPECT_FALSE(connection.isRunning());
 }
 
-TEST_F(MprisConnectionTest, CurrentTrackFieldsFollowTheMappingRules)
+// Pausing for an edit keeps the player that was playing, though another was seen after it; a
+// hung player is skipped until it answers; a pinned player takes every operation and never falls back.
+TEST_F(Mpris, EditFlowHungAndPinnedPlayers)
 {
-    QJsonObject first = track("/t/1", "Low Tide");
-    first.insert("xesam:artist", QJsonArray{"The Gulls", "Mara Quell"});
-    first.insert("xesam:genre", "Shanty");
-    first.insert("xesam:userRating", 0.8);
-    first.insert("xesam:url", "file:///no/such/folder/Low%20Tide%20%231.mp3");
-    FakePlayer player("fake", playerState({first}));
-    ASSERT_TRUE(player.ready());
+    FakePlayer alpha("alpha", player("Alpha", "Playing"));
+    FakePlayer beta("beta", player("Beta", "Paused"));
+    ASSERT_TRUE(alpha.ready() && beta.ready());
     MprisConnection connection(QDBusConnection::sessionBus());
-
-    EXPECT_TRUE(connection.isRunning());
-    EXPECT_EQ(connection.playerIdentity(), "Fake Player");
-    EXPECT_EQ(connection.copyCurrentTrackName(), "Low Tide");
-    EXPECT_EQ(connection.copyCurrentTrackArtist(), "The Gulls, Mara Quell");
-    EXPECT_EQ(connection.copyCurrentTrackAlbum(), "Harbour Lights");
-    EXPECT_EQ(connection.copyCurrentTrackGenre(), "Shanty");
-    EXPECT_EQ(connection.currentTrackRating(), 80);
-    // A local file the tag library cannot open still has its path; the fields stay the player's.
-    EXPECT_EQ(connection.copyCurrentTrackPath(), "/no/such/folder/Low Tide #1.mp3");
-
-    first.insert("xesam:genre", QJsonArray{"Shanty", "Folk"});
-    first.insert("xesam:artist", "Solo Singer");
-    first.remove("xesam:userRating");
-    ASSERT_TRUE(player.script({{"tracks", QJsonArray{first}}}));
-    EXPECT_EQ(connection.copyCurrentTrackGenre(), "Shanty, Folk");
-    EXPECT_EQ(connection.copyCurrentTrackArtist(), "Solo Singer");
-    EXPECT_EQ(connection.currentTrackRating(), 0);
-}
-
-TEST_F(MprisConnectionTest, RunningPlayerWithoutTrackGivesEmptyTextsNotNone)
-{
-    FakePlayer player("fake", playerState({}, "Stopped"));
-    ASSERT_TRUE(player.ready());
-    MprisConnection connection(QDBusConnection::sessionBus());
-    const QString name = connection.copyCurrentTrackName();
-    EXPECT_FALSE(name.isNull());
-    EXPECT_TRUE(name.isEmpty());
-    EXPECT_FALSE(connection.copyCurrentTrackGenre().isNull());
-    EXPECT_TRUE(connection.copyCurrentTrackPath().isNull());
-    EXPECT_TRUE(connection.copyCurrentTrackArtwork().isNull());
-    EXPECT_TRUE(connection.copyAlbumTrackNames().isEmpty());
-    EXPECT_FALSE(connection.isPlaying());
-}
-
-TEST_F(MprisConnectionTest, StreamsHaveNoPath)
-{
-    FakePlayer player("fake", playerState({track("/t/1", "Live")}));
-    ASSERT_TRUE(player.ready());
-    MprisConnection connection(QDBusConnection::sessionBus());
-    EXPECT_EQ(connection.copyCurrentTrackName(), "Live");
-    EXPECT_TRUE(connection.copyCurrentTrackPath().isNull());
-}
-
-TEST_F(MprisConnectionTest, TransportCommandsReachThePlayerAndPlayingFollowsItsStatus)
-{
-    FakePlayer player("fake", playerState({track("/t/1", "One"), track("/t/2", "Two")}, "Paused"));
-    ASSERT_TRUE(player.ready());
-    MprisConnection connection(QDBusConnection::sessionBus());
-    EXPECT_FALSE(connection.isPlaying());
+    QSignalSpy playback(&connection.notifier(), &PlayerNotifier::playbackChanged);
+    ASSERT_TRUE(connection.pause());
+    EXPECT_EQ(connection.copyCurrentTrackPath(), "/music/Alpha.mp3");
+    EXPECT_TRUE(waitUntil([&] { return !playback.isEmpty() && !playback.constLast().at(0).toBool(); }));
+    EXPECT_EQ(connection.currentService(), alpha.service());
     EXPECT_TRUE(connection.play());
-    EXPECT_TRUE(connection.isPlaying());
-    EXPECT_TRUE(connection.pause());
-    EXPECT_FALSE(connection.isPlaying());
-    EXPECT_TRUE(connection.playPause());
-    EXPECT_TRUE(connection.isPlaying());
-    EXPECT_TRUE(connection.nextTrack());
-    EXPECT_EQ(connection.copyCurrentTrackName(), "Two");
-    EXPECT_TRUE(connection.previousTrack());
-    EXPECT_EQ(connection.copyCurrentTrackName(), "One");
-    EXPECT_TRUE(connection.stop());
-    EXPECT_FALSE(connection.isPlaying());
-    const QStringList commands = player.calls().filter(QRegularExpression("^(Play|Pause|PlayPause|Stop|Next|Previous)$"));
-    EXPECT_EQ(commands, (QStringList{"Play", "Pause", "PlayPause", "Next", "Previous", "Stop"}));
+    EXPECT_TRUE(waitUntil([&] { return playback.constLast().at(0).toBool(); }));
+    EXPECT_TRUE(alpha.calls().contains("Play") && !beta.calls().contains("Play"));
 
-    ASSERT_TRUE(player.script({{"failMethods", QJsonArray{"Play", "Next"}}}));
+    alpha.hang();
+    // The first look waits out its deadline for alpha; from then on alpha is not asked at all.
+    EXPECT_EQ(connection.copyCurrentTrackName(), "Beta");
+    connection.pinPlayer(alpha.service());
+    EXPECT_TRUE(connection.currentPlayerId().isNull());
     EXPECT_FALSE(connection.play());
-    EXPECT_FALSE(connection.nextTrack());
-    EXPECT_TRUE(connection.pause());
+    connection.pinPlayer({});
+    alpha.resume();
+    EXPECT_TRUE(becomes(connection, alpha.service()));
+
+    connection.pinPlayer(beta.service());
+    EXPECT_EQ(connection.copyCurrentTrackName(), "Beta");
+    EXPECT_EQ(connection.copyCurrentTrackId(), "/t/1");
+    alpha.clearCalls();
+    EXPECT_TRUE(connection.play());
+    EXPECT_TRUE(beta.calls().contains("Play") && !alpha.calls().contains("Play"));
+    beta.vanish();
+    EXPECT_TRUE(waitUntil([&] { return connection.currentPlayerId().isNull(); }));
+    EXPECT_TRUE(connection.copyCurrentTrackName().isNull());
+    EXPECT_FALSE(connection.pause());
+    EXPECT_FALSE(alpha.calls().contains("Pause"));
 }
 
-TEST_F(MprisConnectionTest, ArtworkComesFromFileAndDataUrls)
+TEST_F(Mpris, CatalogueOperations)
 {
-    const QByteArray png = QByteArray::fromHex("89504e470d0a1a0a0000000d49484452000000010000000108060000001f15c489");
-    TempDir folder;
-    writeFile(folder.file("cover.png"), std::vector<uint8_t>(png.begin(), png.end()));
-    QJsonObject current = track("/t/1", "Pictured");
-    current.insert("mpris:artUrl", QString::fromLatin1("data:image/png;base64,") + QString::fromLatin1(png.toBase64()));
-    FakePlayer player("fake", playerState({current}));
-    ASSERT_TRUE(player.ready());
+    MprisConnection none(QDBusConnection::sessionBus());
+    EXPECT_TRUE(none.copyCurrentTrackName().isNull() && none.copyCurrentTrackArtist().isNull() && none.copyCurrentTrackAlbum().isNull()
+                && none.copyCurrentTrackGenre().isNull() && none.copyCurrentTrackPath().isNull()
+                && none.copyCurrentTrackArtwork().isNull() && none.playerIdentity().isNull() && none.copyAlbumTrackNames().isEmpty());
+    EXPECT_FALSE(none.isPlaying() || none.play() || none.pause() || none.playPause() || none.stop() || none.nextTrack()
+                 || none.previousTrack() || none.canSetRating() || none.setCurrentTrackRating(40) || none.playTrackNamed("Any"));
+    EXPECT_EQ(none.currentTrackRating(), 0);
+
+    FakePlayer fake("fake", {{"identity", "Fake Player"}, {"status", "Stopped"}, {"current", 0}, {"tracks", QJsonArray{}}});
+    ASSERT_TRUE(fake.ready());
     MprisConnection connection(QDBusConnection::sessionBus());
-    EXPECT_EQ(connection.copyCurrentTrackArtwork(), png);
+    // A running player without a track gives empty texts, not none.
+    EXPECT_TRUE(connection.copyCurrentTrackName().isEmpty() && !connection.copyCurrentTrackName().isNull());
+    EXPECT_TRUE(connection.copyCurrentTrackPath().isNull() && connection.copyCurrentTrackArtwork().isNull());
+    EXPECT_EQ(connection.playerIdentity(), "Fake Player");
 
-    current.insert("mpris:artUrl", fileUrlForPath(QString::fromStdString(folder.file("cover.png"))));
-    ASSERT_TRUE(player.script({{"tracks", QJsonArray{current}}}));
-    EXPECT_EQ(connection.copyCurrentTrackArtwork(), png);
+    const QString png64 = "iVBORw0KGgo=";
+    const struct {
+        QJsonObject metadata;
+        QStringList fields; // title, artist, album, genre, path
+        int rating;
+        QByteArray artwork;
+    } rows[] = {
+        {{{"xesam:artist", QJsonArray{"The Gulls", "Mara Quell"}}, {"xesam:genre", "Shanty"}, {"xesam:userRating", 0.8},
+          {"xesam:url", "file:///no/such/folder/Low%20Tide%20%231.mp3"}},
+         // A local file the tag library cannot open still has its path; the fields stay the player's.
+         {"Low Tide", "The Gulls, Mara Quell", "Harbour Lights", "Shanty", "/no/such/folder/Low Tide #1.mp3"}, 80, {}},
+        {{{"xesam:genre", QJsonArray{"Shanty", "Folk"}}, {"xesam:artist", "Solo Singer"}, {"mpris:artUrl", "data:image/png;base64," + png64}},
+         {"Low Tide", "Solo Singer", "Harbour Lights", "Shanty, Folk", QString()}, 0, QByteArray::fromBase64(png64.toLatin1())},
+        {{{"mpris:artUrl", "http://images.invalid/cover.png"}}, {"Low Tide", "The Gulls", "Harbour Lights", "", QString()}, 0, {}},
+    };
+    for (const auto &row : rows) {
+        QJsonObject current = track("/t/1", "Low Tide");
+        for (auto it = row.metadata.begin(); it != row.metadata.end(); ++it)
+            current.insert(it.key(), it.value());
+        ASSERT_TRUE(fake.script({{"tracks", QJsonArray{current}}}));
+        EXPECT_EQ(QStringList({connection.copyCurrentTrackName(), connection.copyCurrentTrackArtist(), connection.copyCurrentTrackAlbum(),
+                               connection.copyCurrentTrackGenre(), connection.copyCurrentTrackPath()}), row.fields);
+        EXPECT_EQ(connection.currentTrackRating(), row.rating);
+        EXPECT_EQ(connection.copyCurrentTrackArtwork(), row.artwork);
+    }
 
-    for (const char *unusable : {"http://images.invalid/cover.png", "file:///no/such/cover.png", "data:image/png;base64,%%%"}) {
-        current.insert("mpris:artUrl", unusable);
-        ASSERT_TRUE(player.script({{"tracks", QJsonArray{current}}}));
-        EXPECT_TRUE(connection.copyCurrentTrackArtwork().isNull()) << unusable;
+    ASSERT_TRUE(fake.script({{"status", "Paused"}, {"tracks", QJsonArray{track("/t/1", "One"), track("/t/2", "Two")}}}));
+    fake.clearCalls();
+    EXPECT_TRUE(!connection.isPlaying() && connection.play() && connection.isPlaying() && connection.pause() && !connection.isPlaying()
+                && connection.playPause() && connection.isPlaying() && connection.nextTrack());
+    EXPECT_EQ(connection.copyCurrentTrackName(), "Two");
+    EXPECT_TRUE(connection.previousTrack() && connection.copyCurrentTrackName() == "One" && connection.stop() && !connection.isPlaying());
+    EXPECT_EQ(fake.calls().filter(QRegularExpression("^(Play|Pause|PlayPause|Stop|Next|Previous)$")),
+              (QStringList{"Play", "Pause", "PlayPause", "Next", "Previous", "Stop"}));
+    ASSERT_TRUE(fake.script({{"failMethods", QJsonArray{"Play", "Next"}}}));
+    EXPECT_FALSE(connection.play() || connection.nextTrack());
+    EXPECT_TRUE(connection.pause());
+    fake.clearCalls();
+    connection.scanLibraryLocations(true);
+    connection.refreshTrackAtPath("/music/a.mp3");
+    EXPECT_TRUE(fake.calls().isEmpty()) << "a library scan and a refresh send nothing";
+}
+
+// Rating goes through a writable Rating property, or Rhythmbox's database in stars; elsewhere it is read-only.
+TEST_F(Mpris, Rating)
+{
+    const struct {
+        const char *name, *flag;
+        bool canSet;
+        const char *call;
+        int after;
+    } rows[] = {
+        {"fake", "", false, nullptr, 0},
+        {"strawberry", "rating", true, "Set org.mpris.MediaPlayer2.Player Rating 0.8", 80},
+        {"rhythmbox", "rhythmDb", true, "SetEntryProperties http://radio.invalid/t/1 rating=4", 80},
+        {"elsewhere", "rhythmDb", false, nullptr, 0},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        QJsonObject state = player("One", "Playing", {{"tracks", QJsonArray{track("/t/1", "One")}}});
+        if (*row.flag)
+            state.insert(row.flag, true);
+        FakePlayer fake(row.name, state);
+        ASSERT_TRUE(fake.ready());
+        MprisConnection connection(QDBusConnection::sessionBus());
+        EXPECT_EQ(connection.canSetRating(), row.canSet);
+        EXPECT_EQ(connection.setCurrentTrackRating(80), row.canSet);
+        const QStringList calls = fake.calls().filter(QRegularExpression("^Set"));
+        EXPECT_EQ(calls.value(0), row.call ? QString(row.call) : QString());
+        EXPECT_EQ(connection.currentTrackRating(), row.after);
+        if (std::string(row.flag) == "rating") {
+            EXPECT_TRUE(connection.setCurrentTrackRating(250));
+            EXPECT_EQ(connection.currentTrackRating(), 100);
+        }
+        fake.vanish();
     }
 }
 
-TEST_F(MprisConnectionTest, RatingIsReadOnlyWherePlayerHasNoSetter)
+// Album tracks come from the track list, asked even when the player says it has none, and
+// whatever its introspection data says; a choice goes to the list's entry and plays.
+TEST_F(Mpris, TrackList)
 {
-    FakePlayer player("fake", playerState({track("/t/1", "One")}));
-    ASSERT_TRUE(player.ready());
-    MprisConnection connection(QDBusConnection::sessionBus());
-    EXPECT_FALSE(connection.canSetRating());
-    EXPECT_FALSE(connection.setCurrentTrackRating(60));
-    EXPECT_TRUE(player.calls().filter("Set ").isEmpty());
-}
-
-TEST_F(MprisConnectionTest, RatingGoesThroughAWritableRatingProperty)
-{
-    QJsonObject state = playerState({track("/t/1", "One")});
-    state.insert("rating", true);
-    FakePlayer player("strawberry", state);
-    ASSERT_TRUE(player.ready());
-    MprisConnection connection(QDBusConnection::sessionBus());
-    EXPECT_TRUE(connection.canSetRating());
-    EXPECT_TRUE(connection.setCurrentTrackRating(60));
-    EXPECT_EQ(player.calls().filter("Set ").value(0), "Set org.mpris.MediaPlayer2.Player Rating 0.6");
-    EXPECT_EQ(connection.currentTrackRating(), 60);
-    EXPECT_TRUE(connection.setCurrentTrackRating(250));
-    EXPECT_EQ(connection.currentTrackRating(), 100);
-}
-
-TEST_F(MprisConnectionTest, RatingGoesToRhythmboxDatabaseInStars)
-{
-    QJsonObject state = playerState({track("/t/1", "One")});
-    state.insert("rhythmDb", true);
-    FakePlayer player("rhythmbox", state);
-    ASSERT_TRUE(player.ready());
-    MprisConnection connection(QDBusConnection::sessionBus());
-    EXPECT_TRUE(connection.canSetRating());
-    EXPECT_TRUE(connection.setCurrentTrackRating(80));
-    EXPECT_EQ(player.calls().filter("SetEntryProperties").value(0), "SetEntryProperties http://radio.invalid/t/1 rating=4");
-    EXPECT_EQ(connection.currentTrackRating(), 80);
-}
-
-TEST_F(MprisConnectionTest, RhythmboxDatabaseWithoutRhythmboxPlayerIsNoSetter)
-{
-    QJsonObject state = playerState({track("/t/1", "One")});
-    state.insert("rhythmDb", true);
-    FakePlayer player("elsewhere", state);
-    ASSERT_TRUE(player.ready());
-    MprisConnection connection(QDBusConnection::sessionBus());
-    EXPECT_FALSE(connection.canSetRating());
-    EXPECT_FALSE(connection.setCurrentTrackRating(80));
-}
-
-TEST_F(MprisConnectionTest, AlbumTracksComeFromTheTrackListWithTheFirstOneIncluded)
-{
-    QJsonObject state = playerState({track("/t/1", "Low Tide"), track("/t/2", "Other Song", "Other Album"),
-                                     track("/t/3", "Spring Tide"), track("/t/4", "Same Album Other Artist", "Harbour Lights", "Someone"),
-                                     track("/t/5", "Neap Tide")});
-    state.insert("trackList", true);
-    FakePlayer player("fake", state);
-    ASSERT_TRUE(player.ready());
+    QJsonObject state = player("Low Tide", "Paused", {{"trackList", true}, {"hasTrackList", false}, {"introspection", "wrong"}});
+    state.insert("tracks", QJsonArray{track("/t/1", "Low Tide"), track("/t/2", "Elsewhere", "Far Album"), track("/t/3", "Spring Tide"),
+                                      track("/t/4", "Other Artist", "Harbour Lights", "Someone"), track("/t/5", "Neap Tide")});
+    FakePlayer fake("vlc", state);
+    ASSERT_TRUE(fake.ready());
     MprisConnection connection(QDBusConnection::sessionBus());
     EXPECT_EQ(connection.copyAlbumTrackNames(), (QStringList{"Low Tide", "Spring Tide", "Neap Tide"}));
-}
-
-TEST_F(MprisConnectionTest, TrackListIsAskedEvenWhenThePlayerSaysItHasNone)
-{
-    QJsonObject state = playerState({track("/t/1", "Low Tide"), track("/t/2", "Spring Tide")});
-    state.insert("trackList", true);
-    state.insert("hasTrackList", false);
-    FakePlayer player("vlc", state);
-    ASSERT_TRUE(player.ready());
-    MprisConnection connection(QDBusConnection::sessionBus());
-    EXPECT_EQ(connection.copyAlbumTrackNames(), (QStringList{"Low Tide", "Spring Tide"}));
-}
-
-TEST_F(MprisConnectionTest, PlayTrackNamedGoesToTheTrackListEntryAndPlays)
-{
-    QJsonObject state = playerState({track("/t/1", "Low Tide"), track("/t/2", "Elsewhere", "Far Album"),
-                                     track("/t/3", "Spring Tide")},
-                                    "Paused");
-    state.insert("trackList", true);
-    FakePlayer player("fake", state);
-    ASSERT_TRUE(player.ready());
-    MprisConnection connection(QDBusConnection::sessionBus());
-    player.clearCalls();
+    fake.clearCalls();
     EXPECT_TRUE(connection.playTrackNamed("Spring Tide"));
     EXPECT_EQ(connection.copyCurrentTrackName(), "Spring Tide");
     EXPECT_TRUE(connection.isPlaying());
-    const QStringList calls = player.calls();
-    EXPECT_TRUE(calls.contains("GoTo /t/3")) << calls.join('\n').toStdString();
-    EXPECT_TRUE(calls.contains("Play"));
+    EXPECT_TRUE(fake.calls().contains("GoTo /t/3") && fake.calls().contains("Play")) << fake.calls().join('\n').toStdString();
     // A title only found outside the album is still played, as the player's own list has it.
     EXPECT_TRUE(connection.playTrackNamed("Elsewhere"));
     EXPECT_EQ(connection.copyCurrentTrackName(), "Elsewhere");
     EXPECT_FALSE(connection.playTrackNamed("Not There"));
 }
-
-TEST_F(MprisConnectionTest, IntrospectionIsNotTrusted)
-{
-    QJsonObject state = playerState({track("/t/1", "One")});
-    state.insert("introspection", "wrong");
-    FakePlayer player("fake", state);
-    ASSERT_TRUE(player.ready());
-    MprisConnection connection(QDBusConnection::sessionBus());
-    EXPECT_EQ(connection.copyCurrentTrackName(), "One");
-    EXPECT_TRUE(connection.pause());
-    EXPECT_FALSE(connection.isPlaying());
-}
-
-TEST_F(MprisConnectionTest, LibraryScanAndRefreshSendNothing)
-{
-    FakePlayer player("fake", playerState({track("/t/1", "One")}));
-    ASSERT_TRUE(player.ready());
-    MprisConnection connection(QDBusConnection::sessionBus());
-    player.clearCalls();
-    connection.scanLibraryLocations(true);
-    connection.refreshTrackAtPath("/music/a.mp3");
-    EXPECT_TRUE(player.calls().isEmpty()) << player.calls().join('\n').toStdString();
-}
-
-} // namespace
