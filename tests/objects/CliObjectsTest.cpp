@@ -56,15 +56,10 @@ TEST(CliObjects, Session)
              EXPECT_TRUE(fs::exists(dir.file("b.plist")));
              aPlist = fileBytes(dir.file("a.plist"));
          }},
-        {"export --artwork {d}/a.{e}", 1, "a.plist: exists (use --overwrite", [&] { EXPECT_EQ(fileBytes(dir.file("a.plist")), aPlist); }},
-        {"export --artwork {d}/a.{e}", 1, "kMediaFileErrExists (-6771)", nullptr},
+        {"export --artwork {d}/a.{e}", 1, "a.plist: exists (use --overwrite to replace it): kMediaFileErrExists (-6771)",
+         [&] { EXPECT_EQ(fileBytes(dir.file("a.plist")), aPlist); }},
         {"export --artwork --overwrite {d}/a.{e}", 0, "", [&] { EXPECT_EQ(plist("a.plist", {}, "kMediaFileDataIDArtwork"), aArt); }},
         {"export -o {d}/out.plist {d}/a.{e}", 0, "", [&] { EXPECT_EQ(plist("out.plist", {}, "kMediaFileDataIDAlbum"), QStringLiteral("Birds of Prey")); }},
-        {"export -o {d}/o.plist {d}/a.{e} {d}/b.{e}", 2, "", nullptr},
-        {"export -o x.plist --archive y.plist {d}/a.{e}", 2, "", nullptr},
-        {"export --bogus {d}/a.{e}", 2, "", nullptr},
-        {"export", 2, "", nullptr},
-        {"export {d}/missing.{e}", 1, "", nullptr},
         {"export --archive {d}/archive.plist {d}/music", 1, "is a folder", [&] { EXPECT_FALSE(fs::exists(dir.file("archive.plist"))); }},
         {"export -r --artwork --archive {d}/archive.plist {d}/music", 0, "", [&] {
              EXPECT_EQ(readPropertyListDictionary(qpath(dir.file("archive.plist")))->keys(), (QStringList{"first", "second"}));
@@ -92,16 +87,11 @@ TEST(CliObjects, Session)
              bBytes = fileBytes(b);
          }},
         {"import " + fixturePath("objects/wrong-marker.plist") + " {d}/b.{e}", 1, "kMediaFileErrBadFormat (-6717)", nullptr},
-        {"import " + fixturePath("objects/not-an-image.png") + " {d}/b.{e}", 1, "", nullptr},
         {"import {d}/missing.plist {d}/b.{e}", 1, "", [&] { EXPECT_EQ(fileBytes(b), bBytes) << "refused imports leave the file alone"; }},
-        {"import {d}/a.plist", 2, "", nullptr},
-        {"import --overwrite --bogus x y", 2, "", nullptr},
         {"artwork {d}/a.{e}", 0, "", [&] { EXPECT_EQ(fileBytes(dir.file("a.jpg")), aArt); }},
         {"artwork {d}/a.{e}", 1, "", nullptr},
-        {"artwork --overwrite {d}/a.{e}", 0, "", nullptr},
         {"artwork -o '{d}/cover out.jpeg' {d}/a.{e}", 0, "", [&] { EXPECT_EQ(fileBytes(dir.file("cover out.jpeg")), aArt); }},
         {"artwork {d}/copies/second.{e}", 1, "", [&] { EXPECT_FALSE(fs::exists(dir.file("copies/second.jpg"))); }},
-        {"artwork -o x.jpg {d}/a.{e} {d}/b.{e}", 2, "", nullptr},
         {"set --artwork " + fixturePath("objects/cover.gif") + " {d}/copies/second.{e}", 0, "", [&] {
              const QByteArray stored = openWrapper(dir.file("copies/second." + e)).mediaFileDataForID(kMediaFileDataIDArtwork);
              EXPECT_TRUE(stored.startsWith("\xFF\xD8\xFF"));
@@ -112,8 +102,6 @@ TEST(CliObjects, Session)
         {"set --artwork {d}/missing.png {d}/copies/second.{e}", 2, "ENOENT",
          [&] { EXPECT_EQ(fileBytes(dir.file("copies/second." + e)), bBytes); }},
         {"set -r -j 4 -t Album=Parallel -t 'Track Number=9' {d}/tree", 0, "", nullptr},
-        {"show -j x {d}/a.{e}", 2, "", nullptr},
-        {"show -j 1000 {d}/a.{e}", 2, "", nullptr},
         {"show {d}/tree", 1, "is a folder (use -r", nullptr},
     };
     for (const auto &row : rows) {

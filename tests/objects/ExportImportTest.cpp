@@ -34,8 +34,9 @@ TEST(Export, EveryKeyOfAFileWithoutTagsAndTheTargetRules)
     for (const auto &[keys, empty] : {std::pair{std::span<const ExportKey>(kExportTextKeys), QVariant("")}, std::pair{std::span<const ExportKey>(kExportIntegerKeys), QVariant(0)}})
         for (const ExportKey &k : keys) {
             EXPECT_STREQ(k.name, MediaFileGetDataIDInfo(k.dataID)->constantName);
-            if (k.dataID != kMediaFileDataIDFilename && k.dataID != kMediaFileDataIDFilenameClean)
+            if (k.dataID != kMediaFileDataIDFilename && k.dataID != kMediaFileDataIDFilenameClean) {
                 EXPECT_EQ(dictionary.value(key(k.name)), empty) << k.name;
+            }
         }
     EXPECT_EQ(dictionary.size(), 2 + std::size(kExportTextKeys) + std::size(kExportIntegerKeys)) << "no artwork key without artwork";
     EXPECT_EQ(dictionary.value("kMediaFileDataIDFilename"), QStringLiteral("Clip.Two.mov"));
@@ -113,8 +114,9 @@ TEST(Import, Rules)
         ASSERT_EQ(w.setMediaFileString(QStringLiteral("Mine"), kMediaFileDataIDTitle, true), kMediaFileNoErr);
         ASSERT_EQ(w.setMediaFileString(QStringLiteral("Kept"), kMediaFileDataIDArtist, true), kMediaFileNoErr);
         ASSERT_EQ(w.setMediaFileInteger(2, kMediaFileDataIDTrackNumber, true), kMediaFileNoErr);
-        if (row.hasCover)
+        if (row.hasCover) {
             ASSERT_EQ(w.setMediaFileData(cover, kMediaFileDataIDArtwork), kMediaFileNoErr);
+        }
         const MediaFileStatus status = row.fromArchive ? w.setMediaFileDataFromArchiveAtPath(qpath(row.source), row.overwrite)
                                        : row.source.empty() ? w.setMediaFileDataFromDictionaryRepresentation(row.dictionary, row.overwrite)
                                                             : w.setMediaFileDataFromDictionaryRepresentationAtPath(qpath(row.source), row.overwrite);
@@ -176,8 +178,9 @@ TEST_P(RoundTrip, ExportThenImportIntoAPlainFile)
         EXPECT_EQ(output, "Kestrel Song|Birds of Prey|3\n");
     }
     const std::string before = decodedAudioMd5(fixturePath(plainFixture(c)));
-    if (!before.empty())
+    if (!before.empty()) {
         EXPECT_EQ(decodedAudioMd5(target), before) << "the audio is unchanged";
+    }
 
     // Without artwork in the export, the cover stays off; an import with overwriting replaces a cover.
     ASSERT_EQ(openWrapper(source).saveDictionaryRepresentationToFile(qpath(dir.file("bare.plist")), false, false), kMediaFileNoErr);
@@ -203,8 +206,9 @@ TEST(Export, NegativeIntegersAndCameraImages)
         if (!unavailableReason(c).empty())
             continue;
         MediaFileWrapper w = openWrapper(dir.copyFixture(plainFixture(c)));
-        if (MediaFileSetInteger(w.mediaFileRef(), kMediaFileDataIDTrackNumber, -4) == kMediaFileNoErr && integerOf(w, kMediaFileDataIDTrackNumber) == -4)
+        if (MediaFileSetInteger(w.mediaFileRef(), kMediaFileDataIDTrackNumber, -4) == kMediaFileNoErr && integerOf(w, kMediaFileDataIDTrackNumber) == -4) {
             EXPECT_EQ(w.getDictionaryRepresentation(false)->value("kMediaFileDataIDTrackNumber"), QVariant(0)) << c.extension;
+        }
     }
     MediaFileStatus status = 0;
     std::optional<MediaFileWrapper> camera = MediaFileWrapper::mediaFileWithFileAtPath(qpath(fixturePath("objects/camera.jpg")), true, &status);

@@ -93,8 +93,9 @@ TEST_P(WrapperRules, SettersKeepTheirRulesThroughASave)
 
     const QByteArray jpeg = fileBytes(fixturePath("objects/cover.jpg"));
     const MediaFileStatus set = w.setMediaFileData(jpeg, kMediaFileDataIDArtwork);
-    if (set == kMediaFileNoErr)
+    if (set == kMediaFileNoErr) {
         ASSERT_EQ(w.update(kSaveFlags), kMediaFileNoErr);
+    }
     // Refused, or (FLAC) accepted without adding a picture block.
     EXPECT_EQ(openWrapper(path).mediaFileDataForID(kMediaFileDataIDArtwork), GetParam().addsArtwork ? jpeg : QByteArray());
     if (GetParam().addsArtwork) {

@@ -84,8 +84,9 @@ TEST(FileTruth, FieldsArtworkAndTrackChoiceComeFromTheFiles)
         EXPECT_EQ(connection.playTrackNamed(row.choose), row.played);
         EXPECT_EQ(player.calls().filter(QRegularExpression("^(Next|Previous|OpenUri|GoTo)")), row.steps);
         EXPECT_EQ(player.calls().contains("Play"), row.played);
-        if (row.played)
+        if (row.played) {
             EXPECT_EQ(connection.copyCurrentTrackName(), row.choose);
+        }
         EXPECT_EQ(connection.trackChoice().kind, row.after);
         EXPECT_EQ(connection.trackChoice().reason.isEmpty(), row.after != TrackChoice::Unavailable);
         player.vanish();

@@ -91,8 +91,9 @@ TEST(Launcher, LaunchStartsThePreferredOrDefaultPlayerOnlyWhenNoneRuns)
                           + " @" + data.file("state.json") + " %U\n");
         if (row.defaultEntry)
             writeText(config.file("mimeapps.list"), std::string("[Default Applications]\naudio/mpeg=") + row.defaultEntry + ".desktop\n");
-        if (row.defaultEntry)
+        if (row.defaultEntry) {
             EXPECT_EQ(defaultAudioPlayerEntry(), QString(row.defaultEntry) + ".desktop");
+        }
         std::optional<FakePlayer> running;
         if (row.running)
             running.emplace(row.running, state);

@@ -88,10 +88,8 @@ public:
             logged << describe(argument);
         calls_ << logged.join(QLatin1Char(' '));
 
-        if (failing(member)) {
-            connection.send(message.createErrorReply(QStringLiteral("org.mpris.MediaPlayer2.Error.Failed"), member));
-            return true;
-        }
+        if (failing(member))
+            return connection.send(message.createErrorReply(QStringLiteral("org.mpris.MediaPlayer2.Error.Failed"), member)), true;
         if (message.path() == kRhythmDbPath)
             return rhythmDb(message, connection);
         if (interface == kProperties)
@@ -100,12 +98,7 @@ public:
             return playerMethod(message, connection);
         if (interface == kTrackList && trackListEnabled())
             return trackListMethod(message, connection);
-        if (interface == kRoot) {
-            connection.send(message.createReply());
-            return true;
-        }
-        connection.send(message.createErrorReply(QStringLiteral("org.freedesktop.DBus.Error.UnknownMethod"), member));
-        return true;
+        return interface == kRoot ? reply(connection, message) : refuse(connection, message, "UnknownMethod", member);
     }
 
 private:
@@ -137,14 +130,11 @@ private:
         return methods.contains(member);
     }
 
-    bool failing(const QString &member) const
-    {
-        return state_.value(QStringLiteral("failMethods")).toArray().contains(QJsonValue(member));
-    }
-    bool trackListEnabled() const { return state_.value(QStringLiteral("trackList")).toBool(); }
-    bool ratingEnabled() const { return state_.value(QStringLiteral("rating")).toBool(); }
-    QJsonArray tracks() const { return state_.value(QStringLiteral("tracks")).toArray(); }
-    int current() const { return state_.value(QStringLiteral("current")).toInt(); }
+    bool failing(const QString &member) const { return state_.value("failMethods").toArray().contains(QJsonValue(member)); }
+    bool trackListEnabled() const { return state_.value("trackList").toBool(); }
+    bool ratingEnabled() const { return state_.value("rating").toBool(); }
+    QJsonArray tracks() const { return state_.value("tracks").toArray(); }
+    int current() const { return state_.value("current").toInt(); }
 
     QJsonObject currentTrack() const
     {
@@ -154,74 +144,57 @@ private:
 
     QVariantMap playerProperties() const
     {
-        QVariantMap properties{
-            {QStringLiteral("PlaybackStatus"), state_.value(QStringLiteral("status")).toString(QStringLiteral("Stopped"))},
-            {QStringLiteral("Metadata"), metadataOf(currentTrack())},
-            {QStringLiteral("Position"), qlonglong(state_.value(QStringLiteral("position")).toDouble())},
-            {QStringLiteral("CanControl"), true},
-            {QStringLiteral("CanPlay"), true},
-            {QStringLiteral("CanPause"), true},
-            {QStringLiteral("CanGoNext"), state_.value(QStringLiteral("canSkip")).toBool(true)},
-            {QStringLiteral("CanGoPrevious"), state_.value(QStringLiteral("canSkip")).toBool(true)},
-        };
+        const bool canSkip = state_.value("canSkip").toBool(true);
+        QVariantMap properties{{"PlaybackStatus", state_.value("status").toString("Stopped")}, {"Metadata", metadataOf(currentTrack())},
+                               {"Position", qlonglong(state_.value("position").toDouble())}, {"CanControl", true}, {"CanPlay", true},
+                               {"CanPause", true}, {"CanGoNext", canSkip}, {"CanGoPrevious", canSkip}};
         if (ratingEnabled())
-            properties.insert(QStringLiteral("Rating"), currentTrack().value(QStringLiteral("xesam:userRating")).toDouble());
+            properties.insert("Rating", currentTrack().value("xesam:userRating").toDouble());
         return properties;
     }
 
     QVariantMap rootProperties() const
     {
-        return {
-            {QStringLiteral("Identity"), state_.value(QStringLiteral("identity")).toString()},
-            {QStringLiteral("DesktopEntry"), state_.value(QStringLiteral("desktopEntry")).toString()},
-            {QStringLiteral("HasTrackList"), state_.value(QStringLiteral("hasTrackList")).toBool(trackListEnabled())},
-            {QStringLiteral("CanQuit"), false},
-            {QStringLiteral("CanRaise"), false},
-        };
+        return {{"Identity", state_.value("identity").toString()}, {"DesktopEntry", state_.value("desktopEntry").toString()},
+                {"HasTrackList", state_.value("hasTrackList").toBool(trackListEnabled())}, {"CanQuit", false}, {"CanRaise", false}};
     }
 
     QVariantMap trackListProperties() const
     {
         QList<QDBusObjectPath> ids;
         for (const QJsonValue &track : tracks())
-            ids << QDBusObjectPath(track.toObject().value(QStringLiteral("mpris:trackid")).toString());
-        return {{QStringLiteral("Tracks"), QVariant::fromValue(ids)}, {QStringLiteral("CanEditTracks"), false}};
+            ids << QDBusObjectPath(track.toObject().value("mpris:trackid").toString());
+        return {{"Tracks", QVariant::fromValue(ids)}, {"CanEditTracks", false}};
+    }
+
+    static bool reply(const QDBusConnection &connection, const QDBusMessage &message, const QVariant &value = {})
+    {
+        return connection.send(value.isValid() ? message.createReply(value) : message.createReply()), true;
+    }
+    static bool refuse(const QDBusConnection &connection, const QDBusMessage &message, const char *error, const QString &what)
+    {
+        return connection.send(message.createErrorReply(QStringLiteral("org.freedesktop.DBus.Error.") + error, what)), true;
     }
 
     bool properties(const QDBusMessage &message, const QDBusConnection &connection)
     {
         const QList<QVariant> arguments = message.arguments();
-        const QString interface = arguments.value(0).toString();
-        QVariantMap all;
-        bool known = true;
-        if (interface == kPlayer)
-            all = playerProperties();
-        else if (interface == kRoot)
-            all = rootProperties();
-        else if (interface == kTrackList && trackListEnabled())
-            all = trackListProperties();
-        else
-            known = false;
-        if (!known) {
-            connection.send(message.createErrorReply(QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"), interface));
-            return true;
-        }
-        if (message.member() == QLatin1String("GetAll")) {
-            connection.send(message.createReply(QVariant(all)));
-        } else if (message.member() == QLatin1String("Get")) {
-            const QString name = arguments.value(1).toString();
-            if (!all.contains(name))
-                connection.send(message.createErrorReply(QStringLiteral("org.freedesktop.DBus.Error.InvalidArgs"), name));
-            else
-                connection.send(message.createReply(QVariant::fromValue(QDBusVariant(all.value(name)))));
-        } else if (message.member() == QLatin1String("Set") && interface == kPlayer
-                   && arguments.value(1).toString() == QLatin1String("Rating") && ratingEnabled()) {
+        const QString interface = arguments.value(0).toString(), name = arguments.value(1).toString();
+        const QVariantMap all = interface == kPlayer ? playerProperties()
+                                : interface == kRoot ? rootProperties()
+                                : interface == kTrackList && trackListEnabled() ? trackListProperties() : QVariantMap();
+        if (all.isEmpty())
+            return refuse(connection, message, "InvalidArgs", interface);
+        if (message.member() == QLatin1String("GetAll"))
+            return reply(connection, message, all);
+        if (message.member() == QLatin1String("Get"))
+            return all.contains(name) ? reply(connection, message, QVariant::fromValue(QDBusVariant(all.value(name))))
+                                      : refuse(connection, message, "InvalidArgs", name);
+        if (message.member() == QLatin1String("Set") && interface == kPlayer && name == QLatin1String("Rating") && ratingEnabled()) {
             setRating(current(), arguments.value(2).value<QDBusVariant>().variant().toDouble());
-            connection.send(message.createReply());
-        } else {
-            connection.send(message.createErrorReply(QStringLiteral("org.freedesktop.DBus.Error.PropertyReadOnly"), interface));
+            return reply(connection, message);
         }
-        return true;
+        return refuse(connection, message, "PropertyReadOnly", interface);
     }
 
     void setRating(int index, double rating)
@@ -230,24 +203,24 @@ private:
         if (index < 0 || index >= list.size())
             return;
         QJsonObject track = list.at(index).toObject();
-        track.insert(QStringLiteral("xesam:userRating"), rating);
+        track.insert("xesam:userRating", rating);
         list.replace(index, track);
-        state_.insert(QStringLiteral("tracks"), list);
-        announce({QStringLiteral("Metadata")});
+        state_.insert("tracks", list);
+        announce({"Metadata"});
     }
 
     void setStatus(const QString &status)
     {
-        state_.insert(QStringLiteral("status"), status);
-        announce({QStringLiteral("PlaybackStatus")});
+        state_.insert("status", status);
+        announce({"PlaybackStatus"});
     }
 
     void setCurrent(int index)
     {
         if (index < 0 || index >= tracks().size())
             return;
-        state_.insert(QStringLiteral("current"), index);
-        announce({QStringLiteral("Metadata")});
+        state_.insert("current", index);
+        announce({"Metadata"});
     }
 
     int indexOf(const QString &key, const QString &value) const
@@ -262,33 +235,26 @@ private:
     bool playerMethod(const QDBusMessage &message, const QDBusConnection &connection)
     {
         const QString member = message.member();
-        const QString status = state_.value(QStringLiteral("status")).toString();
-        if (member == QLatin1String("Play"))
-            setStatus(QStringLiteral("Playing"));
-        else if (member == QLatin1String("Pause"))
-            setStatus(QStringLiteral("Paused"));
-        else if (member == QLatin1String("PlayPause"))
-            setStatus(status == QLatin1String("Playing") ? QStringLiteral("Paused") : QStringLiteral("Playing"));
-        else if (member == QLatin1String("Stop"))
-            setStatus(QStringLiteral("Stopped"));
+        const bool playing = state_.value("status").toString() == QLatin1String("Playing");
+        static const QHash<QString, QString> statuses{{"Play", "Playing"}, {"Pause", "Paused"}, {"Stop", "Stopped"}};
+        if (statuses.contains(member) || member == QLatin1String("PlayPause"))
+            setStatus(statuses.value(member, playing ? "Paused" : "Playing"));
         else if (member == QLatin1String("Next"))
             setCurrent(current() + 1);
         else if (member == QLatin1String("Previous"))
             setCurrent(current() - 1);
         else if (member == QLatin1String("OpenUri")) {
             const QString uri = message.arguments().value(0).toString();
-            int index = indexOf(QStringLiteral("xesam:url"), uri);
+            int index = indexOf("xesam:url", uri);
             if (index < 0) {
                 QJsonArray list = tracks();
                 index = int(list.size());
-                list.append(QJsonObject{{QStringLiteral("xesam:url"), uri},
-                                        {QStringLiteral("mpris:trackid"), QStringLiteral("/opened/%1").arg(index)}});
-                state_.insert(QStringLiteral("tracks"), list);
+                list.append(QJsonObject{{"xesam:url", uri}, {"mpris:trackid", QStringLiteral("/opened/%1").arg(index)}});
+                state_.insert("tracks", list);
             }
             setCurrent(index);
         }
-        connection.send(message.createReply());
-        return true;
+        return reply(connection, message);
     }
 
     bool trackListMethod(const QDBusMessage &message, const QDBusConnection &connection)
@@ -297,20 +263,14 @@ private:
         if (member == QLatin1String("GetTracksMetadata")) {
             const auto ids = qdbus_cast<QList<QDBusObjectPath>>(message.arguments().value(0));
             QList<QVariantMap> result;
-            for (const QDBusObjectPath &id : ids) {
-                const int index = indexOf(QStringLiteral("mpris:trackid"), id.path());
-                if (index >= 0)
+            for (const QDBusObjectPath &id : ids)
+                if (const int index = indexOf("mpris:trackid", id.path()); index >= 0)
                     result << metadataOf(tracks().at(index).toObject());
-            }
-            connection.send(message.createReply(QVariant::fromValue(result)));
-            return true;
+            return reply(connection, message, QVariant::fromValue(result));
         }
-        if (member == QLatin1String("GoTo")) {
-            const auto id = message.arguments().value(0).value<QDBusObjectPath>();
-            setCurrent(indexOf(QStringLiteral("mpris:trackid"), id.path()));
-        }
-        connection.send(message.createReply());
-        return true;
+        if (member == QLatin1String("GoTo"))
+            setCurrent(indexOf("mpris:trackid", message.arguments().value(0).value<QDBusObjectPath>().path()));
+        return reply(connection, message);
     }
 
     bool rhythmDb(const QDBusMessage &message, const QDBusConnection &connection)
@@ -318,11 +278,10 @@ private:
         if (message.member() == QLatin1String("SetEntryProperties")) {
             const QString uri = message.arguments().value(0).toString();
             const auto changes = qdbus_cast<QVariantMap>(message.arguments().value(1));
-            if (changes.contains(QStringLiteral("rating")))
-                setRating(indexOf(QStringLiteral("xesam:url"), uri), changes.value(QStringLiteral("rating")).toDouble() / 5.0);
+            if (changes.contains("rating"))
+                setRating(indexOf("xesam:url", uri), changes.value("rating").toDouble() / 5.0);
         }
-        connection.send(message.createReply());
-        return true;
+        return reply(connection, message);
     }
 
     bool control(const QDBusMessage &message, const QDBusConnection &connection)
@@ -332,21 +291,15 @@ private:
             const QJsonObject changes = QJsonDocument::fromJson(message.arguments().value(0).toString().toUtf8()).object();
             for (auto it = changes.begin(); it != changes.end(); ++it)
                 state_.insert(it.key(), it.value());
-            connection.send(message.createReply());
-            announce({QStringLiteral("Metadata"), QStringLiteral("PlaybackStatus")});
+            reply(connection, message);
+            announce({"Metadata", "PlaybackStatus"});
             return true;
         }
-        if (member == QLatin1String("Calls")) {
-            connection.send(message.createReply(calls_));
-            return true;
-        }
-        if (member == QLatin1String("ClearCalls")) {
-            calls_.clear();
-            connection.send(message.createReply());
-            return true;
-        }
-        connection.send(message.createErrorReply(QStringLiteral("org.freedesktop.DBus.Error.UnknownMethod"), member));
-        return true;
+        if (member == QLatin1String("Calls"))
+            return reply(connection, message, calls_);
+        if (member == QLatin1String("ClearCalls"))
+            return calls_.clear(), reply(connection, message);
+        return refuse(connection, message, "UnknownMethod", member);
     }
 
     void announce(const QStringList &names)

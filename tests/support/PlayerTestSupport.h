@@ -20,7 +20,6 @@ int runPlayerTests(int argc, char **argv);
 
 // Whether main() managed to start the private bus; tests skip without it.
 bool privateBusRunning();
-QString privateBusAddress();
 
 // Runs the event loop until condition holds or timeoutMs passes; returns the last answer.
 bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 10000);

@@ -5,7 +5,6 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
-#include <QDBusReply>
 #include <QDeadlineTimer>
 #include <QJsonDocument>
 #include <QStandardPaths>
@@ -14,22 +13,14 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <sys/prctl.h>
 
 namespace kestrabel::test {
 
 namespace {
 
-constexpr int kBusStartMs = 10000;
 constexpr int kCallTimeoutMs = 5000;
-constexpr int kStopMs = 2000;
-
-QString &busAddress()
-{
-    static QString address;
-    return address;
-}
+QString busAddress;
 
 // The bus daemon lives for the whole binary; it is killed when the binary exits, however it exits.
 class BusDaemon : public ::testing::Environment {
@@ -41,19 +32,24 @@ private:
     std::unique_ptr<ChildProcess> daemon_;
 };
 
-QDBusMessage controlCall(const QString &service, const QString &method, const QVariantList &arguments = {})
+QDBusMessage call(const QString &service, const QString &path, const QString &interface, const QString &method,
+                  const QVariantList &arguments = {})
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(service, QStringLiteral("/org/kestrabel/FakePlayer"),
-                                                       QStringLiteral("org.kestrabel.FakePlayer"), method);
+    QDBusMessage call = QDBusMessage::createMethodCall(service, path, interface, method);
     call.setArguments(arguments);
     return QDBusConnection::sessionBus().call(call, QDBus::Block, kCallTimeoutMs);
+}
+
+QDBusMessage control(const QString &service, const QString &method, const QVariantList &arguments = {})
+{
+    return call(service, "/org/kestrabel/FakePlayer", "org.kestrabel.FakePlayer", method, arguments);
 }
 
 } // namespace
 
 QString firstLine(QProcess &process)
 {
-    const QDeadlineTimer deadline(kBusStartMs);
+    const QDeadlineTimer deadline(10000);
     while (!process.canReadLine() && !deadline.hasExpired() && process.state() == QProcess::Running)
         process.waitForReadyRead(100);
     return QString::fromUtf8(process.readLine()).trimmed();
@@ -61,24 +57,19 @@ QString firstLine(QProcess &process)
 
 std::unique_ptr<ChildProcess> startPrivateBus()
 {
-    if (QStandardPaths::findExecutable(QStringLiteral("dbus-daemon")).isEmpty())
+    if (QStandardPaths::findExecutable("dbus-daemon").isEmpty())
         return nullptr;
     auto daemon = std::make_unique<ChildProcess>(
-        QStringLiteral("dbus-daemon"),
-        QStringList{QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
-                    QStringLiteral("--print-address=1"), QStringLiteral("--address=unix:tmpdir=/tmp")});
-    if (!daemon->started())
-        return nullptr;
-    const QString address = firstLine(daemon->process());
+        "dbus-daemon", QStringList{"--session", "--nofork", "--nopidfile", "--print-address=1", "--address=unix:tmpdir=/tmp"});
+    const QString address = daemon->started() ? firstLine(daemon->process()) : QString();
     if (address.isEmpty())
         return nullptr;
     qputenv("DBUS_SESSION_BUS_ADDRESS", address.toUtf8());
-    busAddress() = address;
+    busAddress = address;
     return daemon;
 }
 
-bool privateBusRunning() { return !busAddress().isEmpty(); }
-QString privateBusAddress() { return busAddress(); }
+bool privateBusRunning() { return !busAddress.isEmpty(); }
 
 bool waitUntil(const std::function<bool()> &condition, int timeoutMs)
 {
@@ -94,11 +85,7 @@ bool waitUntil(const std::function<bool()> &condition, int timeoutMs)
 
 void spinEvents(int milliseconds)
 {
-    const QDeadlineTimer deadline(milliseconds);
-    while (!deadline.hasExpired()) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        QThread::msleep(5);
-    }
+    waitUntil([] { return false; }, milliseconds);
 }
 
 ChildProcess::ChildProcess(const QString &program, const QStringList &arguments, const QStringList &environment)
@@ -108,7 +95,6 @@ ChildProcess::ChildProcess(const QString &program, const QStringList &arguments,
     process_->setArguments(arguments);
     if (!environment.isEmpty())
         process_->setEnvironment(QProcess::systemEnvironment() + environment);
-    process_->setProcessChannelMode(QProcess::SeparateChannels);
     process_->setStandardErrorFile(QProcess::nullDevice());
     // A test that crashes or is killed by its timeout must not leave players and buses behind.
     process_->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
@@ -123,10 +109,10 @@ void ChildProcess::kill()
     if (process_->state() == QProcess::NotRunning)
         return;
     process_->terminate();
-    if (process_->waitForFinished(kStopMs))
-        return;
-    process_->kill();
-    process_->waitForFinished(kCallTimeoutMs);
+    if (!process_->waitForFinished(2000)) {
+        process_->kill();
+        process_->waitForFinished(kCallTimeoutMs);
+    }
 }
 
 bool busNameRegistered(const QString &name)
@@ -138,9 +124,8 @@ bool busNameRegistered(const QString &name)
 QString fakePlayerPath() { return QStringLiteral(KESTRABEL_FAKE_MPRIS_PATH); }
 
 FakePlayer::FakePlayer(const QString &name, const QJsonObject &state)
-    : service_(QStringLiteral("org.mpris.MediaPlayer2.") + name),
-      child_(std::make_unique<ChildProcess>(fakePlayerPath(),
-                                            QStringList{name, QString::fromUtf8(QJsonDocument(state).toJson(QJsonDocument::Compact))}))
+    : service_("org.mpris.MediaPlayer2." + name),
+      child_(std::make_unique<ChildProcess>(fakePlayerPath(), QStringList{name, QJsonDocument(state).toJson(QJsonDocument::Compact)}))
 {
     // The name must be held by this process: a fake of the same name that a test just ended may
     // still hold it while the bus has not yet seen it go.
@@ -153,31 +138,22 @@ FakePlayer::~FakePlayer() { vanishWithoutEvents(); }
 
 bool FakePlayer::script(const QJsonObject &changes)
 {
-    const QDBusMessage reply = controlCall(service_, QStringLiteral("Script"),
-                                           {QString::fromUtf8(QJsonDocument(changes).toJson(QJsonDocument::Compact))});
-    return reply.type() == QDBusMessage::ReplyMessage;
+    return control(service_, "Script", {QString(QJsonDocument(changes).toJson(QJsonDocument::Compact))}).type() == QDBusMessage::ReplyMessage;
 }
 
 QStringList FakePlayer::calls()
 {
-    const QDBusMessage reply = controlCall(service_, QStringLiteral("Calls"));
+    const QDBusMessage reply = control(service_, "Calls");
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
-        return {QStringLiteral("<no answer>")};
+        return {"<no answer>"};
     return reply.arguments().constFirst().toStringList();
 }
 
-void FakePlayer::clearCalls() { controlCall(service_, QStringLiteral("ClearCalls")); }
+void FakePlayer::clearCalls() { control(service_, "ClearCalls"); }
 
 bool FakePlayer::waitForCall(const QString &prefix, int timeoutMs)
 {
-    return waitUntil(
-        [&] {
-            for (const QString &call : calls())
-                if (call.startsWith(prefix))
-                    return true;
-            return false;
-        },
-        timeoutMs);
+    return waitUntil([&] { return !calls().filter(QRegularExpression("^" + QRegularExpression::escape(prefix))).isEmpty(); }, timeoutMs);
 }
 
 void FakePlayer::hang() { ::kill(pid_t(child_->process().processId()), SIGSTOP); }
@@ -200,11 +176,7 @@ void FakePlayer::vanishWithoutEvents()
 
 std::optional<QVariantMap> playerProperties(const QString &service, const QString &interface)
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(service, QStringLiteral("/org/mpris/MediaPlayer2"),
-                                                       QStringLiteral("org.freedesktop.DBus.Properties"),
-                                                       QStringLiteral("GetAll"));
-    call << interface;
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, kCallTimeoutMs);
+    const QDBusMessage reply = call(service, "/org/mpris/MediaPlayer2", "org.freedesktop.DBus.Properties", "GetAll", {interface});
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
         return std::nullopt;
     return qdbus_cast<QVariantMap>(reply.arguments().constFirst().value<QDBusArgument>());
@@ -217,6 +189,14 @@ ScopedEnv::ScopedEnv(const char *name, const QByteArray &value) : name_(name)
     qputenv(name, value);
 }
 
+ScopedEnv::~ScopedEnv()
+{
+    if (old_)
+        qputenv(name_, *old_);
+    else
+        qunsetenv(name_);
+}
+
 int runPlayerTests(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
@@ -224,14 +204,6 @@ int runPlayerTests(int argc, char **argv)
     if (!::testing::GTEST_FLAG(list_tests))
         ::testing::AddGlobalTestEnvironment(new BusDaemon);
     return RUN_ALL_TESTS();
-}
-
-ScopedEnv::~ScopedEnv()
-{
-    if (old_)
-        qputenv(name_, *old_);
-    else
-        qunsetenv(name_);
 }
 
 } // namespace kestrabel::test
