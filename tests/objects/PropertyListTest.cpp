@@ -91,8 +91,12 @@ TEST(PropertyList, RefusesWhatItCannotHold)
     // libplist aborts on a NUL inside a text when asked for it; it must be refused before that.
     QByteArray nul = good;
     nul.replace("<string>x", QByteArray("<string>x\0", 10));
-    const QByteArray tooDeep = head + QByteArray("<key>d</key><dict>").repeated(kMaxPropertyListDepth + 2)
-                               + QByteArray("</dict>").repeated(kMaxPropertyListDepth + 3) + "</plist>";
+    // Nesting up to the limit is read; one level more is refused.
+    const auto nested = [&](int levels) {
+        return head + QByteArray("<key>d</key><dict>").repeated(levels) + QByteArray("</dict>").repeated(levels + 1) + "</plist>";
+    };
+    EXPECT_TRUE(propertyListDictionaryFromData(nested(kMaxPropertyListDepth)));
+    const QByteArray tooDeep = nested(kMaxPropertyListDepth + 1);
     for (const QByteArray &bad : {nul, tooDeep, QByteArray(), QByteArray("\x00\x01garbage", 9), QByteArray("<plist><dict><key>x</key>")})
         EXPECT_FALSE(propertyListDictionaryFromData(bad)) << bad.left(60).toStdString();
     for (const std::string &bad : {fixturePath("objects/nul-in-string.plist"), fixturePath("objects/nul-in-key-binary.plist"),
