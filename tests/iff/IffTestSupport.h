@@ -16,7 +16,6 @@ struct ChunkInfo {
 
 struct ChunkLayout {
     std::string containerID;
-    std::string formType;
     uint32_t containerSize = 0;
     uint64_t fileSize = 0;
     std::vector<ChunkInfo> chunks;
@@ -24,14 +23,9 @@ struct ChunkLayout {
     std::vector<uint8_t> bytes;
 
     const ChunkInfo *find(const std::string &id) const;
-    size_t count(const std::string &id) const;
     std::vector<uint8_t> data(const std::string &id) const;
-    uint8_t padByte(const std::string &id) const; // the byte after an odd-sized chunk's data
 };
 
 ChunkLayout readLayout(const std::string &path);
-
-// Samples per channel as sox reports them; -1 when sox cannot read the file.
-long soxSampleCount(const std::string &path);
 
 } // namespace kestrabel::test

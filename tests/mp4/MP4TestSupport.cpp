@@ -102,19 +102,9 @@ std::vector<uint64_t> chunkOffsets(const std::vector<uint8_t> &bytes, const Atom
     return offsets;
 }
 
-std::string decodedAudio(const std::string &path)
-{
-    return capture("ffmpeg -nostdin -v error -i " + shellQuote(path) + " -map 0:a -fflags +bitexact -f framemd5 - 2>/dev/null", false);
-}
-
 std::string decodeErrors(const std::string &path)
 {
     return capture("ffmpeg -nostdin -v error -i " + shellQuote(path) + " -map 0:a -f null -");
-}
-
-std::string probedDuration(const std::string &path)
-{
-    return capture("ffprobe -v error -show_entries format=duration -of csv=p=0 " + shellQuote(path));
 }
 
 std::string probedTags(const std::string &path)

@@ -81,6 +81,13 @@ std::string shellQuote(const std::string &text)
 
 std::string cliPath() { return KESTRABEL_CLI_PATH; }
 
+std::string decodedAudio(const std::string &path)
+{
+    std::string output;
+    runCommand("ffmpeg -nostdin -v error -i " + shellQuote(path) + " -map 0:a -fflags +bitexact -f framemd5 - 2>/dev/null", &output);
+    return output;
+}
+
 OpenFile::OpenFile(const std::string &path, MediaFileFlags flags) : status_(MediaFileOpen(path.c_str(), &ref_, flags)) {}
 
 OpenFile::~OpenFile() { close(); }

@@ -38,6 +38,8 @@ int runCommand(const std::string &command, std::string *output = nullptr, bool m
 bool haveTool(const std::string &name);
 // Shell-quotes one argument.
 std::string shellQuote(const std::string &text);
+// ffmpeg's per-frame checksums of every decoded audio stream: equal strings, equal audio.
+std::string decodedAudio(const std::string &path);
 // The kestrabel-tag binary of this build.
 std::string cliPath();
 
