@@ -126,6 +126,20 @@ bool takeValue(const Args &args, size_t &i, std::string *out)
     return true;
 }
 
+// Here rather than in main.cpp, for the Qt part's commands use them too.
+void printError(const std::string &message)
+{
+    std::string line = "kestrabel-tag: " + message + "\n";
+    std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+int usageError(const std::string &command, const std::string &message)
+{
+    printError(command + ": " + message);
+    std::fprintf(stderr, "Try 'kestrabel-tag %s --help'.\n", command.c_str());
+    return 2;
+}
+
 void addError(JobResult *result, const std::string &message)
 {
     result->err += "kestrabel-tag: " + message + "\n";
