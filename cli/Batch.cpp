@@ -146,6 +146,31 @@ void addError(JobResult *result, const std::string &message)
     result->failed = true;
 }
 
+HeldSaves::HeldSaves()
+{
+    if (MediaFileSaveGroupCreate(&group_) != kMediaFileNoErr)
+        group_ = nullptr;
+}
+
+HeldSaves::~HeldSaves() { commit(0); }
+
+MediaFileStatus HeldSaves::update(MediaFileRef ref, MediaFileFlags flags)
+{
+    return group_ ? MediaFileUpdateInGroup(ref, flags, group_) : MediaFileUpdate(ref, flags);
+}
+
+int HeldSaves::commit(int status)
+{
+    if (!group_)
+        return status;
+    auto report = [](const char *path, MediaFileStatus failure, void *) {
+        printError(std::string(path) + ": cannot save: " + statusText(failure));
+    };
+    MediaFileStatus failed = MediaFileSaveGroupCommit(group_, report, nullptr);
+    group_ = nullptr;
+    return failed && status == 0 ? 1 : status;
+}
+
 std::vector<std::string> batchFiles(const std::vector<std::string> &arguments, const BatchOptions &options,
                                     bool *folderErrors)
 {

@@ -2,6 +2,7 @@
 
 #include "File.h"
 #include "FileOps.h"
+#include "SaveGroup.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -362,6 +363,13 @@ MediaFileStatus replaceWithNewFile(const std::string &target, int originalFd, co
         return status;
     };
     copyFileAttributes(originalFd, temp.fd());
+    // In a group the flush and the rename come at the commit, for all files at once.
+    if (holdingSaves()) {
+        if (MediaFileStatus status = temp.close())
+            return fail(status);
+        holdNewFile(target, tempPath);
+        return kMediaFileNoErr;
+    }
     if (MediaFileStatus status = fsyncStatus(temp.fd()))
         return fail(status);
     if (MediaFileStatus status = temp.close())
