@@ -174,11 +174,14 @@ int resolveWriteVersion(const ID3Tag &tag, MediaFileFlags *options)
     return 0;
 }
 
-// A tag that outgrows its room: padding for the next edit, and a length that moves the audio
-// by whole blocks.
+// A tag that outgrows its room: padding for the next edit, the length in whole 512-byte units,
+// and where the old length was in such units too, a growth in whole blocks, so that the audio
+// stays at its place in a block and the new file can share it.
 uint64_t grownLength(uint64_t length, uint64_t room, uint64_t fileSize)
 {
     length = (length + util::roomForNextEdit(fileSize) + kPadUnit - 1) / kPadUnit * kPadUnit;
+    if (room % kPadUnit != 0)
+        return length;
     return room + (length - room + util::kShareableShift - 1) / util::kShareableShift * util::kShareableShift;
 }
 

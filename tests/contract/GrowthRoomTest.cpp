@@ -18,13 +18,14 @@ struct Row {
     const char *fixture;
     MediaFileFlags profile;
     bool roomForNextEdit; // the second, slightly longer edit keeps the file's size and inode
-    bool wholeBlocks;     // the first edit grows the file by a multiple of 4096
+    bool wholeBlocks;     // the first edit grows the file by a multiple of 4096 (the old tag was in 512-byte units)
 };
 
 void PrintTo(const Row &row, std::ostream *out) { *out << row.name; }
 
 const Row kRows[] = {
-    {"Mp3Interop", "id3v24-full.mp3", kMediaFileFlagInterop, true, true},
+    {"Mp3Interop", "id3v24-full.mp3", kMediaFileFlagInterop, true, false}, // its old tag is not in 512-byte units
+    {"Mp3InteropWithoutTag", "no-tags.mp3", kMediaFileFlagInterop, true, true},
     {"Mp3Classic", "id3v24-full.mp3", 0, false, false},
 };
 
