@@ -32,11 +32,11 @@ const Row kRows[] = {
 MediaFileStatus setComment(const std::string &path, MediaFileFlags profile, const std::string &text)
 {
     MediaFileRef ref = nullptr;
-    if (MediaFileStatus status = MediaFileOpen(path.c_str(), &ref, profile))
+    if (MediaFileStatus status = MediaFileOpen(path.c_str(), &ref, profile | kMediaFileFlagIgnoreTagErrors))
         return status;
     MediaFileStatus status = MediaFileSetString(ref, kMediaFileDataIDComment, text.c_str());
     if (status == kMediaFileNoErr)
-        status = MediaFileUpdate(ref, profile | kMediaFileFlagKeepTagVersion);
+        status = MediaFileUpdate(ref, profile | kMediaFileFlagID3v24);
     MediaFileClose(ref);
     return status;
 }
