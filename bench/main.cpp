@@ -1,6 +1,7 @@
 // kestrabel-bench: reading and writing speed against TagLib and mutagen, on a corpus it makes
 // itself. Prints a Markdown report; see bench/README.md.
 #include <kestrabel/MediaFile.h>
+#include "CliBench.h"
 #include "PeerTagLib.h"
 
 #include <algorithm>
@@ -29,7 +30,7 @@ struct Options {
     int bigMegabytes = 200;
     bool mutagen = true;
     // Which parts run: reading, title writes, the cover on a big file.
-    bool reads = true, titles = true, big = true;
+    bool reads = true, titles = true, big = true, cli = true;
     fs::path sourceDir = KESTRABEL_BENCH_SOURCE_DIR;
 };
 
@@ -338,16 +339,17 @@ int main(int argc, char **argv)
         else if (arg == "--only") {
             std::string part = next();
             if (!onlyApplied)
-                options.reads = options.titles = options.big = false, onlyApplied = true;
-            bool *chosen = part == "reads" ? &options.reads : part == "titles" ? &options.titles : part == "big" ? &options.big : nullptr;
+                options.reads = options.titles = options.big = options.cli = false, onlyApplied = true;
+            bool *chosen = part == "reads" ? &options.reads : part == "titles" ? &options.titles : part == "big" ? &options.big
+                                                                                                            : part == "cli" ? &options.cli : nullptr;
             if (!chosen) {
-                std::fprintf(stderr, "kestrabel-bench: unknown part '%s' (reads, titles, big)\n", part.c_str());
+                std::fprintf(stderr, "kestrabel-bench: unknown part '%s' (reads, titles, big, cli)\n", part.c_str());
                 return 2;
             }
             *chosen = true;
         }
         else {
-            std::printf("usage: kestrabel-bench [--corpus DIR] [--count N] [--big-mb MB] [--no-mutagen] [--only reads|titles|big]...\n\n"
+            std::printf("usage: kestrabel-bench [--corpus DIR] [--count N] [--big-mb MB] [--no-mutagen] [--only reads|titles|big|cli]...\n\n"
                         "Generates a corpus of N tagged files per kind (once, in DIR; default %s, 1000 files),\n"
                         "then reports reading and writing speed against TagLib and mutagen in Markdown.\n",
                         options.corpus.c_str());
@@ -362,5 +364,7 @@ int main(int argc, char **argv)
         writeBenchmark(options);
     if (options.big)
         bigFileBenchmark(options);
+    if (options.cli)
+        kestrabel::bench::cliBenchmark({options.corpus, options.count, options.bigMegabytes});
     return 0;
 }

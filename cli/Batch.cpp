@@ -126,10 +126,49 @@ bool takeValue(const Args &args, size_t &i, std::string *out)
     return true;
 }
 
+// Here rather than in main.cpp, for the Qt part's commands use them too.
+void printError(const std::string &message)
+{
+    std::string line = "kestrabel-tag: " + message + "\n";
+    std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+int usageError(const std::string &command, const std::string &message)
+{
+    printError(command + ": " + message);
+    std::fprintf(stderr, "Try 'kestrabel-tag %s --help'.\n", command.c_str());
+    return 2;
+}
+
 void addError(JobResult *result, const std::string &message)
 {
     result->err += "kestrabel-tag: " + message + "\n";
     result->failed = true;
+}
+
+HeldSaves::HeldSaves()
+{
+    if (MediaFileSaveGroupCreate(&group_) != kMediaFileNoErr)
+        group_ = nullptr;
+}
+
+HeldSaves::~HeldSaves() { commit(0); }
+
+MediaFileStatus HeldSaves::update(MediaFileRef ref, MediaFileFlags flags)
+{
+    return group_ ? MediaFileUpdateInGroup(ref, flags, group_) : MediaFileUpdate(ref, flags);
+}
+
+int HeldSaves::commit(int status)
+{
+    if (!group_)
+        return status;
+    auto report = [](const char *path, MediaFileStatus failure, void *) {
+        printError(std::string(path) + ": cannot save: " + statusText(failure));
+    };
+    MediaFileStatus failed = MediaFileSaveGroupCommit(group_, report, nullptr);
+    group_ = nullptr;
+    return failed && status == 0 ? 1 : status;
 }
 
 std::vector<std::string> batchFiles(const std::vector<std::string> &arguments, const BatchOptions &options,

@@ -241,6 +241,7 @@ int runSet(const Args &args)
     if (changes.empty())
         return usageError("set", "nothing to change (use -t, --remove or --artwork)");
 
+    HeldSaves held;
     auto job = [&](const std::string &path, size_t) {
         JobResult result;
         MediaFileRef ref = nullptr;
@@ -282,7 +283,7 @@ int runSet(const Args &args)
         if (!failed && dryRun.on) {
             result.out = dryRunReport(path, ref, before);
         } else if (!failed) {
-            status = MediaFileUpdate(ref, fileFlags);
+            status = held.update(ref, fileFlags);
             if (status != kMediaFileNoErr) {
                 addError(&result, path + ": cannot save: " + statusText(status));
                 failed = true;
@@ -291,7 +292,7 @@ int runSet(const Args &args)
         MediaFileClose(ref);
         return result;
     };
-    return runBatch(files, batch, job);
+    return held.commit(runBatch(files, batch, job));
 }
 
 } // namespace kestrabel::cli

@@ -1,6 +1,9 @@
 // kestrabel-tag: read and write the tags of music files from the command line.
 #include "Commands.h"
 #include "Generate.h"
+#ifdef KESTRABEL_CLI_OBJECTS
+#include "QtPart.h"
+#endif
 
 #include <cstdio>
 #include <cstdlib>
@@ -8,7 +11,8 @@
 
 namespace kestrabel::cli {
 
-const std::vector<Command> &commands()
+// The commands that do not need Qt, found without loading the Qt part.
+static const std::vector<Command> &coreCommands()
 {
     static const std::vector<Command> table = {
         {"show", "print the values of files", runShow, kShowHelp},
@@ -17,29 +21,23 @@ const std::vector<Command> &commands()
         {"copy", "copy the values of one file into others", runCopy, kCopyHelp},
         {"rename", "rename files after their values", runRename, kRenameHelp},
         {"from-name", "set values from the file names", runFromName, kFromNameHelp},
-#ifdef KESTRABEL_CLI_OBJECTS
-        {"export", "write the tags as a property list", runExport, kExportHelp},
-        {"import", "apply an exported property list and save", runImport, kImportHelp},
-        {"artwork", "write the cover art into an image file", runArtwork, kArtworkHelp},
-#endif
-#ifdef KESTRABEL_CLI_PLAYER
-        {"now", "show the music player's current track", runNow, kNowHelp},
-#endif
     };
     return table;
 }
 
-void printError(const std::string &message)
+const std::vector<Command> &commands()
 {
-    std::string line = "kestrabel-tag: " + message + "\n";
-    std::fwrite(line.data(), 1, line.size(), stderr);
-}
-
-int usageError(const std::string &command, const std::string &message)
-{
-    printError(command + ": " + message);
-    std::fprintf(stderr, "Try 'kestrabel-tag %s --help'.\n", command.c_str());
-    return 2;
+#ifdef KESTRABEL_CLI_OBJECTS
+    static const std::vector<Command> table = [] {
+        std::vector<Command> all = coreCommands();
+        if (const QtPart *part = qtPart())
+            all.insert(all.end(), part->commands, part->commands + part->commandCount);
+        return all;
+    }();
+    return table;
+#else
+    return coreCommands();
+#endif
 }
 
 static void printMainHelp(FILE *out)
@@ -81,9 +79,6 @@ static int runNames()
 int main(int argc, char **argv)
 {
     using namespace kestrabel::cli;
-#ifdef KESTRABEL_CLI_OBJECTS
-    installQtMessageFilter();
-#endif
     if (argc < 2) {
         printMainHelp(stderr);
         return 2;
@@ -118,6 +113,9 @@ int main(int argc, char **argv)
         return runGenerate(argc > 2 ? argv[2] : "", mainHelp);
     }
     Args args(argv + 2, argv + argc);
+    for (const Command &command : coreCommands())
+        if (command.name == name)
+            return command.run(args);
     for (const Command &command : commands())
         if (command.name == name)
             return command.run(args);

@@ -24,6 +24,8 @@ packages=(
   xvfb xauth xdotool xcompmgr imagemagick x11-utils
   # benchmarks against the peers
   libtag1-dev time
+  # the big-file save on a loop-mounted XFS image with reflink
+  xfsprogs
 )
 
 missing=()

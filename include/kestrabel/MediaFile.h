@@ -256,6 +256,25 @@ MediaFileStatus MediaFileOpen(const char *path, MediaFileRef *outRef, MediaFileF
 MediaFileStatus MediaFileClose(MediaFileRef ref);
 MediaFileStatus MediaFileUpdate(MediaFileRef ref, MediaFileFlags flags);
 const char *MediaFileGetPath(MediaFileRef ref);
+
+/*
+ * Saves in a group, for many files at once. MediaFileUpdateInGroup saves as MediaFileUpdate
+ * does, except that a save that writes a new file beside the original is held: the new file is
+ * written, but neither flushed nor renamed over the original, which stays as it was.
+ * MediaFileSaveGroupCommit then flushes all held files together (one syncfs per file system),
+ * renames each over its original and flushes each folder once, and frees the group; a crash at
+ * any point still leaves each file as it was or fully updated. Saves that need no new file (in
+ * place, Ogg, hard links) and saves with kMediaFileFlagPreserveDates are made at once. Once its
+ * save is held, a handle is for reading and closing: a further update fails with
+ * kMediaFileErrParam. Each file at most once per group. The group may be used from several
+ * threads at once. report, which may be null, is called for each held save that failed at the
+ * commit, with the path given to MediaFileOpen; the commit returns the first such status or 0.
+ */
+typedef struct MediaFileSaveGroup *MediaFileSaveGroupRef;
+typedef void (*MediaFileSaveGroupReport)(const char *path, MediaFileStatus status, void *context);
+MediaFileStatus MediaFileSaveGroupCreate(MediaFileSaveGroupRef *outGroup);
+MediaFileStatus MediaFileUpdateInGroup(MediaFileRef ref, MediaFileFlags flags, MediaFileSaveGroupRef group);
+MediaFileStatus MediaFileSaveGroupCommit(MediaFileSaveGroupRef group, MediaFileSaveGroupReport report, void *context);
 MediaFileStatus MediaFileGetType(MediaFileRef ref, MediaFileType *outKind);
 const char *MediaFileGetTypeName(MediaFileType kind);
 const char *MediaFileGetDataIDName(MediaFileDataID dataID);

@@ -5,6 +5,7 @@
 #include "DataIDRules.h"
 #include "FormatHandler.h"
 #include "KindDetection.h"
+#include "util/SaveGroup.h"
 #include "util/Strings.h"
 
 #include <algorithm>
@@ -13,7 +14,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <memory>
 #include <new>
+#include <optional>
 #include <sys/stat.h>
 
 struct FileTimes {
@@ -26,6 +29,11 @@ struct MediaFile {
     std::string path;
     kestrabel::HandlerPtr state;
     FileTimes opened; // before anything was read, for kMediaFileFlagPreserveDates
+    bool saveHeld = false; // its new file waits for a group's commit; the handle no longer matches the file
+};
+
+struct MediaFileSaveGroup {
+    kestrabel::util::SaveGroup group;
 };
 
 namespace kestrabel {
@@ -241,10 +249,15 @@ try {
 }
 KESTRABEL_BOUNDARY
 
-MediaFileStatus MediaFileUpdate(MediaFileRef ref, MediaFileFlags flags)
-try {
+namespace {
+
+MediaFileStatus update(MediaFileRef ref, MediaFileFlags flags, MediaFileSaveGroupRef group)
+{
     if (!ref)
         return kMediaFileErrNullRef;
+    // Its handler already describes the file as it will be after the commit.
+    if (ref->saveHeld)
+        return kMediaFileErrParam;
     FileTimes saved;
     if (flags & kMediaFileFlagPreserveDates)
         saved = timesToKeep(ref->opened, ref->path);
@@ -253,7 +266,12 @@ try {
         if (!ref->state)
             return kMediaFileErrUnsupported;
         try {
+            // The dates are put back on the file right after its save, so such a save is not held.
+            std::optional<kestrabel::util::HoldSaves> hold;
+            if (group && !saved.valid)
+                hold.emplace(group->group, ref->path);
             status = ref->state->update(ref->path.c_str(), flags);
+            ref->saveHeld = hold && hold->held();
         } catch (const std::bad_alloc &) {
             status = kMediaFileErrMemory;
         } catch (...) {
@@ -267,6 +285,46 @@ try {
     if (saved.valid)
         utimensat(AT_FDCWD, ref->path.c_str(), saved.times, 0);
     return status;
+}
+
+} // namespace
+
+MediaFileStatus MediaFileUpdate(MediaFileRef ref, MediaFileFlags flags)
+try {
+    return update(ref, flags, nullptr);
+}
+KESTRABEL_BOUNDARY
+
+MediaFileStatus MediaFileSaveGroupCreate(MediaFileSaveGroupRef *outGroup)
+try {
+    if (!outGroup)
+        return kMediaFileErrParam;
+    *outGroup = new MediaFileSaveGroup;
+    return kMediaFileNoErr;
+}
+KESTRABEL_BOUNDARY
+
+MediaFileStatus MediaFileUpdateInGroup(MediaFileRef ref, MediaFileFlags flags, MediaFileSaveGroupRef group)
+try {
+    if (!group)
+        return kMediaFileErrParam;
+    return update(ref, flags, group);
+}
+KESTRABEL_BOUNDARY
+
+MediaFileStatus MediaFileSaveGroupCommit(MediaFileSaveGroupRef group, MediaFileSaveGroupReport report, void *context)
+try {
+    if (!group)
+        return kMediaFileErrParam;
+    std::unique_ptr<MediaFileSaveGroup> owned(group);
+    MediaFileStatus first = kMediaFileNoErr;
+    for (const kestrabel::util::SaveGroup::Failure &failure : owned->group.commit()) {
+        if (first == kMediaFileNoErr)
+            first = failure.status;
+        if (report)
+            report(failure.label.c_str(), failure.status, context);
+    }
+    return first;
 }
 KESTRABEL_BOUNDARY
 

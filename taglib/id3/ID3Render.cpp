@@ -174,7 +174,18 @@ int resolveWriteVersion(const ID3Tag &tag, MediaFileFlags *options)
     return 0;
 }
 
-MediaFileStatus renderV2(ID3Tag &tag, int version, MediaFileFlags options, uint64_t minimumLength,
+// A tag that outgrows its room: padding for the next edit, the length in whole 512-byte units,
+// and where the old length was in such units too, a growth in whole blocks, so that the audio
+// stays at its place in a block and the new file can share it.
+uint64_t grownLength(uint64_t length, uint64_t room, uint64_t fileSize)
+{
+    length = (length + util::roomForNextEdit(fileSize) + kPadUnit - 1) / kPadUnit * kPadUnit;
+    if (room % kPadUnit != 0)
+        return length;
+    return room + (length - room + util::kShareableShift - 1) / util::kShareableShift * util::kShareableShift;
+}
+
+MediaFileStatus renderV2(ID3Tag &tag, int version, MediaFileFlags options, uint64_t minimumLength, uint64_t fileSize,
                          std::vector<uint8_t> *out)
 {
     std::vector<uint8_t> frames;
@@ -192,6 +203,8 @@ MediaFileStatus renderV2(ID3Tag &tag, int version, MediaFileFlags options, uint6
     if ((ID3Options & kID3OptionPad) && !(options & kMediaFileFlagID3NoPadding)) {
         if (minimumLength >= length && minimumLength - length <= kMaxReusedPadding)
             length = minimumLength;
+        else if (tag.rules->roomToGrow && fileSize > 0)
+            length = grownLength(length, minimumLength, fileSize);
         else
             length = (length + kPadUnit - 1) / kPadUnit * kPadUnit;
     }
@@ -240,7 +253,7 @@ MediaFileStatus ID3WriteFile(const char *path, MediaFileFlags writeOptions, ID3T
             // The room of the tag already in the file is used when the new tag fits in it, so
             // that the audio stays where it is and the file is rewritten in place.
             const uint64_t room = oldTagSize >= kHeaderSize && oldTagSize - kHeaderSize <= kLargestSynchsafe ? oldTagSize : 0;
-            if (MediaFileStatus status = renderV2(tag, version, options, room, &bytes))
+            if (MediaFileStatus status = renderV2(tag, version, options, room, fileSize, &bytes))
                 return status;
             newTagSize = bytes.size();
             edits.push_back({0, oldTagSize, std::move(bytes)});
@@ -293,7 +306,7 @@ MediaFileStatus ID3RenderToBuffer(ID3Tag &tag, MediaFileFlags writeOptions, std:
         const int version = resolveWriteVersion(tag, &options);
         std::vector<uint8_t> bytes;
         if (version != 0) {
-            if (MediaFileStatus status = renderV2(tag, version, options, 0, &bytes))
+            if (MediaFileStatus status = renderV2(tag, version, options, 0, 0, &bytes))
                 return status;
         }
         // A memory image carries its ID3v1 record behind the ID3v2 tag, where a parse of the

@@ -13,13 +13,14 @@ struct ID3Rules {
     bool canonicalIsLongID;     // TSSE stays the encoder settings instead of standing for TSRC
     bool bareNumberGenre;       // a TCON of "13" names genre 13, as "(13)" does
     bool plainComment;          // the comment is the first COMM without a description
+    bool roomToGrow;            // a tag that grows gets room for the next edit and moves the audio by whole blocks
 };
 
 inline constexpr ID3Rules kID3Rules[] = {
     // classic
-    {false, false, false, false, false},
+    {false, false, false, false, false, false},
     // interop
-    {true, true, true, true, true},
+    {true, true, true, true, true, true},
 };
 
 constexpr const ID3Rules &id3RulesFor(MediaFileFlags flags)

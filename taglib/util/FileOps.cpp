@@ -12,7 +12,7 @@ ssize_t systemCopyFileRange(int in, off_t *inOffset, int out, off_t *outOffset, 
     return ::copy_file_range(in, inOffset, out, outOffset, length, flags);
 }
 
-constexpr FileOps kSystemOps{::pwrite, ::fsync, ::rename, systemCopyFileRange, ::ftruncate};
+constexpr FileOps kSystemOps{::pwrite, ::fsync, ::rename, systemCopyFileRange, ::ftruncate, ::syncfs};
 
 FileOps gOps = kSystemOps;
 

@@ -1,5 +1,5 @@
 // The system calls a save goes through. Tests swap entries to make the Nth write, fsync,
-// rename or copy fail and check that the original file survives.
+// syncfs, rename or copy fail and check that the original file survives.
 #pragma once
 
 #include <sys/types.h>
@@ -12,6 +12,7 @@ struct FileOps {
     int (*rename)(const char *from, const char *to);
     ssize_t (*copyFileRange)(int in, off_t *inOffset, int out, off_t *outOffset, size_t length, unsigned flags);
     int (*ftruncate)(int fd, off_t length);
+    int (*syncfs)(int fd);
 };
 
 FileOps &fileOps();

@@ -62,6 +62,18 @@ MediaFileStatus createSiblingTemp(const std::string &path, std::string *tempPath
 // Carries mode, owner, group and extended attributes of the file behind fromFd over to toFd.
 void copyFileAttributes(int fromFd, int toFd);
 
+// The padding a save that has to grow a tag leaves for the next edit, so that it is written in
+// place: 1 KiB and 1 % of the file, at most 64 KiB, in whole 512-byte units.
+constexpr uint64_t roomForNextEdit(uint64_t fileSize)
+{
+    const uint64_t room = 1024 + fileSize / 100;
+    return ((room < 65536 ? room : 65536) + 511) & ~uint64_t(511);
+}
+
+// The block size by which an edit that moves the audio moves it, where the format is free to
+// choose: the new file can then share the audio's blocks with the old one (FICLONERANGE).
+constexpr uint64_t kShareableShift = 4096;
+
 // fsync of the folder that holds path, so that a rename into it is durable.
 MediaFileStatus syncParentFolder(const std::string &path);
 

@@ -146,3 +146,38 @@ TEST(Cli, EveryFileCommandTakesClassic)
     }
     EXPECT_GE(checked, 2);
 }
+
+// Qt Gui and D-Bus are loaded only by the commands that use them, so that the others start fast.
+TEST(Cli, OnlyTheQtCommandsLoadQt)
+{
+    struct Case {
+        const char *arguments;
+        bool loadsQt;
+    };
+    const Case cases[] = {
+        {"show --json {F}", false},
+        {"get Title {F}", false},
+        {"set -t Title=x {F}", false},
+#ifdef KESTRABEL_CLI_OBJECTS
+        {"artwork --overwrite -o {O} {F}", true},
+        {"set --artwork {I} {F}", true},
+#endif
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.arguments);
+        TempDir dir;
+        std::string file = dir.file("cover.m4a");
+        std::filesystem::copy_file(fixturePath("cover.m4a"), file);
+        std::string arguments = c.arguments;
+        auto put = [&](const std::string &slot, const std::string &value) {
+            if (size_t at = arguments.find(slot); at != std::string::npos)
+                arguments.replace(at, slot.size(), shellQuote(value));
+        };
+        put("{O}", dir.file("out.jpg"));
+        put("{I}", fixturePath("escn-cover.jpg"));
+        put("{F}", file);
+        std::string output;
+        ASSERT_EQ(runCommand("LD_DEBUG=files " + shellQuote(cliPath()) + " " + arguments, &output, true), 0) << output;
+        EXPECT_EQ(output.find("libQt6Gui") != std::string::npos, c.loadsQt);
+    }
+}

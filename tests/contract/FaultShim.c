@@ -1,7 +1,7 @@
 /*
  * Loaded with LD_PRELOAD into kestrabel-tag by the fault-injection tests: makes the Nth call of
  * one file operation fail with an errno, so that every failure point of a save can be tried.
- *   KESTRABEL_FAULT_OP    write | fsync | rename | copy_file_range | any
+ *   KESTRABEL_FAULT_OP    write | fsync | syncfs | rename | copy_file_range | any
  *   KESTRABEL_FAULT_AT    N (0 = the first call) — only calls on files opened after start-up count
  *   KESTRABEL_FAULT_ERRNO errno to fail with (default EIO)
  * The number of calls seen is written to KESTRABEL_FAULT_COUNT_FILE at exit, so that the test
@@ -98,6 +98,13 @@ int fdatasync(int fd)
     if (shouldFail("fsync", fd))
         return errno = gErrno, -1;
     return REAL(fdatasync)(fd);
+}
+
+int syncfs(int fd)
+{
+    if (shouldFail("syncfs", fd))
+        return errno = gErrno, -1;
+    return REAL(syncfs)(fd);
 }
 
 int rename(const char *from, const char *to)

@@ -92,6 +92,70 @@ TEST_P(Faults, EveryFailingCallLeavesTheOriginalOrTheFinishedSave)
 
 namespace {
 
+// One set run over a file of every writable kind in one folder, whose growing saves are
+// flushed together at the end.
+class BatchFaults : public ::testing::TestWithParam<std::string> {};
+
+} // namespace
+
+// A fault at the Nth write, flush, file-system flush or rename of a batch: each file is left
+// old or new, none lost, no temporary file left, and every file left old is named.
+TEST_P(BatchFaults, EveryFileIsOldOrNewAndEveryOldOneNamed)
+{
+    if (std::getenv("KESTRABEL_SANITIZED"))
+        GTEST_SKIP() << "the shim cannot be preloaded ahead of the sanitizer runtime";
+    TempDir dir, scratch;
+    std::vector<std::string> paths, names;
+    std::vector<std::vector<uint8_t>> originals, finished;
+    std::string arguments;
+    for (const KindCase &kind : writableKinds()) {
+        names.push_back("song-" + kind.name + extensionOf(kind.fixture));
+        paths.push_back(dir.file(names.back()));
+        originals.push_back(readFile(fixturePath(kind.fixture)));
+        std::string reference = scratch.copyFixture(kind.fixture, names.back());
+        ASSERT_EQ(runCommand(shellQuote(cliPath()) + kEdit + shellQuote(reference)), 0);
+        finished.push_back(readFile(reference));
+        arguments += " " + shellQuote(paths.back());
+    }
+    std::string counts = dir.path().string() + ".count";
+    bool completed = false;
+    int failures = 0;
+    for (int n = 0; n < 600 && !completed; ++n) {
+        for (size_t i = 0; i < paths.size(); ++i)
+            writeFile(paths[i], originals[i]);
+        std::string output;
+        int status = runCommand("KESTRABEL_FAULT_OP=" + GetParam() + " KESTRABEL_FAULT_AT=" + std::to_string(n) +
+                                    " KESTRABEL_FAULT_COUNT_FILE=" + shellQuote(counts) + " LD_PRELOAD=" + shellQuote(KESTRABEL_FAULT_SHIM) +
+                                    " " + shellQuote(cliPath()) + kEdit + arguments,
+                                &output, true);
+        long calls = 0;
+        std::ifstream(counts) >> calls;
+        failures += status != 0;
+        EXPECT_TRUE(status == 0 || status == 1) << output;
+        for (size_t i = 0; i < paths.size(); ++i) {
+            std::vector<uint8_t> now = readFile(paths[i]);
+            if (status == 0) {
+                EXPECT_EQ(now, finished[i]) << "call " << n << ": success reported but " << names[i] << " is not saved";
+            }
+            EXPECT_TRUE(now == originals[i] || now == finished[i]) << "call " << n << ": " << names[i] << " is partly written";
+            if (now == originals[i] && status != 0) {
+                EXPECT_NE(output.find(paths[i]), std::string::npos) << "call " << n << ": " << names[i] << " not named: " << output;
+            }
+        }
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), static_cast<long>(paths.size()))
+            << "call " << n << " left a temporary file";
+        completed = status == 0 && n >= calls;
+    }
+    std::filesystem::remove(counts);
+    EXPECT_TRUE(completed) << "the batch never got past its failure points";
+    EXPECT_GT(failures, 0) << "no call of " << GetParam() << " was made";
+}
+
+INSTANTIATE_TEST_SUITE_P(OneSetRun, BatchFaults, ::testing::Values("write", "fsync", "syncfs", "rename"),
+                         [](const auto &info) { return info.param; });
+
+namespace {
+
 class DiskFaults : public ::testing::TestWithParam<KindCase> {
 protected:
     void SetUp() override
