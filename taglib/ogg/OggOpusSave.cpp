@@ -13,26 +13,6 @@ namespace {
 
 constexpr const char kFileChanged[] = "The file's Opus headers changed since it was opened.";
 constexpr const char kSharedPage[] = "The Opus comment header shares its last page with audio.";
-constexpr size_t kSequenceOffset = 18;
-
-// The page with its sequence number moved by delta and the checksum made anew.
-std::vector<uint8_t> renumbered(const ogg_page &page, long delta)
-{
-    std::vector<uint8_t> bytes = copyPage(page);
-    const uint8_t *p = bytes.data() + kSequenceOffset;
-    const uint32_t sequence = uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
-    const uint32_t moved = sequence + static_cast<uint32_t>(delta);
-    for (int i = 0; i < 4; ++i)
-        bytes[kSequenceOffset + i] = static_cast<uint8_t>(moved >> (8 * i));
-    ogg_page copy{};
-    copy.header = bytes.data();
-    copy.header_len = page.header_len;
-    copy.body = bytes.data() + page.header_len;
-    copy.body_len = page.body_len;
-    ogg_page_checksum_set(&copy);
-    return bytes;
-}
-
 class OpusRewriter : RewriterBase {
 public:
     OpusRewriter(OggVorbisFile &file, const util::File &input, const util::File &output)
@@ -46,7 +26,7 @@ public:
             return status;
         if (MediaFileStatus status = writeHeaderPages())
             return status;
-        copyRest();
+        copyRemainingPages(file_.serial, nextSequence_);
         return finish();
     }
 
@@ -88,7 +68,6 @@ private:
                 continue;
             }
             ogg_stream_pagein(in.get(), &page);
-            ++oldTagPages_;
         }
         // Audio on the last comment page would be lost with the page; Opus forbids it, so such
         // a file is left alone rather than half understood.
@@ -121,39 +100,17 @@ private:
         writer_.write(firstPage_);
         for (const std::vector<uint8_t> &other : otherStreamPages_)
             writer_.write(other);
-        long newTagPages = 0;
         while (ogg_stream_flush(out.get(), &page)) {
             writer_.write(page);
-            ++newTagPages;
+            ++nextSequence_;
         }
-        delta_ = newTagPages - oldTagPages_;
         return kMediaFileNoErr;
-    }
-
-    void copyRest()
-    {
-        bool ended = false;
-        ogg_page page;
-        int result;
-        while ((result = reader_.next(&page)) != 0) {
-            if (result < 0) {
-                file_.lastError = kCorruptData;
-                continue;
-            }
-            const bool ours = !ended && ogg_page_serialno(&page) == file_.serial;
-            if (ours && ogg_page_eos(&page))
-                ended = true;
-            if (ours && delta_ != 0)
-                writer_.write(renumbered(page, delta_));
-            else
-                writer_.write(page);
-        }
     }
 
     std::vector<uint8_t> firstPage_;
     std::vector<std::vector<uint8_t>> otherStreamPages_;
-    long oldTagPages_ = 0;
-    long delta_ = 0;
+    // After OpusHead's page, numbered 0, the new OpusTags pages.
+    uint32_t nextSequence_ = 1;
 };
 
 } // namespace

@@ -35,6 +35,12 @@ protected:
         return kMediaFileNoErr;
     }
 
+    // Copies every page left in the input as it is. The pages of our stream, up to its end (its
+    // end-of-stream page, or the first page of a stream chained after it), are renumbered from
+    // nextSequence on, with their checksums made anew, when the header pages before them changed
+    // in number; their bodies and granule positions are never touched.
+    void copyRemainingPages(int serial, uint32_t nextSequence);
+
     OggVorbisFile &file_;
     PageReader reader_;
     PageWriter writer_;

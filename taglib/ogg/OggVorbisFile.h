@@ -4,6 +4,7 @@
 #pragma once
 
 #include "OggStreams.h"
+#include "VorbisCommentNames.h"
 
 #include <kestrabel/MediaFile.h>
 
@@ -31,8 +32,9 @@ struct OggVorbisFile {
     std::string path;
     int serial = 0;
     OggCodec codec = OggCodec::Vorbis;
-    // Of the Vorbis-comment rules, the save needs only this one; the handler sets it at open.
-    bool keepVendor = false;
+    // The Vorbis-comment rules the save follows (the vendor string, how the audio pages are
+    // written); the handler sets them at open.
+    vorbis::CommentRules rules = vorbis::commentRulesFor(0);
     // Opus only: samples at 48 kHz the decoder drops at the start, and whatever binary data
     // followed the comment list in OpusTags.
     uint16_t preSkip = 0;

@@ -230,7 +230,7 @@ MediaFileStatus OggVorbisOpen(const char *path, MediaFileFlags flags, HandlerPtr
         std::fprintf(stderr, "%s\n", file->lastError);
         return ogg::kOggVorbisErrNotVorbis;
     }
-    file->keepVendor = vorbis::commentRulesFor(flags).keepVendor;
+    file->rules = vorbis::commentRulesFor(flags);
     *out = std::make_unique<OggVorbisHandler>(std::move(file), vorbis::commentRulesFor(flags));
     return kMediaFileNoErr;
 }

@@ -1,7 +1,8 @@
 // The save: a new file beside the original gets the header pages built afresh and the audio
 // packets of the Vorbis stream repaginated, then every other page unchanged; it then takes the
 // original's place, or its bytes are copied into the original where the saver's rules say the
-// file keeps its inode.
+// file keeps its inode. Under the interop rules the audio pages are copied instead, as the Opus
+// save does, so that the pages other tools wrote stay theirs.
 #include "OggRewriter.h"
 #include "VorbisCommentPacket.h"
 
@@ -41,10 +42,22 @@ public:
 
     MediaFileStatus run()
     {
-        if (MediaFileStatus status = unpackSetupHeader())
-            return status;
+        const bool copyPages = file_.rules.copyAudioPages;
+        if (!copyPages)
+            if (MediaFileStatus status = unpackSetupHeader())
+                return status;
         if (MediaFileStatus status = skipInputHeaders())
             return status;
+        if (copyPages && audioStartsOnItsOwnPage()) {
+            if (MediaFileStatus status = writeHeaders())
+                return status;
+            copyRemainingPages(in_->serial(), newHeaderPages_);
+            return finish();
+        }
+        // Audio that shares the setup header's last page cannot keep its pages; it is repacked.
+        if (copyPages)
+            if (MediaFileStatus status = unpackSetupHeader())
+                return status;
         if (MediaFileStatus status = writeHeaders())
             return status;
         if (MediaFileStatus status = copyAudio())
@@ -108,6 +121,13 @@ private:
         return kMediaFileNoErr;
     }
 
+    // Nothing of the stream, not even part of a packet, is left on the pages read so far.
+    bool audioStartsOnItsOwnPage()
+    {
+        const ogg_stream_state *state = in_->get();
+        return state->lacing_returned == state->lacing_fill && !ogg_stream_eos(in_->get());
+    }
+
     MediaFileStatus packetIn(std::vector<uint8_t> &bytes, ogg_int64_t granule, ogg_int64_t number, bool first, bool last)
     {
         static unsigned char empty = 0;
@@ -124,8 +144,10 @@ private:
     void flushPages()
     {
         ogg_page page;
-        while (ogg_stream_flush(out_.get(), &page))
+        while (ogg_stream_flush(out_.get(), &page)) {
             writer_.write(page);
+            ++newHeaderPages_;
+        }
     }
 
     void emitFullPages()
@@ -140,7 +162,7 @@ private:
         if (MediaFileStatus status = packetIn(file_.mainHeader, 0, 0, true, false))
             return status;
         std::vector<uint8_t> commentBytes;
-        if (!renderCommentPacket(*file_.comment.get(), file_.keepVendor, &commentBytes))
+        if (!renderCommentPacket(*file_.comment.get(), file_.rules.keepVendor, &commentBytes))
             return kOggVorbisErrMemory;
         if (MediaFileStatus status = packetIn(commentBytes, 0, 1, false, false))
             return status;
@@ -149,8 +171,10 @@ private:
         // libogg puts the identification header alone on the first page; the first pages of
         // multiplexed streams belong right after it.
         ogg_page page;
-        if (ogg_stream_flush(out_.get(), &page))
+        if (ogg_stream_flush(out_.get(), &page)) {
             writer_.write(page);
+            ++newHeaderPages_;
+        }
         for (const std::vector<uint8_t> &other : otherStreamHeaderPages_)
             writer_.write(other);
         flushPages();
@@ -263,6 +287,8 @@ private:
     long previousBlockSize_ = 0;
     ogg_int64_t running_ = 0;
     ogg_int64_t packetNumber_ = 3;
+    // Pages the header packets took in the new file; only the page copy reads it.
+    uint32_t newHeaderPages_ = 0;
     MediaFileStatus status_ = kMediaFileNoErr;
 };
 

@@ -79,15 +79,19 @@ struct CommentRules {
     // Ogg: a comment the file lacks answers kMediaFileErrNotFound, as in every other kind; the
     // classic Ogg handler answers its own kOggVorbisErrNoComment.
     bool absentIsNotFound;
+    // Ogg Vorbis: a save rewrites the header pages only and copies the audio pages as they are
+    // (renumbered when the headers take another number of pages); the classic save repacks every
+    // audio packet into pages of its own making.
+    bool copyAudioPages;
 };
 
 constexpr CommentRules kCommentRules[] = {
     // classic
     {.exactNames = false, .commonNames = false, .standardPictures = false, .keepVendor = false, .firstCommentBlock = false,
-     .refusePartlyReadComments = false, .absentIsNotFound = false},
+     .refusePartlyReadComments = false, .absentIsNotFound = false, .copyAudioPages = false},
     // interop
     {.exactNames = true, .commonNames = true, .standardPictures = true, .keepVendor = true, .firstCommentBlock = true,
-     .refusePartlyReadComments = true, .absentIsNotFound = true},
+     .refusePartlyReadComments = true, .absentIsNotFound = true, .copyAudioPages = true},
 };
 
 constexpr const CommentRules &commentRulesFor(MediaFileFlags flags)
