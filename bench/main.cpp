@@ -77,10 +77,13 @@ uint64_t kestrabelReadAll(const std::string &path)
     return sum;
 }
 
+// --interop: our saves follow the profile kestrabel-tag uses by default.
+MediaFileFlags gProfileFlags = 0;
+
 bool kestrabelSetTitle(const std::string &path, const std::string &title, MediaFileFlags saveFlags)
 {
     MediaFileRef ref = nullptr;
-    if (MediaFileOpen(path.c_str(), &ref, kMediaFileFlagSkipMPEGInfo | kMediaFileFlagIgnoreTagErrors) != 0)
+    if (MediaFileOpen(path.c_str(), &ref, kMediaFileFlagSkipMPEGInfo | kMediaFileFlagIgnoreTagErrors | gProfileFlags) != 0)
         return false;
     bool ok = MediaFileSetString(ref, kMediaFileDataIDTitle, title.c_str()) == 0 &&
               MediaFileUpdate(ref, kMediaFileFlagKeepTagVersion | saveFlags) == 0;
@@ -91,7 +94,7 @@ bool kestrabelSetTitle(const std::string &path, const std::string &title, MediaF
 bool kestrabelAddCover(const std::string &path, const std::vector<uint8_t> &jpeg, MediaFileFlags saveFlags)
 {
     MediaFileRef ref = nullptr;
-    if (MediaFileOpen(path.c_str(), &ref, kMediaFileFlagSkipMPEGInfo | kMediaFileFlagIgnoreTagErrors) != 0)
+    if (MediaFileOpen(path.c_str(), &ref, kMediaFileFlagSkipMPEGInfo | kMediaFileFlagIgnoreTagErrors | gProfileFlags) != 0)
         return false;
     bool ok = MediaFileSetData(ref, kMediaFileDataIDArtwork, jpeg.data(), jpeg.size()) == 0 &&
               MediaFileUpdate(ref, kMediaFileFlagKeepTagVersion | kMediaFileFlagID3v23 | saveFlags) == 0;
@@ -336,6 +339,8 @@ int main(int argc, char **argv)
             options.bigMegabytes = std::atoi(next().c_str());
         else if (arg == "--no-mutagen")
             options.mutagen = false;
+        else if (arg == "--interop")
+            gProfileFlags = kMediaFileFlagInterop;
         else if (arg == "--only") {
             std::string part = next();
             if (!onlyApplied)
@@ -349,7 +354,7 @@ int main(int argc, char **argv)
             *chosen = true;
         }
         else {
-            std::printf("usage: kestrabel-bench [--corpus DIR] [--count N] [--big-mb MB] [--no-mutagen] [--only reads|titles|big|cli]...\n\n"
+            std::printf("usage: kestrabel-bench [--corpus DIR] [--count N] [--big-mb MB] [--no-mutagen] [--interop] [--only reads|titles|big|cli]...\n\n"
                         "Generates a corpus of N tagged files per kind (once, in DIR; default %s, 1000 files),\n"
                         "then reports reading and writing speed against TagLib and mutagen in Markdown.\n",
                         options.corpus.c_str());
