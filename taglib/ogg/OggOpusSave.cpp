@@ -1,8 +1,8 @@
-// The save of an Ogg Opus stream. Unlike Vorbis, whose packets are repaginated, the audio pages
-// are copied as they are: OpusTags always ends its last page, so the audio starts on a page of
-// its own, and nothing about its packets needs to be known. Only when the new comments take a
-// different number of pages than the old do the later pages of the stream get new sequence
-// numbers, and so new checksums; bodies and granule positions stay.
+// The save of an Ogg Opus stream. Unlike the classic Vorbis save, which repaginates the packets,
+// it copies the audio pages as they are: OpusTags always ends its last page, so the audio starts
+// on a page of its own, and nothing about its packets needs to be known. Only when the new
+// comments take a different number of pages than the old do the later pages of the stream get
+// new sequence numbers, and so new checksums; bodies and granule positions stay.
 #include "OggRewriter.h"
 #include "OpusHeaders.h"
 
