@@ -5,12 +5,10 @@
 
 #include "ControlWindowController.h"
 #include "Preferences.h"
-#include "RatingControl.h"
 
 #include <kestrabel/MediaFile.h>
 #include "PlayerConnection.h"
 
-#include <QComboBox>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusVirtualObject>
@@ -111,27 +109,6 @@ protected:
     std::unique_ptr<ControlWindowController> controller;
 };
 
-TEST_F(MprisWindow, ShowsWhatThePlayerAndTheFileSay)
-{
-    EXPECT_EQ(controller->shownTrack(), (QStringList{QStringLiteral("Hovering"), QStringLiteral("The Kestrabel Ensemble"),
-                                                     QStringLiteral("Demo Flight"), QStringLiteral("Ambient")}));
-    auto *popUp = child<QComboBox>("_popUpButtonAlbumTracks");
-    QStringList items;
-    for (int i = 0; i < popUp->count(); ++i)
-        items << popUp->itemText(i);
-    EXPECT_EQ(items, kAlbum);
-    EXPECT_EQ(child<QLabel>("_imageView")->property("imageName").toString(), QString());
-    EXPECT_EQ(child<RatingControl>("_indicatorRating")->value(), 60);
-    EXPECT_FALSE(child<RatingControl>("_indicatorRating")->isReadOnly());
-    EXPECT_EQ(child<QToolButton>("_buttonPlayPause")->property("imageName").toString(), QStringLiteral("pause_button"));
-}
-
-TEST_F(MprisWindow, TrackChangeInThePlayerReachesTheWindow)
-{
-    ASSERT_TRUE(fake->script({{QStringLiteral("current"), 2}}));
-    EXPECT_TRUE(apptest::waitUntil([&] { return shownTitle() == QLatin1String("Thermal"); }));
-}
-
 TEST_F(MprisWindow, TitleEditPausesWritesAndResumesThePlayer)
 {
     QLineEdit *title = child<QLineEdit>("_textFieldTitle");
@@ -199,33 +176,6 @@ TEST_F(MprisWindow, HungPlayerDoesNotHoldUpTheWindow)
     }));
     fake->resume();
     EXPECT_TRUE(apptest::waitUntil([&] { return shownTitle() == kAlbum[0]; }));
-}
-
-TEST_F(MprisWindow, RatingAndTransportReachThePlayer)
-{
-    auto *stars = child<RatingControl>("_indicatorRating");
-    const int fourthStar = 3 * stars->sizeHint().width() / 5 + 5;
-    QTest::mouseClick(stars, Qt::LeftButton, {}, QPoint(fourthStar, stars->height() / 2));
-    ASSERT_TRUE(fake->waitForCall(QStringLiteral("Set")));
-    EXPECT_EQ(playerCommands(*fake), QStringList{QStringLiteral("Set org.mpris.MediaPlayer2.Player Rating 0.8")});
-
-    fake->clearCalls();
-    child<QToolButton>("_buttonNext")->click();
-    child<QToolButton>("_buttonPlayPause")->click();
-    child<QToolButton>("_buttonStop")->click();
-    ASSERT_TRUE(fake->waitForCall(QStringLiteral("Stop")));
-    EXPECT_EQ(playerCommands(*fake),
-              (QStringList{QStringLiteral("Next"), QStringLiteral("PlayPause"), QStringLiteral("Stop")}));
-}
-
-TEST_F(MprisWindow, ChoosingATrackOfTheAlbumPlaysIt)
-{
-    auto *popUp = child<QComboBox>("_popUpButtonAlbumTracks");
-    popUp->setCurrentIndex(2);
-    emit popUp->activated(2);
-    ASSERT_TRUE(fake->waitForCall(QStringLiteral("GoTo")));
-    EXPECT_EQ(playerCommands(*fake).value(0), QStringLiteral("GoTo /t/3"));
-    EXPECT_TRUE(apptest::waitUntil([&] { return shownTitle() == QLatin1String("Thermal"); }));
 }
 
 TEST_F(MprisWindow, PlayerThatGoesAwayClearsTheWindow)
