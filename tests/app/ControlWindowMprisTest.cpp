@@ -10,12 +10,10 @@
 #include "PlayerConnection.h"
 
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QDBusVirtualObject>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QLabel>
 #include <QLineEdit>
 #include <QSignalSpy>
@@ -26,7 +24,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 
 using namespace kestrabel;
 using namespace kestrabel::app;
@@ -226,55 +223,6 @@ TEST_F(MprisWindow, TrackChangeNotifiesOnlyWhenTheUserAskedForIt)
     }
     bus.unregisterService(QStringLiteral("org.freedesktop.Notifications"));
     bus.unregisterObject(QStringLiteral("/org/freedesktop/Notifications"));
-}
-
-// A player started through its desktop entry, the way the bridge launches one.
-TEST(MprisLaunch, PlayWithNoPlayerStartsThePreferredOne)
-{
-    if (!apptest::privateBusRunning())
-        GTEST_SKIP() << "no dbus-daemon for a private bus";
-    apptest::resetSettings();
-    QTemporaryDir folder;
-    const QString track = apptest::copyDemoTrack(QStringLiteral("02 Stoop.mp3"), folder.path());
-    const QString stateFile = folder.filePath(QStringLiteral("state.json"));
-    QJsonObject state = albumState({track});
-    state.insert(QStringLiteral("status"), QStringLiteral("Paused"));
-    {
-        QFile file(stateFile);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(QJsonDocument(state).toJson());
-    }
-    const QString applications = QDir(qEnvironmentVariable("XDG_DATA_HOME")).filePath(QStringLiteral("applications"));
-    ASSERT_TRUE(QDir().mkpath(applications));
-    {
-        QFile entry(QDir(applications).filePath(QStringLiteral("kestrabelfake.desktop")));
-        ASSERT_TRUE(entry.open(QIODevice::WriteOnly));
-        entry.write(QStringLiteral("[Desktop Entry]\nType=Application\nName=Fake\nExec=\"%1\" kestrabelfake @%2 %U\n")
-                        .arg(apptest::fakePlayerPath(), stateFile)
-                        .toUtf8());
-    }
-    const QString service = QStringLiteral("org.mpris.MediaPlayer2.kestrabelfake");
-    auto player = player::createPlayerConnection(QStringLiteral("kestrabelfake"));
-    ASSERT_FALSE(player->isRunning());
-    {
-        ControlWindowController controller(*player);
-        controller.buttonClickedPlayPauseiTunes();
-        ASSERT_TRUE(apptest::waitUntil([&] { return apptest::busNameRegistered(service); }));
-        QDBusMessage calls = QDBusMessage::createMethodCall(service, QStringLiteral("/org/kestrabel/FakePlayer"),
-                                                            QStringLiteral("org.kestrabel.FakePlayer"),
-                                                            QStringLiteral("Calls"));
-        bool playPause = apptest::waitUntil([&] {
-            const QDBusMessage reply = QDBusConnection::sessionBus().call(calls);
-            return reply.type() == QDBusMessage::ReplyMessage &&
-                   reply.arguments().value(0).toStringList().contains(QStringLiteral("PlayPause"));
-        });
-        EXPECT_TRUE(playPause);
-    }
-    // The launched fake is nobody's child: end it by its process id.
-    const auto pid = QDBusConnection::sessionBus().interface()->servicePid(service);
-    if (pid.isValid() && pid.value() > 0)
-        ::kill(static_cast<pid_t>(pid.value()), SIGKILL);
-    apptest::waitUntil([&] { return !apptest::busNameRegistered(service); });
 }
 
 } // namespace
