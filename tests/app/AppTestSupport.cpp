@@ -94,11 +94,6 @@ std::unique_ptr<ChildProcess> startXvfb(QString *display)
     return nullptr;
 }
 
-QString cliPath()
-{
-    return QStringLiteral(KESTRABEL_CLI_PATH);
-}
-
 QString copyDemoTrack(const QString &name, const QString &folder, const QString &as)
 {
     const QString target = QDir(folder).filePath(as.isEmpty() ? name : as);

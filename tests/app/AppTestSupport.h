@@ -38,8 +38,6 @@ QString ownDisplay();
 // tests (and servers other tests left behind) never share one; null when none would start.
 std::unique_ptr<ChildProcess> startXvfb(QString *display);
 
-QString cliPath();
-
 // A copy of a sample-album track ("01 Hovering.mp3") in folder.
 QString copyDemoTrack(const QString &name, const QString &folder, const QString &as = {});
 // One entry of the fake's track list.

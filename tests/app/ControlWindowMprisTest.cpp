@@ -5,19 +5,15 @@
 
 #include "ControlWindowController.h"
 #include "Preferences.h"
-#include "RatingControl.h"
 
 #include <kestrabel/MediaFile.h>
 #include "PlayerConnection.h"
 
-#include <QComboBox>
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QDBusVirtualObject>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QLabel>
 #include <QLineEdit>
 #include <QSignalSpy>
@@ -28,7 +24,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 
 using namespace kestrabel;
 using namespace kestrabel::app;
@@ -111,27 +106,6 @@ protected:
     std::unique_ptr<ControlWindowController> controller;
 };
 
-TEST_F(MprisWindow, ShowsWhatThePlayerAndTheFileSay)
-{
-    EXPECT_EQ(controller->shownTrack(), (QStringList{QStringLiteral("Hovering"), QStringLiteral("The Kestrabel Ensemble"),
-                                                     QStringLiteral("Demo Flight"), QStringLiteral("Ambient")}));
-    auto *popUp = child<QComboBox>("_popUpButtonAlbumTracks");
-    QStringList items;
-    for (int i = 0; i < popUp->count(); ++i)
-        items << popUp->itemText(i);
-    EXPECT_EQ(items, kAlbum);
-    EXPECT_EQ(child<QLabel>("_imageView")->property("imageName").toString(), QString());
-    EXPECT_EQ(child<RatingControl>("_indicatorRating")->value(), 60);
-    EXPECT_FALSE(child<RatingControl>("_indicatorRating")->isReadOnly());
-    EXPECT_EQ(child<QToolButton>("_buttonPlayPause")->property("imageName").toString(), QStringLiteral("pause_button"));
-}
-
-TEST_F(MprisWindow, TrackChangeInThePlayerReachesTheWindow)
-{
-    ASSERT_TRUE(fake->script({{QStringLiteral("current"), 2}}));
-    EXPECT_TRUE(apptest::waitUntil([&] { return shownTitle() == QLatin1String("Thermal"); }));
-}
-
 TEST_F(MprisWindow, TitleEditPausesWritesAndResumesThePlayer)
 {
     QLineEdit *title = child<QLineEdit>("_textFieldTitle");
@@ -201,33 +175,6 @@ TEST_F(MprisWindow, HungPlayerDoesNotHoldUpTheWindow)
     EXPECT_TRUE(apptest::waitUntil([&] { return shownTitle() == kAlbum[0]; }));
 }
 
-TEST_F(MprisWindow, RatingAndTransportReachThePlayer)
-{
-    auto *stars = child<RatingControl>("_indicatorRating");
-    const int fourthStar = 3 * stars->sizeHint().width() / 5 + 5;
-    QTest::mouseClick(stars, Qt::LeftButton, {}, QPoint(fourthStar, stars->height() / 2));
-    ASSERT_TRUE(fake->waitForCall(QStringLiteral("Set")));
-    EXPECT_EQ(playerCommands(*fake), QStringList{QStringLiteral("Set org.mpris.MediaPlayer2.Player Rating 0.8")});
-
-    fake->clearCalls();
-    child<QToolButton>("_buttonNext")->click();
-    child<QToolButton>("_buttonPlayPause")->click();
-    child<QToolButton>("_buttonStop")->click();
-    ASSERT_TRUE(fake->waitForCall(QStringLiteral("Stop")));
-    EXPECT_EQ(playerCommands(*fake),
-              (QStringList{QStringLiteral("Next"), QStringLiteral("PlayPause"), QStringLiteral("Stop")}));
-}
-
-TEST_F(MprisWindow, ChoosingATrackOfTheAlbumPlaysIt)
-{
-    auto *popUp = child<QComboBox>("_popUpButtonAlbumTracks");
-    popUp->setCurrentIndex(2);
-    emit popUp->activated(2);
-    ASSERT_TRUE(fake->waitForCall(QStringLiteral("GoTo")));
-    EXPECT_EQ(playerCommands(*fake).value(0), QStringLiteral("GoTo /t/3"));
-    EXPECT_TRUE(apptest::waitUntil([&] { return shownTitle() == QLatin1String("Thermal"); }));
-}
-
 TEST_F(MprisWindow, PlayerThatGoesAwayClearsTheWindow)
 {
     fake->vanish();
@@ -276,55 +223,6 @@ TEST_F(MprisWindow, TrackChangeNotifiesOnlyWhenTheUserAskedForIt)
     }
     bus.unregisterService(QStringLiteral("org.freedesktop.Notifications"));
     bus.unregisterObject(QStringLiteral("/org/freedesktop/Notifications"));
-}
-
-// A player started through its desktop entry, the way the bridge launches one.
-TEST(MprisLaunch, PlayWithNoPlayerStartsThePreferredOne)
-{
-    if (!apptest::privateBusRunning())
-        GTEST_SKIP() << "no dbus-daemon for a private bus";
-    apptest::resetSettings();
-    QTemporaryDir folder;
-    const QString track = apptest::copyDemoTrack(QStringLiteral("02 Stoop.mp3"), folder.path());
-    const QString stateFile = folder.filePath(QStringLiteral("state.json"));
-    QJsonObject state = albumState({track});
-    state.insert(QStringLiteral("status"), QStringLiteral("Paused"));
-    {
-        QFile file(stateFile);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(QJsonDocument(state).toJson());
-    }
-    const QString applications = QDir(qEnvironmentVariable("XDG_DATA_HOME")).filePath(QStringLiteral("applications"));
-    ASSERT_TRUE(QDir().mkpath(applications));
-    {
-        QFile entry(QDir(applications).filePath(QStringLiteral("kestrabelfake.desktop")));
-        ASSERT_TRUE(entry.open(QIODevice::WriteOnly));
-        entry.write(QStringLiteral("[Desktop Entry]\nType=Application\nName=Fake\nExec=\"%1\" kestrabelfake @%2 %U\n")
-                        .arg(apptest::fakePlayerPath(), stateFile)
-                        .toUtf8());
-    }
-    const QString service = QStringLiteral("org.mpris.MediaPlayer2.kestrabelfake");
-    auto player = player::createPlayerConnection(QStringLiteral("kestrabelfake"));
-    ASSERT_FALSE(player->isRunning());
-    {
-        ControlWindowController controller(*player);
-        controller.buttonClickedPlayPauseiTunes();
-        ASSERT_TRUE(apptest::waitUntil([&] { return apptest::busNameRegistered(service); }));
-        QDBusMessage calls = QDBusMessage::createMethodCall(service, QStringLiteral("/org/kestrabel/FakePlayer"),
-                                                            QStringLiteral("org.kestrabel.FakePlayer"),
-                                                            QStringLiteral("Calls"));
-        bool playPause = apptest::waitUntil([&] {
-            const QDBusMessage reply = QDBusConnection::sessionBus().call(calls);
-            return reply.type() == QDBusMessage::ReplyMessage &&
-                   reply.arguments().value(0).toStringList().contains(QStringLiteral("PlayPause"));
-        });
-        EXPECT_TRUE(playPause);
-    }
-    // The launched fake is nobody's child: end it by its process id.
-    const auto pid = QDBusConnection::sessionBus().interface()->servicePid(service);
-    if (pid.isValid() && pid.value() > 0)
-        ::kill(static_cast<pid_t>(pid.value()), SIGKILL);
-    apptest::waitUntil([&] { return !apptest::busNameRegistered(service); });
 }
 
 } // namespace

@@ -87,20 +87,12 @@ Geometry windowGeometry(const QString &display)
         return {};
     const QString shell = run(QStringLiteral("xdotool"),
                               {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), id}, display);
-    Geometry geometry;
-    for (const QString &line : shell.split(QLatin1Char('\n'))) {
-        const QString key = line.section(QLatin1Char('='), 0, 0);
-        const int value = line.section(QLatin1Char('='), 1).toInt();
-        if (key == QLatin1String("X"))
-            geometry.x = value;
-        else if (key == QLatin1String("Y"))
-            geometry.y = value;
-        else if (key == QLatin1String("WIDTH"))
-            geometry.width = value;
-        else if (key == QLatin1String("HEIGHT"))
-            geometry.height = value;
-    }
-    return geometry;
+    const auto value = [&](const char *key) {
+        const QRegularExpression line(QStringLiteral("^%1=(-?\\d+)$").arg(QLatin1String(key)),
+                                      QRegularExpression::MultilineOption);
+        return line.match(shell).captured(1).toInt();
+    };
+    return {value("X"), value("Y"), value("WIDTH"), value("HEIGHT")};
 }
 
 void writeSettings(const QString &config)
