@@ -21,12 +21,12 @@ struct Case {
     const char *prepare;  // run before the command, or empty; its failure fails the row
     const char *command;  // {f} the copy, {t} the temporary folder, {d} the fixture folder
     int exitStatus;
-    const char *saysAlso; // in standard output or error, or empty
-    const char *neverSays;
-    After after;
-    MediaFileDataID checkID; // when not None: the value after, read with our getter
-    const char *checkText;   // its expected text, or empty for "absent"
-    bool needsObjects;       // export, import and image conversion
+    const char *saysAlso = ""; // in standard output or error, or empty
+    const char *neverSays = "";
+    After after = After::Unchanged;
+    MediaFileDataID checkID = kMediaFileDataIDNone; // when not None: the value after, read with our getter
+    const char *checkText = "";                     // its expected text, or empty for "absent"
+    bool needsObjects = false;                      // export, import and image conversion
 };
 
 constexpr char kStrayArchive[] = R"(<?xml version="1.0" encoding="UTF-8"?>
@@ -98,6 +98,35 @@ const Case kCases[] = {
      After::Changed, kMediaFileDataIDArtwork, "image", true},
     {"libpng's warning stays off the terminal", "no-tags.mp3", kMakeWarnPng, "set --artwork {t}/warn.png {f}", 0, "",
      "libpng", After::Changed, kMediaFileDataIDArtwork, "image", true},
+    // Usage errors exit 2 and touch nothing; a file that fails does not stop the others.
+    {"no command", "no-tags.mp3", "", "", 2},
+    {"unknown command", "no-tags.mp3", "", "frobnicate {f}", 2},
+    {"show without a file", "no-tags.mp3", "", "show", 2},
+    {"unknown option", "no-tags.mp3", "", "show --bogus {f}", 2},
+    {"set with nothing to change", "no-tags.mp3", "", "set {f}", 2},
+    {"set of an unknown name", "no-tags.mp3", "", "set -t Nonsense=1 {f}", 2, "unknown data ID 'Nonsense'"},
+    {"set of a read-only value", "no-tags.mp3", "", "set -t 'Bit Rate=1' {f}", 2, "read-only"},
+    {"set on a kind without tags", "quicktime-tiny.mov", "", "set -t Title=x {f}", 1,
+     "kMediaFileDataIDTitle: kMediaFileErrUnsupported (-6735)"},
+    {"show of a file no handler takes", "no-tags.mp3", "echo plain > {t}/notes.txt", "show {t}/notes.txt", 1,
+     "notes.txt: kMediaFileErrUnsupported (-6735)"},
+    {"show --json goes on past a missing file", "quicktime-tiny.mov", "", "show --json {t}/missing.xyz {f}", 1,
+     "missing.xyz\", \"status\": 2, \"error\": \"ENOENT: ", "", After::Unchanged,
+     kMediaFileDataIDFilename, "quicktime-tiny.mov"},
+    {"show --json escapes a name and lists its folders", "quicktime-tiny.mov", "mkdir {t}/Album && cp {f} {t}/Album/'c \"1\".mov'",
+     "show --json {t}/Album/'c \"1\".mov'", 0, "\"kind\": \"QuickTime\", \"status\": 0, \"values\": {\"kMediaFileDataIDFilename\": "
+     "\"c \\\"1\\\".mov\", \"kMediaFileDataIDFilePath\": "},
+    {"help lists the options of a command", "no-tags.mp3", "", "help set", 0, "--id3v2.4"},
+    {"help names the interop profile", "no-tags.mp3", "", "--help", 0, "interop profile"},
+    {"names lists every data ID", "no-tags.mp3", "", "names", 0, "kMediaFileDataIDBWFOriginatorReference"},
+    // The audio line and object, left out by --no-audio-info.
+    {"show prints the audio line", "props-aac.m4a", "", "show {f}", 0, "  Audio: AAC, 44.1 kHz, stereo, 63 kbit/s, 0:01\n"},
+    {"show --json has the audio object", "props-aac.m4a", "", "show --json {f}", 0,
+     "\"kind\": \"MP4\", \"audio\": {\"codec\": \"AAC\", \"durationMs\": 500, \"sampleRate\": 44100, \"channels\": 2, "
+     "\"bitsPerSample\": 0, \"bitRate\": 63}"},
+    {"no-audio-info in text", "props-aac.m4a", "", "show --no-audio-info {f}", 0, "", "Audio:"},
+    {"no-audio-info in JSON", "props-aac.m4a", "", "show --json --no-audio-info {f}", 0, "\"values\"", "\"audio\""},
+    {"Opus names its codec", "opus-tagged.opus", "", "show {f}", 0, "(Ogg Opus)\n  Audio: Opus, 48 kHz, stereo"},
 };
 
 void PrintTo(const Case &row, std::ostream *out) { *out << row.situation; }
@@ -291,3 +320,38 @@ TEST(RemoveLeavesNoTrace, EveryWritableKindHasRows)
 }
 
 } // namespace
+
+// Qt Gui and D-Bus are loaded only by the commands that use them, so that the others start fast.
+TEST(Cli, OnlyTheQtCommandsLoadQt)
+{
+    struct Case {
+        const char *arguments;
+        bool loadsQt;
+    };
+    const Case cases[] = {
+        {"show --json {F}", false},
+        {"get Title {F}", false},
+        {"set -t Title=x {F}", false},
+#ifdef KESTRABEL_CLI_OBJECTS
+        {"artwork --overwrite -o {O} {F}", true},
+        {"set --artwork {I} {F}", true},
+#endif
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.arguments);
+        TempDir dir;
+        std::string file = dir.file("cover.m4a");
+        std::filesystem::copy_file(fixturePath("cover.m4a"), file);
+        std::string arguments = c.arguments;
+        auto put = [&](const std::string &slot, const std::string &value) {
+            if (size_t at = arguments.find(slot); at != std::string::npos)
+                arguments.replace(at, slot.size(), shellQuote(value));
+        };
+        put("{O}", dir.file("out.jpg"));
+        put("{I}", fixturePath("escn-cover.jpg"));
+        put("{F}", file);
+        std::string output;
+        ASSERT_EQ(runCommand("LD_DEBUG=files " + shellQuote(cliPath()) + " " + arguments, &output, true), 0) << output;
+        EXPECT_EQ(output.find("libQt6Gui") != std::string::npos, c.loadsQt);
+    }
+}
