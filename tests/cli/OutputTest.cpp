@@ -1,21 +1,9 @@
 #include "Output.h"
 #include "Template.h"
-#include "Sha256.h"
 
 #include <gtest/gtest.h>
 
 using namespace kestrabel::cli;
-
-TEST(Sha256, KnownDigests)
-{
-    EXPECT_EQ(sha256Hex({}), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
-    std::string abc = "abc";
-    EXPECT_EQ(sha256Hex({reinterpret_cast<const uint8_t *>(abc.data()), abc.size()}),
-              "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-    std::string block(64, 'a'); // padding spills into a second block
-    EXPECT_EQ(sha256Hex({reinterpret_cast<const uint8_t *>(block.data()), block.size()}),
-              "ffe054fe7ae0cb6dc65c3af9b61d5209f439851db43d0ba5997337df154668eb");
-}
 
 TEST(Output, JsonEscapesControlCharactersAndInvalidUtf8)
 {
