@@ -197,42 +197,39 @@ INSTANTIATE_TEST_SUITE_P(Rows, DataSafetyCases, ::testing::ValuesIn(kCases), [](
     return name;
 });
 
-// --remove over every writable kind: afterwards our getter, mutagen and ffprobe find nothing.
+// --remove over every writable kind: afterwards our getter, mutagen and ffprobe find nothing (what
+// the getter answers for each data ID is the remove contract's).
 struct Removal {
     const char *fixture;
     const char *name;       // as given to --remove
     const char *setFirst;   // a value set before, or empty when the fixture has one
     MediaFileDataID id;
-    MediaFileStatus absent; // what our getter answers for a missing value of this kind
     const char *mutagenKey; // a key prefix mutagen must not list (any case), or empty
     const char *ffprobeKey; // a tag ffprobe must not list, "attached_pic" for a cover stream
 };
 
-constexpr MediaFileStatus kNotFound = kMediaFileErrNotFound;
-constexpr MediaFileStatus kOggAbsent = kMediaFileErrNotFound; // the interop profile answers as every kind does
-
 const Removal kRemovals[] = {
-    {"two-comm-two-apic.mp3", "Title", "", kMediaFileDataIDTitle, kNotFound, "TIT2", "title"},
-    {"two-comm-two-apic.mp3", "Comment", "", kMediaFileDataIDComment, kNotFound, "COMM", "comment"},
-    {"two-comm-two-apic.mp3", "Cover Art", "", kMediaFileDataIDArtwork, kNotFound, "APIC", "attached_pic"},
-    {"two-comm-two-apic.mp3", "Track Number", "3/9", kMediaFileDataIDTrackNumber, kNotFound, "TRCK", "track"},
-    {"two-comm-two-apic.mp3", "Year", "2001", kMediaFileDataIDYear, kNotFound, "TDRC", "date"},
-    {"tagged.m4a", "Title", "", kMediaFileDataIDTitle, kNotFound, "\xC2\xA9nam", "title"},
-    {"tagged.m4a", "Comment", "x", kMediaFileDataIDComment, kNotFound, "\xC2\xA9" "cmt", "comment"},
-    {"tagged.m4a", "Track Number", "", kMediaFileDataIDTrackNumber, kNotFound, "trkn", "track"},
-    {"tagged.m4a", "Year", "", kMediaFileDataIDYear, kNotFound, "\xC2\xA9" "day", "date"},
-    {"cover.m4a", "Cover Art", "", kMediaFileDataIDArtwork, kNotFound, "covr", "attached_pic"},
-    {"vorbis-tagged.ogg", "Title", "", kMediaFileDataIDTitle, kOggAbsent, "title", "title"},
-    {"vorbis-tagged.ogg", "Track Number", "", kMediaFileDataIDTrackNumber, kOggAbsent, "tracknumber", "track"},
-    {"vorbis-tagged.ogg", "Year", "", kMediaFileDataIDYear, kOggAbsent, "year", "year"},
-    {"flac-tagged.flac", "Title", "", kMediaFileDataIDTitle, kNotFound, "title", "title"},
-    {"flac-tagged.flac", "Track Number", "", kMediaFileDataIDTrackNumber, kNotFound, "tracknumber", "track"},
-    {"flac-tagged.flac", "Year", "2001", kMediaFileDataIDYear, kNotFound, "date", "date"},
-    {"flac-escn-picture.flac", "Cover Art", "", kMediaFileDataIDArtwork, kNotFound, "", ""},
-    {"no-tags.aiff", "Title", "x", kMediaFileDataIDTitle, kNotFound, "TIT2", "title"},
-    {"no-tags.aiff", "Track Number", "3/9", kMediaFileDataIDTrackNumber, kNotFound, "TRCK", "track"},
-    {"no-tags.wav", "Comment", "x", kMediaFileDataIDComment, kNotFound, "COMM", "comment"},
-    {"no-tags.wav", "Year", "2001", kMediaFileDataIDYear, kNotFound, "TDRC", "date"},
+    {"two-comm-two-apic.mp3", "Title", "", kMediaFileDataIDTitle, "TIT2", "title"},
+    {"two-comm-two-apic.mp3", "Comment", "", kMediaFileDataIDComment, "COMM", "comment"},
+    {"two-comm-two-apic.mp3", "Cover Art", "", kMediaFileDataIDArtwork, "APIC", "attached_pic"},
+    {"two-comm-two-apic.mp3", "Track Number", "3/9", kMediaFileDataIDTrackNumber, "TRCK", "track"},
+    {"two-comm-two-apic.mp3", "Year", "2001", kMediaFileDataIDYear, "TDRC", "date"},
+    {"tagged.m4a", "Title", "", kMediaFileDataIDTitle, "\xC2\xA9nam", "title"},
+    {"tagged.m4a", "Comment", "x", kMediaFileDataIDComment, "\xC2\xA9" "cmt", "comment"},
+    {"tagged.m4a", "Track Number", "", kMediaFileDataIDTrackNumber, "trkn", "track"},
+    {"tagged.m4a", "Year", "", kMediaFileDataIDYear, "\xC2\xA9" "day", "date"},
+    {"cover.m4a", "Cover Art", "", kMediaFileDataIDArtwork, "covr", "attached_pic"},
+    {"vorbis-tagged.ogg", "Title", "", kMediaFileDataIDTitle, "title", "title"},
+    {"vorbis-tagged.ogg", "Track Number", "", kMediaFileDataIDTrackNumber, "tracknumber", "track"},
+    {"vorbis-tagged.ogg", "Year", "", kMediaFileDataIDYear, "year", "year"},
+    {"flac-tagged.flac", "Title", "", kMediaFileDataIDTitle, "title", "title"},
+    {"flac-tagged.flac", "Track Number", "", kMediaFileDataIDTrackNumber, "tracknumber", "track"},
+    {"flac-tagged.flac", "Year", "2001", kMediaFileDataIDYear, "date", "date"},
+    {"flac-escn-picture.flac", "Cover Art", "", kMediaFileDataIDArtwork, "", ""},
+    {"no-tags.aiff", "Title", "x", kMediaFileDataIDTitle, "TIT2", "title"},
+    {"no-tags.aiff", "Track Number", "3/9", kMediaFileDataIDTrackNumber, "TRCK", "track"},
+    {"no-tags.wav", "Comment", "x", kMediaFileDataIDComment, "COMM", "comment"},
+    {"no-tags.wav", "Year", "2001", kMediaFileDataIDYear, "TDRC", "date"},
 };
 
 std::string lower(std::string text)
@@ -269,7 +266,7 @@ TEST_P(RemoveLeavesNoTrace, GetterMutagenAndFfprobe)
     }
     ASSERT_EQ(presence(copy, row.id), 0) << "the value must be there before";
     ASSERT_EQ(runCommand(cli + "set --remove " + shellQuote(row.name) + " " + shellQuote(copy), &output, true), 0) << output;
-    EXPECT_EQ(presence(copy, row.id), row.absent) << "our getter";
+    EXPECT_NE(presence(copy, row.id), 0) << "our getter";
     if (*row.mutagenKey) {
         if (!haveTool("/usr/bin/python3") || runCommand("/usr/bin/python3 -c 'import mutagen'") != 0)
             GTEST_SKIP() << "mutagen (python3-mutagen) is not installed";
