@@ -118,6 +118,24 @@ void expectOnlyFiles(const Scene &s, std::vector<std::string> names)
     EXPECT_EQ(found, names);
 }
 
+void readOnlyForNobody(Scene &s)
+{
+    chown(s.real.c_str(), kNobody, kNogroup);
+    chmod(s.real.c_str(), 0444);
+}
+
+void refusedForAccess(const Scene &s)
+{
+    expectUnchanged(s);
+    EXPECT_NE(s.err.find("EACCES (13)"), std::string::npos) << s.err;
+}
+
+void nobodysFileInAClosedFolder(Scene &s)
+{
+    chown(s.real.c_str(), kNobody, kNogroup);
+    chmod(s.dir.path().c_str(), 0755);
+}
+
 const std::vector<Situation> &situations()
 {
     static const std::vector<Situation> table = {
@@ -154,23 +172,9 @@ const std::vector<Situation> &situations()
              EXPECT_EQ(comment(s.real), kLong);
          }},
         {"ReadOnlyTagGrows", kAllKinds, "set -t Comment={LONG} {F}", true, 1,
-         [](Scene &s) {
-             chown(s.real.c_str(), kNobody, kNogroup);
-             chmod(s.real.c_str(), 0444);
-         },
-         [](const Scene &s) {
-             expectUnchanged(s);
-             EXPECT_NE(s.err.find("EACCES (13)"), std::string::npos) << s.err;
-         }},
+         readOnlyForNobody, refusedForAccess},
         {"ReadOnlyTagFits", kAllKinds, "set -t Title=x {F}", true, 1,
-         [](Scene &s) {
-             chown(s.real.c_str(), kNobody, kNogroup);
-             chmod(s.real.c_str(), 0444);
-         },
-         [](const Scene &s) {
-             expectUnchanged(s);
-             EXPECT_NE(s.err.find("EACCES (13)"), std::string::npos) << s.err;
-         }},
+         readOnlyForNobody, refusedForAccess},
         {"OwnerTheSaverCannotGive", kAllKinds, "set -t Comment={LONG} {F}", true, 0,
          [](Scene &s) {
              chown(s.real.c_str(), 0, kNogroup);
@@ -184,19 +188,13 @@ const std::vector<Situation> &situations()
              EXPECT_EQ(comment(s.real), kLong);
          }},
         {"FolderTheSaverCannotWrite", {kMP3, kM4A, kFLAC}, "set -t Comment={LONG} {F}", true, 0,
-         [](Scene &s) {
-             chown(s.real.c_str(), kNobody, kNogroup);
-             chmod(s.dir.path().c_str(), 0755);
-         },
+         nobodysFileInAClosedFolder,
          [](const Scene &s) {
              EXPECT_EQ(statOf(s.real).st_ino, s.statBefore.st_ino) << "written in place";
              EXPECT_EQ(comment(s.real), kLong);
          }},
         {"FolderTheSaverCannotWrite", {kOgg}, "set -t Comment={LONG} {F}", true, 1,
-         [](Scene &s) {
-             chown(s.real.c_str(), kNobody, kNogroup);
-             chmod(s.dir.path().c_str(), 0755);
-         },
+         nobodysFileInAClosedFolder,
          [](const Scene &s) { EXPECT_EQ(readFile(s.real), s.before) << "refused, left as it was"; }},
         {"ModeAndAttributes", kAllKinds, "set -t Comment={LONG} {F}", false, 0,
          [](Scene &s) {
@@ -239,8 +237,7 @@ const std::vector<Situation> &situations()
         {"SameFileRefusedOnce", {kMP3}, "set -j 4 -t Title=x {F} {O} {F} {O}", true, 1,
          [](Scene &s) {
              fs::create_symlink(s.real, s.other = s.file("alias"));
-             chown(s.real.c_str(), kNobody, kNogroup);
-             chmod(s.real.c_str(), 0444);
+             readOnlyForNobody(s);
          },
          [](const Scene &s) { EXPECT_EQ(countOf(s.err, "EACCES"), 1u) << s.err; }},
         {"MissingFile", {kMP3}, "set -t Title=x {D}/missing.mp3", false, 1, {},

@@ -72,23 +72,10 @@ TEST_P(Contract, TextsAndNumbersRoundTrip)
     {
         OpenFile file(path);
         ASSERT_EQ(file.status(), 0);
-        setTexts(file.ref(), "one");
+        setTexts(file.ref(), "Ünïcödé ☃ 日本語 🎵");
         ASSERT_EQ(MediaFileUpdate(file.ref(), kMediaFileFlagKeepTagVersion), 0);
     }
-    expectTexts("one");
-}
-
-TEST_P(Contract, UnicodeSurvives)
-{
-    const std::string text = "Ünïcödé ☃ 日本語 🎵";
-    {
-        OpenFile file(path);
-        ASSERT_EQ(file.status(), 0);
-        ASSERT_EQ(MediaFileSetString(file.ref(), kMediaFileDataIDTitle, text.c_str()), 0);
-        ASSERT_EQ(MediaFileUpdate(file.ref(), kMediaFileFlagKeepTagVersion), 0);
-    }
-    OpenFile file(path);
-    EXPECT_EQ(file.string(kMediaFileDataIDTitle), text);
+    expectTexts("Ünïcödé ☃ 日本語 🎵");
 }
 
 TEST_P(Contract, ASecondUpdateOfTheSameHandleWorks)
@@ -106,36 +93,23 @@ TEST_P(Contract, ASecondUpdateOfTheSameHandleWorks)
     EXPECT_EQ(again.string(kMediaFileDataIDComment), "short");
 }
 
-TEST_P(Contract, GrowingInPlaceGivesTheSameBytesAsThroughANewFile)
+// A save that grows the tag moves the audio (or the index that points to it): in place and through
+// a new file it gives the same bytes, which decode to the samples of before.
+TEST_P(Contract, AGrowingSaveKeepsTheAudioInPlaceAndThroughANewFile)
 {
     std::string other = dir.copyFixture(GetParam().fixture, "other" + extensionOf(GetParam().fixture));
     for (const auto &[target, flags] : {std::pair{path, 0}, std::pair{other, int(kMediaFileFlagInPlace)}}) {
         OpenFile file(target);
         ASSERT_EQ(file.status(), 0);
-        ASSERT_EQ(MediaFileSetString(file.ref(), kMediaFileDataIDTitle, std::string(9000, 't').c_str()), 0);
+        setTexts(file.ref(), std::string(3000, 'g'));
         ASSERT_EQ(MediaFileUpdate(file.ref(), kMediaFileFlagKeepTagVersion | flags), 0);
     }
     EXPECT_EQ(readFile(path), readFile(other));
-}
-
-// A save that grows the tag moves the audio (or the index that points to it); it must decode to the
-// same samples afterwards, through a new file and in place alike.
-TEST_P(Contract, AudioDecodesTheSameAfterAGrowingSave)
-{
     if (!haveTool("ffmpeg"))
         GTEST_SKIP() << "ffmpeg is not installed";
-    const std::string audio = decodedAudio(path);
+    const std::string audio = decodedAudio(fixturePath(GetParam().fixture));
     ASSERT_NE(audio, "");
-    std::string other = dir.copyFixture(GetParam().fixture, "other" + extensionOf(GetParam().fixture));
-    for (const auto &[target, flags] : {std::pair{path, 0}, std::pair{other, int(kMediaFileFlagInPlace)}}) {
-        {
-            OpenFile file(target);
-            ASSERT_EQ(file.status(), 0);
-            setTexts(file.ref(), std::string(3000, 'g'));
-            ASSERT_EQ(MediaFileUpdate(file.ref(), kMediaFileFlagKeepTagVersion | flags), 0);
-        }
-        EXPECT_EQ(decodedAudio(target), audio) << (flags ? "in place" : "through a new file");
-    }
+    EXPECT_EQ(decodedAudio(path), audio);
 }
 
 TEST_P(Contract, PreserveDatesKeepsTheModificationTime)
@@ -170,16 +144,6 @@ TEST_P(Contract, AFileThatVanishesBeforeTheSaveIsNotRecreated)
     EXPECT_NE(MediaFileUpdate(file.ref(), kMediaFileFlagKeepTagVersion), 0);
     EXPECT_FALSE(std::filesystem::exists(path));
     EXPECT_TRUE(std::filesystem::is_empty(dir.path())) << "no temporary file left behind";
-}
-
-TEST_P(Contract, CliShowsWhatCliSets)
-{
-    std::string output;
-    ASSERT_EQ(runCommand(shellQuote(cliPath()) + " set -t Title=Hello -t 'Track Number=7/12' " + shellQuote(path), &output, true), 0)
-        << output;
-    ASSERT_EQ(runCommand(shellQuote(cliPath()) + " show --json " + shellQuote(path), &output), 0);
-    EXPECT_NE(output.find("\"kMediaFileDataIDTitle\": \"Hello\""), std::string::npos) << output;
-    EXPECT_NE(output.find("\"kMediaFileDataIDTrackNumber\": 7"), std::string::npos) << output;
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryWritableKind, Contract, ::testing::ValuesIn(writableKinds()),
