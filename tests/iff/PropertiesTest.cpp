@@ -28,16 +28,14 @@ const Expected kAifc[] = {
     {util::fourCC("ulaw"), "mu-law", false},    {util::fourCC("alaw"), "A-law", false}, {util::fourCC("ima4"), "IMA ADPCM", false},
 };
 
-void le(std::vector<uint8_t> &out, uint32_t value, int width)
+// Appends value in width bytes, little- or big-endian.
+void put(std::vector<uint8_t> &out, uint64_t value, int width, bool big)
 {
     for (int i = 0; i < width; ++i)
-        out.push_back(static_cast<uint8_t>(value >> (8 * i)));
+        out.push_back(static_cast<uint8_t>(value >> (8 * (big ? width - 1 - i : i))));
 }
-void be(std::vector<uint8_t> &out, uint64_t value, int width)
-{
-    for (int i = width - 1; i >= 0; --i)
-        out.push_back(static_cast<uint8_t>(value >> (8 * i)));
-}
+void le(std::vector<uint8_t> &out, uint32_t value, int width) { put(out, value, width, false); }
+void be(std::vector<uint8_t> &out, uint64_t value, int width) { put(out, value, width, true); }
 
 // 8 kHz stereo 16-bit; plain or as WAVE_FORMAT_EXTENSIBLE naming the tag in its sub-format.
 std::vector<uint8_t> fmtBody(uint16_t tag, bool extensible)

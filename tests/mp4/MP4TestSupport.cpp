@@ -102,11 +102,6 @@ std::vector<uint64_t> chunkOffsets(const std::vector<uint8_t> &bytes, const Atom
     return offsets;
 }
 
-std::string decodeErrors(const std::string &path)
-{
-    return capture("ffmpeg -nostdin -v error -i " + shellQuote(path) + " -map 0:a -f null -");
-}
-
 std::string probedTags(const std::string &path)
 {
     return capture("ffprobe -v error -show_entries format_tags -of default=noprint_wrappers=1:nokey=0 " + shellQuote(path));

@@ -23,8 +23,6 @@ std::vector<uint8_t> payload(const std::vector<uint8_t> &bytes, const AtomSpan &
 // The entries of an stco (4-byte) or co64 (8-byte) table.
 std::vector<uint64_t> chunkOffsets(const std::vector<uint8_t> &bytes, const AtomSpan &table);
 
-// What `ffmpeg -v error -i FILE -f null -` prints; empty for a clean decode.
-std::string decodeErrors(const std::string &path);
 // ffprobe's format tags as "key=value" lines.
 std::string probedTags(const std::string &path);
 // Runs a Python snippet with Debian's interpreter (the one with mutagen) on the file, which

@@ -140,8 +140,9 @@ TEST(Import, Rules)
 
 using RoundTrip = KindTest;
 
-// Export tagged.<ext>, import into plain.<ext> with overwriting, save: both export the same,
-// mutagen reads it, the audio is unchanged, and the cover is the tagged file's.
+// Export tagged.<ext>, import into plain.<ext> with overwriting, save: both export the same, and the
+// cover is the tagged file's. Peers reading the result and the audio staying the same are checked
+// for every kind by the interop tables and the contract suite.
 TEST_P(RoundTrip, ExportThenImportIntoAPlainFile)
 {
     const KindCase &c = GetParam();
@@ -169,18 +170,6 @@ TEST_P(RoundTrip, ExportThenImportIntoAPlainFile)
     const QByteArray fromArt = from.value(key(kArtworkExportKey)).toByteArray(), toArt = to.value(key(kArtworkExportKey)).toByteArray();
     EXPECT_EQ(fromArt.isEmpty(), !c.fixtureHasArtwork);
     EXPECT_EQ(imageFromArtworkData(toArt).size(), c.fixtureHasArtwork && c.addsArtwork ? imageFromArtworkData(fromArt).size() : QSize(0, 0));
-
-    if (c.kind != kMediaFileTypeAIFF && c.kind != kMediaFileTypeWAVE && runCommand("/usr/bin/python3 -c 'import mutagen' 2>/dev/null") == 0) {
-        std::string output;
-        const std::string script = "import mutagen,sys; f = mutagen.File(sys.argv[1], easy=True); "
-                                   "print(f['title'][0], f['album'][0], f['tracknumber'][0].split('/')[0], sep='|')";
-        EXPECT_EQ(runCommand("/usr/bin/python3 -c " + shellQuote(script) + " " + shellQuote(target), &output, true), 0) << output;
-        EXPECT_EQ(output, "Kestrel Song|Birds of Prey|3\n");
-    }
-    const std::string before = decodedAudioMd5(fixturePath(plainFixture(c)));
-    if (!before.empty()) {
-        EXPECT_EQ(decodedAudioMd5(target), before) << "the audio is unchanged";
-    }
 
     // Without artwork in the export, the cover stays off; an import with overwriting replaces a cover.
     ASSERT_EQ(openWrapper(source).saveDictionaryRepresentationToFile(qpath(dir.file("bare.plist")), false, false), kMediaFileNoErr);

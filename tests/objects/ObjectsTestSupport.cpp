@@ -71,13 +71,4 @@ int32_t integerOf(const MediaFileWrapper &wrapper, MediaFileDataID id)
     return MediaFileGetInteger(wrapper.mediaFileRef(), id, &value) == kMediaFileNoErr ? value : -1;
 }
 
-std::string decodedAudioMd5(const std::string &path)
-{
-    std::string output;
-    if (!haveTool("ffmpeg")
-        || runCommand("ffmpeg -hide_banner -loglevel error -i " + shellQuote(path) + " -map 0:a -f md5 -", &output) != 0)
-        return {};
-    return output;
-}
-
 } // namespace kestrabel::test

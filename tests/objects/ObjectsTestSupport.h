@@ -57,7 +57,5 @@ MediaFileWrapper openWrapper(const std::string &path);
 void editAndSave(const std::string &path, const std::function<void(MediaFileWrapper &)> &edit);
 int32_t integerOf(const MediaFileWrapper &wrapper, MediaFileDataID id);
 
-// The decoded audio's MD5 by ffmpeg; empty when ffmpeg is missing or fails.
-std::string decodedAudioMd5(const std::string &path);
 
 } // namespace kestrabel::test
