@@ -69,6 +69,8 @@ const std::vector<InteropRow> kRows = {
     {"CommentWithoutDescription", "ID3Rules.plainComment", "interop/itunes-comments.mp3", tag("Comment=New comment"),
      {"mutagen:COMM::eng=New comment", "ffprobe:format.comment=New comment", "taglib:COMMENT=New comment"}, {"Comment=The real comment"},
      Outcome::Keeps, Outcome::Loses},
+    {"GrowingTagLeavesRoom", "ID3Rules.roomToGrow", "interop/ffmpeg-tsse.mp3", tag("Title=" + kLongTitle),
+     {"mutagen:TIT2=" + kLongTitle, "ffprobe:format.title=" + kLongTitle, "taglib:TITLE=" + kLongTitle}, {}, Outcome::Keeps, Outcome::Loses},
     // AIFF and WAVE files as mutagen, ffmpeg and sox write them.
     {"Id3ChunkKeepsVersion", "IFFRules.keepID3Version", "interop/aiff-v24-year.aiff", tag("Title=New Title"),
      {"mutagen:TIT2=New Title", "ffprobe:format.title=New Title", "taglib:TITLE=New Title"}, {"Year=2021", "Sort Order=Sort Artist", "ISRC="},
