@@ -60,7 +60,40 @@ rows() { grep -v -e '^#' -e '^[[:space:]]*$' "$list"; }
 
 echo "mutants: copying the tree to $work/src" >&2
 mkdir -p "$work/src"
-rsync -a --delete --exclude '/build*' --exclude '/.git' "$root/" "$work/src/"
+# Only files whose bytes differ are written (with a new time, so the build takes them), and files
+# gone from the tree are removed: a mutant left behind by an interrupted run is put right.
+python3 - "$root" "$work/src" <<'PY' || exit 2
+import os, shutil, sys
+root, copy = sys.argv[1:3]
+
+def walk(top):
+    for folder, dirs, files in os.walk(top):
+        rel = os.path.relpath(folder, top)
+        if rel == ".":
+            dirs[:] = [d for d in dirs if d != ".git" and not d.startswith("build")]
+        for name in files:
+            yield os.path.normpath(os.path.join(rel, name))
+
+wanted = set()
+for rel in walk(root):
+    wanted.add(rel)
+    source, target = os.path.join(root, rel), os.path.join(copy, rel)
+    with open(source, "rb") as f:
+        data = f.read()
+    try:
+        with open(target, "rb") as f:
+            if f.read() == data:
+                continue
+    except OSError:
+        pass
+    os.makedirs(os.path.dirname(target), exist_ok=True)
+    with open(target, "wb") as f:
+        f.write(data)
+    shutil.copymode(source, target)
+for rel in list(walk(copy)):
+    if rel not in wanted:
+        os.remove(os.path.join(copy, rel))
+PY
 # Relative paths from the build folder, as in a worktree's own build/, so ccache serves the
 # first build from what the worktrees already compiled.
 export CCACHE_BASEDIR=$work
