@@ -115,14 +115,15 @@ binary_for() { find "$build/tests" -maxdepth 2 -type f -name "$1" -perm -u+x | h
 # Every (binary, filter) pair the chosen rows need, run once on the unmutated tree: a pair that
 # fails there would kill every mutation and say nothing, so it is left out, loudly.
 declare -A baseline_seconds=()
-needed=()
+pairs=()
 while IFS=$'\t' read -r file from to tests filter; do
     selected "$file" "$@" || continue
-    for t in $(targets_for "$(tests_for "$file" "${tests:-}")"); do needed+=("$t"); done
+    for t in $(targets_for "$(tests_for "$file" "${tests:-}")"); do pairs+=("$t|$(filter_for "${filter:-}")"); done
 done < <(rows)
-mapfile -t needed < <(printf '%s\n' "${needed[@]}" | sort -u)
+mapfile -t pairs < <(printf '%s\n' "${pairs[@]}" | sort -u)
+mapfile -t needed < <(printf '%s\n' "${pairs[@]}" | cut -d'|' -f1 | sort -u)
 echo "mutants: building ${#needed[@]} test binaries on the unmutated tree" >&2
-ninja -C "$build" "${needed[@]}" >/dev/null || { echo "mutants: the unmutated tree does not build" >&2; exit 2; }
+ninja -C "$build" "${needed[@]}" </dev/null >/dev/null || { echo "mutants: the unmutated tree does not build" >&2; exit 2; }
 
 run_binary() { # target filter -> exit status (124 on a hang)
     local bin
@@ -146,6 +147,9 @@ baseline() { # target filter -> 0 when green, recording its duration
     [ "${baseline_seconds[$key]}" != red ]
 }
 
+echo "mutants: running them once on the unmutated tree" >&2
+for pair in "${pairs[@]}"; do baseline "${pair%%|*}" "${pair#*|}" </dev/null; done
+
 killed=0 survived=0 unscored=0 n=0
 declare -a survivors=()
 while IFS=$'\t' read -r file from to tests filter; do
@@ -161,11 +165,11 @@ while IFS=$'\t' read -r file from to tests filter; do
         continue
     fi
     # Green binaries only, the fastest first, so that a kill usually costs seconds.
-    chosen=()
-    while read -r ms t; do [ -n "$t" ] && chosen+=("$t"); done < <(
-        for t in $(targets_for "$(tests_for "$file" "${tests:-}")"); do
-            baseline "$t" "$filter" && echo "${baseline_seconds[$t|$filter]} $t"
-        done | sort -n)
+    timed=()
+    for t in $(targets_for "$(tests_for "$file" "${tests:-}")"); do
+        [ "${baseline_seconds[$t|$filter]:-red}" != red ] && timed+=("${baseline_seconds[$t|$filter]} $t")
+    done
+    mapfile -t chosen < <(printf '%s\n' "${timed[@]}" | sort -n | awk 'NF == 2 { print $2 }')
     cp -p "$src" "$src.orig"
     python3 - "$src" "$from" "$to" <<'EOF'
 import sys
