@@ -100,6 +100,8 @@ export CCACHE_BASEDIR=$work
 if [ ! -f "$build/build.ninja" ]; then
     cmake -S "$work/src" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null || exit 2
 fi
+# The copy's CMake files may have changed since the last run.
+ninja -C "$build" build.ninja </dev/null >/dev/null || exit 2
 all_targets=$(ninja -C "$build" -t targets all | sed -n 's|^tests/[^/]*/\([A-Za-z0-9_]*_tests\): .*|\1|p' | sort -u)
 
 targets_for() { # prefixes -> target names
