@@ -33,7 +33,7 @@ build=$work/src/build
 # suite runs every kind through the whole library, so it stands behind every tag-library folder.
 default_tests() {
     case "$1" in
-        taglib/id3/*) echo "id3_ iff_ contract_" ;;
+        taglib/id3/*) echo "id3_ contract_" ;;
         taglib/mp4/*) echo "mp4_ contract_" ;;
         taglib/iff/*) echo "iff_ contract_" ;;
         taglib/ogg/*) echo "ogg_ vorbis_comment flac_ contract_" ;;
@@ -179,23 +179,23 @@ path, old, new = sys.argv[1:4]
 text = open(path, encoding="utf-8").read()
 open(path, "w", encoding="utf-8").write(text.replace(old, new, 1))
 EOF
+    # Each binary is built just before it runs: a mutation the first one kills costs one link.
     verdict=SURVIVED
-    if [ ${#chosen[@]} -eq 0 ]; then
-        verdict=INVALID
-    elif ! ninja -C "$build" "${chosen[@]}" </dev/null >/dev/null 2>&1; then
-        verdict=INVALID
-    else
-        for t in "${chosen[@]}"; do
-            run_binary "$t" "$filter"
-            rc=$?
-            if [ $rc -ne 0 ]; then
-                verdict=KILLED
-                [ $rc -eq 124 ] && label="$label (hang)"
-                label="$label [$t]"
-                break
-            fi
-        done
-    fi
+    [ ${#chosen[@]} -eq 0 ] && verdict=INVALID
+    for t in "${chosen[@]}"; do
+        if ! ninja -C "$build" "$t" </dev/null >/dev/null 2>&1; then
+            verdict=INVALID
+            break
+        fi
+        run_binary "$t" "$filter"
+        rc=$?
+        if [ $rc -ne 0 ]; then
+            verdict=KILLED
+            [ $rc -eq 124 ] && label="$label (hang)"
+            label="$label [$t]"
+            break
+        fi
+    done
     mv "$src.orig" "$src"
     # Newer than every object built from the mutant, so the next build takes the original again.
     touch "$src"
