@@ -63,28 +63,6 @@ TEST(Id3Genre, ParseFollowsTheTconConventions)
     EXPECT_EQ(ID3ParseGenre("contemporary c"), 140);
 }
 
-TEST(Id3Genre, TheListKeepsItsSpellings)
-{
-    EXPECT_STREQ(kestrabel::ID3GenreNames[0], "Blues");
-    EXPECT_STREQ(kestrabel::ID3GenreNames[67], "Psychadelic");
-    EXPECT_STREQ(kestrabel::ID3GenreNames[85], "Bebob");
-    EXPECT_STREQ(kestrabel::ID3GenreNames[93], "Psychedelic Rock");
-    EXPECT_STREQ(kestrabel::ID3GenreNames[123], "Acapella");
-    EXPECT_STREQ(kestrabel::ID3GenreNames[140], "Contemporary C");
-    EXPECT_STREQ(kestrabel::ID3GenreNames[147], "SynthPop");
-    EXPECT_EQ(kestrabel::genreName(148), nullptr);
-    for (int i = 0; i < kestrabel::kID3GenreCount; ++i) {
-        EXPECT_EQ(kestrabel::genreIndexByName(kestrabel::ID3GenreNames[i]), i);
-        EXPECT_EQ(kestrabel::genreIndexSorted(kestrabel::ID3GenreNames[i], kestrabel::kID3GenreCount), i);
-        if (i < kestrabel::kMP4GenreCount) {
-            EXPECT_EQ(kestrabel::genreIndexSorted(kestrabel::ID3GenreNames[i], kestrabel::kMP4GenreCount), i);
-        }
-    }
-    EXPECT_EQ(kestrabel::genreIndexSorted("anime", kestrabel::kMP4GenreCount), -1) << "145 is past MP4's 126";
-    EXPECT_EQ(kestrabel::genreIndexSorted("ANIME", kestrabel::kID3GenreCount), 145);
-    EXPECT_EQ(kestrabel::genreIndexSorted("Chillout", kestrabel::kID3GenreCount), -1);
-}
-
 TEST(Id3Genre, SetAndGetEachForm)
 {
     ID3TagPtr tag = newTag();
