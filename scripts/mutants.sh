@@ -41,7 +41,7 @@ default_tests() {
         taglib/exif/*) echo "exif_ contract_" ;;
         taglib/util/*) echo "util_ contract_" ;;
         taglib/core/*) echo "core_ contract_ cli_" ;;
-        cli/*) echo "cli_ id3_cli iff_cli mp4_ objects_" ;;
+        cli/*) echo "cli_ id3_ iff_cli mp4_ objects_" ;;
         objects/*) echo "objects_" ;;
         *) echo "" ;;
     esac

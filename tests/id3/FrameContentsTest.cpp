@@ -406,32 +406,6 @@ TEST(Id3Render, MemoryRenderForChunks)
     EXPECT_EQ(parsed->v1Version, 0x10);
 }
 
-TEST(Id3Render, FrameTableOddities)
-{
-    ID3TagPtr tag = newTag();
-    ID3PutFrame(*tag, kOriginCaller, 0, frameCode("TSOT"), {}, {}, 0, bytes({0, 'S'}));
-    ID3PutFrame(*tag, kOriginCaller, 0, frameCode("TCMP"), {}, {}, 0, bytes({0, '1'}));
-    ID3PutFrame(*tag, kOriginCaller, 0, frameCode("ABCD"), {}, {}, 0, bytes({0, 'x'}));
-    std::vector<RawFrame> frames = rawFrames22(render(*tag, kMediaFileFlagID3v22));
-    ASSERT_EQ(frames.size(), 2u);
-    EXPECT_EQ(frames[0].id, "TRC") << "TSOT shares TSRC's 2.2 spelling";
-    EXPECT_EQ(frames[1].id, "???") << "an ID outside the table; TCMP has no 2.2 form";
-    frames = rawFrames(render(*tag, kMediaFileFlagID3v23), false);
-    ASSERT_EQ(frames.size(), 3u);
-    EXPECT_EQ(frames[2].id, "????");
-
-    // A 2.2 TRC reads back as TSRC, and TSSE carries the canonical ID TSRC too.
-    ID3TagPtr parsed;
-    ASSERT_EQ(ID3ParseBuffer(render(*tag, kMediaFileFlagID3v22), 0, &parsed), kMediaFileNoErr);
-    EXPECT_EQ(parsed->frames[0].frameID, frameCode("TSRC"));
-    const std::vector<uint8_t> tsse = {'I', 'D', '3', 3, 0, 0, 0, 0, 0, 12, 'T', 'S', 'S', 'E', 0, 0, 0, 2, 0, 0, 0, 'E'};
-    ASSERT_EQ(ID3ParseBuffer(tsse, 0, &parsed), kMediaFileNoErr);
-    std::string text;
-    EXPECT_EQ(ID3GetString(*parsed, kMediaFileDataIDISRC, &text), kMediaFileNoErr);
-    EXPECT_EQ(text, "E");
-    EXPECT_EQ(rawFrames(render(*parsed, kMediaFileFlagID3v23), false)[0].id, "TSSE") << "written with its own ID";
-}
-
 TEST(Id3Render, Version24SizesAndFlags)
 {
     ID3TagPtr tag = newTag();
