@@ -132,87 +132,73 @@ INSTANTIATE_TEST_SUITE_P(Versions, Mp3RoundTrip,
                                            RoundTrip{"id3v24-full.mp3", kMediaFileFlagID3v22, 2},
                                            RoundTrip{"id3v1-only.mp3", kMediaFileFlagID3v23 | kMediaFileFlagKeepTagVersion, 3}));
 
-TEST(Mp3Write, SmallEditsStayInPlaceInTheTagsRoom)
-{
-    TempDir dir;
-    const std::string path = dir.copyFixture("id3v23-full.mp3");
-    const std::vector<uint8_t> before = readFile(path);
-    const ino_t inode = inodeOf(path);
-    {
-        OpenFile file(path);
-        ASSERT_EQ(MediaFileSetString(file.ref(), kMediaFileDataIDTitle, "Short"), kMediaFileNoErr);
-        ASSERT_EQ(MediaFileUpdate(file.ref(), kMediaFileFlagKeepTagVersion), kMediaFileNoErr);
-    }
-    const std::vector<uint8_t> after = readFile(path);
-    EXPECT_EQ(after.size(), before.size());
-    EXPECT_EQ(readTagHeader(after).size, readTagHeader(before).size);
-    EXPECT_EQ(inodeOf(path), inode) << "written in place";
-    OpenFile again(path);
-    EXPECT_EQ(again.string(kMediaFileDataIDTitle), "Short");
-}
+// Where the new tag goes: into the old tag's room when it fits (up to a megabyte of room is
+// kept), else through a new file or, asked to, by moving the audio in place; padded to 512.
+struct RoomCase {
+    const char *fixture; // null: a 2.3 tag with `room` bytes of room in front of no-tags.mp3's audio
+    uint32_t room;
+    size_t picture;      // a cover of this size is set; 0: the title "B"
+    MediaFileFlags flags;
+    uint64_t tagSize;    // 0: grown, to a multiple of 512
+    int sameInode;       // 1 written in place, 0 through a new file, -1 either
+};
 
-// A tag with a lot of padding keeps up to a megabyte of it; beyond that the room is given back.
-TEST(Mp3Write, LargeRoomIsKeptUpToAMegabyte)
+const RoomCase kRoomCases[] = {
+    {"id3v23-full.mp3", 0, 0, kMediaFileFlagKeepTagVersion, 0 /* unchanged, checked below */, 1},
+    {nullptr, 100000, 0, kMediaFileFlagKeepTagVersion, 10 + 100000, 1},
+    {nullptr, 1500000, 0, kMediaFileFlagKeepTagVersion, 512, 0},
+    {"id3v23-full.mp3", 0, 3000, kMediaFileFlagKeepTagVersion, 0, 0},
+    {"id3v23-full.mp3", 0, 3000, kMediaFileFlagKeepTagVersion | kMediaFileFlagInPlace, 0, 1},
+    {"no-tags.mp3", 0, 0, kMediaFileFlagID3v23, 512, -1},
+    {"no-tags.mp3", 0, 0, kMediaFileFlagID3v23 | kMediaFileFlagID3NoPadding, 10 + 10 + 2, -1},
+};
+
+TEST(Mp3Write, TheTagUsesItsRoomOrGrows)
 {
-    TempDir dir;
     const std::vector<uint8_t> audio = readFile(fixturePath("no-tags.mp3"));
-    for (uint32_t room : {100000u, 1500000u}) {
-        std::vector<uint8_t> bytes = {'I', 'D', '3', 3, 0, 0,
-                                      uint8_t(room >> 21 & 0x7F), uint8_t(room >> 14 & 0x7F), uint8_t(room >> 7 & 0x7F), uint8_t(room & 0x7F),
-                                      'T', 'I', 'T', '2', 0, 0, 0, 2, 0, 0, 0, 'A'};
-        bytes.resize(10 + room, 0);
-        bytes.insert(bytes.end(), audio.begin(), audio.end());
-        const std::string path = dir.file("room" + std::to_string(room) + ".mp3");
-        writeFile(path, bytes);
-        {
-            OpenFile file(path);
-            ASSERT_EQ(file.status(), kMediaFileNoErr);
-            MediaFileSetString(file.ref(), kMediaFileDataIDTitle, "B");
-            ASSERT_EQ(MediaFileUpdate(file.ref(), kMediaFileFlagKeepTagVersion), kMediaFileNoErr);
+    for (const RoomCase &c : kRoomCases) {
+        SCOPED_TRACE(std::string(c.fixture ? c.fixture : "room ") + std::to_string(c.room) + " flags " + std::to_string(c.flags));
+        TempDir dir;
+        std::string path = dir.file("song.mp3");
+        if (c.fixture) {
+            path = dir.copyFixture(c.fixture, "song.mp3");
+        } else {
+            std::vector<uint8_t> bytes = {'I', 'D', '3', 3, 0, 0, uint8_t(c.room >> 21 & 0x7F), uint8_t(c.room >> 14 & 0x7F),
+                                          uint8_t(c.room >> 7 & 0x7F), uint8_t(c.room & 0x7F), 'T', 'I', 'T', '2', 0, 0, 0, 2, 0, 0, 0, 'A'};
+            bytes.resize(10 + c.room, 0);
+            bytes.insert(bytes.end(), audio.begin(), audio.end());
+            writeFile(path, bytes);
         }
-        const std::vector<uint8_t> after = readFile(path);
-        EXPECT_EQ(readTagHeader(after).size, room < 1000000 ? 10 + room : 512u);
-        EXPECT_EQ(audioPart(after), audio);
-    }
-}
-
-TEST(Mp3Write, GrowingTagRewritesTheFileOrMovesTheAudioInPlace)
-{
-    TempDir dir;
-    for (bool inPlace : {false, true}) {
-        const std::string path = dir.copyFixture("id3v23-full.mp3", inPlace ? "in-place.mp3" : "renamed.mp3");
         const std::vector<uint8_t> before = readFile(path);
         const ino_t inode = inodeOf(path);
+        const std::vector<uint8_t> cover = picture(c.picture, 9);
         {
-            OpenFile file(path);
-            const std::vector<uint8_t> big = picture(3000, 9);
-            ASSERT_EQ(MediaFileSetData(file.ref(), kMediaFileDataIDArtwork, big.data(), big.size()), kMediaFileNoErr);
-            ASSERT_EQ(MediaFileUpdate(file.ref(), kMediaFileFlagKeepTagVersion | (inPlace ? kMediaFileFlagInPlace : 0)),
-                      kMediaFileNoErr);
+            OpenFile file(path, kMediaFileFlagIgnoreTagErrors);
+            ASSERT_EQ(c.picture ? MediaFileSetData(file.ref(), kMediaFileDataIDArtwork, cover.data(), cover.size())
+                                : MediaFileSetString(file.ref(), kMediaFileDataIDTitle, "B"),
+                      0);
+            ASSERT_EQ(MediaFileUpdate(file.ref(), c.flags), 0);
         }
         const std::vector<uint8_t> after = readFile(path);
-        const TagHeader header = readTagHeader(after);
-        EXPECT_EQ(header.size % 512, 0u);
-        EXPECT_GT(header.size, readTagHeader(before).size);
+        const uint64_t oldSize = readTagHeader(before).size, newSize = readTagHeader(after).size;
+        if (c.tagSize) {
+            EXPECT_EQ(newSize, c.tagSize);
+        } else if (c.picture) {
+            EXPECT_TRUE(newSize % 512 == 0 && newSize > oldSize) << newSize;
+        } else {
+            EXPECT_EQ(newSize, oldSize);
+        }
         EXPECT_EQ(audioPart(after), audioPart(before));
-        EXPECT_EQ(inodeOf(path) == inode, inPlace);
+        if (c.sameInode >= 0) {
+            EXPECT_EQ(inodeOf(path) == inode, c.sameInode == 1);
+        }
+        OpenFile file(path);
+        if (c.picture) {
+            EXPECT_EQ(file.data(kMediaFileDataIDArtwork), cover);
+        } else {
+            EXPECT_EQ(file.string(kMediaFileDataIDTitle), "B");
+        }
     }
-}
-
-TEST(Mp3Write, PaddingOptions)
-{
-    TempDir dir;
-    const std::string path = dir.copyFixture("no-tags.mp3");
-    {
-        OpenFile file(path, kMediaFileFlagIgnoreTagErrors);
-        MediaFileSetString(file.ref(), kMediaFileDataIDTitle, "Pad");
-        ASSERT_EQ(MediaFileUpdate(file.ref(), kMediaFileFlagID3v23), kMediaFileNoErr);
-        EXPECT_EQ(readTagHeader(readFile(path)).size, 512u);
-        ASSERT_EQ(MediaFileUpdate(file.ref(), kMediaFileFlagID3v23 | kMediaFileFlagID3NoPadding), kMediaFileNoErr);
-    }
-    const std::vector<uint8_t> after = readFile(path);
-    EXPECT_EQ(readTagHeader(after).size, 10u + 10 + 4) << "header and one frame, nothing else";
-    EXPECT_EQ(audioPart(after), readFile(fixturePath("no-tags.mp3")));
 }
 
 TEST(Mp3Write, Id3v1RecordIsWrittenOverwrittenAndStripped)
