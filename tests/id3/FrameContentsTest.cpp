@@ -507,6 +507,13 @@ TEST(Id3Parse, StopsAtFFAndWalksZeroPadding)
     ASSERT_EQ(ID3ParseBuffer(tag, 0, &parsed), kMediaFileNoErr);
     EXPECT_EQ(parsed->frames.size(), 1u);
     EXPECT_EQ(parsed->v2Size, 22u + 10) << "the offset of the 0xFF byte in the body plus 10";
+
+    // A frame that fits the tag exactly is read; one byte more runs past it.
+    for (uint8_t size : {2, 3}) {
+        const std::vector<uint8_t> exact = {'I', 'D', '3', 3, 0, 0, 0, 0, 0, 12, 'T', 'I', 'T', '2', 0, 0, 0, size, 0, 0, 0, 'A'};
+        ID3Tag raw;
+        EXPECT_EQ(ID3ParseV2(TagSource(exact), raw), size == 2 ? kMediaFileNoErr : kMediaFileErrShortHeader);
+    }
 }
 
 } // namespace
