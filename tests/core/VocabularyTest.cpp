@@ -73,6 +73,15 @@ TEST(Vocabulary, DataIDNamesKeepTheirSpellingsAndGapsAreNotIDs)
         previous = info->dataID;
     }
     EXPECT_EQ(MediaFileGetDataIDInfoAt(MediaFileGetDataIDCount()), nullptr);
+    // Every ID the public header declares, under its constant name, and no other.
+    const std::string header = slurp(KESTRABEL_PUBLIC_HEADER);
+    const std::regex declared(R"(\b(kMediaFileDataID\w+) = (\d+))");
+    size_t count = 0;
+    for (std::sregex_iterator it(header.begin(), header.end(), declared), end; it != end; ++it, ++count) {
+        const MediaFileDataIDInfo *info = MediaFileGetDataIDInfo(std::stoi((*it)[2]));
+        EXPECT_STREQ(info ? info->constantName : "(none)", std::string((*it)[1]).c_str());
+    }
+    EXPECT_EQ(count, MediaFileGetDataIDCount());
 }
 
 TEST(Vocabulary, FindByAnyOfTheThreeNames)
