@@ -58,6 +58,8 @@ MediaFileFlags defaultWriteFlags(MediaFileRef ref);
 
 // Every command in the order --help lists them.
 const std::vector<Command> &commands();
+// The commands built into the program itself, without the Qt part.
+const std::vector<Command> &coreCommands();
 
 // Opens path and reads every data ID that answers into a report.
 FileReport collectReport(const std::string &path, bool audioInfo, MediaFileFlags profile = kMediaFileFlagInterop);

@@ -11,23 +11,10 @@
 
 namespace kestrabel::cli {
 
-// The commands that do not need Qt, found without loading the Qt part.
-static const std::vector<Command> &coreCommands()
-{
-    static const std::vector<Command> table = {
-        {"show", "print the values of files", runShow, kShowHelp},
-        {"get", "print one value of files, for scripts", runGet, kGetHelp},
-        {"set", "change values and save", runSet, kSetHelp},
-        {"copy", "copy the values of one file into others", runCopy, kCopyHelp},
-        {"rename", "rename files after their values", runRename, kRenameHelp},
-        {"from-name", "set values from the file names", runFromName, kFromNameHelp},
-    };
-    return table;
-}
-
+#ifdef KESTRABEL_CLI_OBJECTS
+// The commands of the Qt part join the table only when the part loads.
 const std::vector<Command> &commands()
 {
-#ifdef KESTRABEL_CLI_OBJECTS
     static const std::vector<Command> table = [] {
         std::vector<Command> all = coreCommands();
         if (const QtPart *part = qtPart())
@@ -35,10 +22,8 @@ const std::vector<Command> &commands()
         return all;
     }();
     return table;
-#else
-    return coreCommands();
-#endif
 }
+#endif
 
 static void printMainHelp(FILE *out)
 {

@@ -113,6 +113,8 @@ const FrameTableRow *frameRowByShortID(std::string_view shortID)
     return nullptr;
 }
 
+std::span<const FrameTableRow> frameTableRows() { return kFrameTable; }
+
 const FrameTableRow *frameRowByID(uint32_t frameID)
 {
     for (const FrameTableRow &row : kFrameTable) {

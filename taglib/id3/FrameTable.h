@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 namespace kestrabel::id3 {
@@ -16,5 +17,8 @@ struct FrameTableRow {
 const FrameTableRow *frameRowByLongID(std::string_view longID);
 const FrameTableRow *frameRowByShortID(std::string_view shortID);
 const FrameTableRow *frameRowByID(uint32_t frameID);
+
+// Every row, for the test that checks each of them.
+std::span<const FrameTableRow> frameTableRows();
 
 } // namespace kestrabel::id3

@@ -5,9 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 using namespace kestrabel::test;
 
 namespace {
@@ -72,39 +69,6 @@ TEST(Mp3Cli, WriteOptions)
     EXPECT_EQ(std::string(bytes.end() - 125, bytes.end() - 121), "Also");
     EXPECT_EQ(v1Record(bytes)[126], 0) << "ID3v1.0";
     EXPECT_EQ(audioPart(bytes), audioPart(readFile(fixturePath("id3v22.mp3"))));
-
-    struct stat before {};
-    stat(path.c_str(), &before);
-    struct timespec old[2] = {{1200000000, 0}, {1200000000, 0}};
-    utimensat(AT_FDCWD, path.c_str(), old, 0);
-    set("--preserve-dates --in-place -t Album=Dated " + shellQuote(path));
-    struct stat after {};
-    stat(path.c_str(), &after);
-    EXPECT_EQ(after.st_mtim.tv_sec, 1200000000);
-    EXPECT_EQ(after.st_ino, before.st_ino);
-}
-
-TEST(Mp3Cli, RemoveAndArtwork)
-{
-    TempDir dir;
-    const std::string path = dir.copyFixture("id3v23-full.mp3");
-    set("--remove Comment --remove 'Cover Art' --remove Compilation " + shellQuote(path));
-    OpenFile file(path);
-    MediaFileStatus status = 0;
-    file.string(kMediaFileDataIDComment, &status);
-    EXPECT_EQ(status, kMediaFileErrNotFound);
-    // Every picture answers Cover Art (the getter falls back to any type), so every one goes.
-    file.data(kMediaFileDataIDArtwork, &status);
-    EXPECT_EQ(status, kMediaFileErrNotFound);
-    file.data(kMediaFileDataIDArtworkBack, &status);
-    EXPECT_EQ(status, kMediaFileErrNotFound);
-    file.integer(kMediaFileDataIDCompilation, &status);
-    EXPECT_EQ(status, kMediaFileErrNotFound);
-    file.close();
-
-    set("--artwork " + shellQuote(fixturePath("mp3-cover.jpg")) + " " + shellQuote(path));
-    OpenFile again(path);
-    EXPECT_EQ(again.data(kMediaFileDataIDArtwork), readFile(fixturePath("mp3-cover.jpg")));
 }
 
 TEST(Mp3Cli, ErrorsNameTheFileTheValueAndTheStatus)

@@ -107,6 +107,9 @@ TEST(Mp3FrameHeader, XingOffsetsAndEstimates)
     EXPECT_TRUE(info.xingPresent);
     EXPECT_EQ(info.sampleRate, 24000u);
     EXPECT_EQ(info.bitRate, 60u); // 36000 / 100 * 24000 / 1000 / 144
+    // Without Xing the rate comes from the MPEG-2 row itself.
+    kestrabel::id3::decodeFrame(frameWithXing({0xFF, 0xF3, 0x84, 0xC4}, 36, 1, 100), 36000, &info);
+    EXPECT_EQ(info.sampleRate, 24000u);
     // Layer I divides by 12.
     kestrabel::id3::decodeFrame(frameWithXing({0xFF, 0xFF, 0x90, 0x04}, 36, 1, 100), 12000, &info);
     EXPECT_EQ(info.layerBits, 3u);
