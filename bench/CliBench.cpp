@@ -160,19 +160,6 @@ void batchSaveRows(const CliOptions &options)
 
 bool shell(const std::string &command) { return std::system(command.c_str()) == 0; }
 
-void writeBigMp3(const fs::path &path, uint64_t bytes)
-{
-    fs::path seed = fs::temp_directory_path() / "kestrabel-bench-seed.mp3";
-    if (!shell("ffmpeg -v error -y -f lavfi -i anoisesrc=d=20:r=44100 -c:a libmp3lame -b:a 320k -write_xing 0 -id3v2_version 0 " +
-               seed.string()))
-        std::exit(1);
-    std::ifstream in(seed, std::ios::binary);
-    std::vector<char> frames((std::istreambuf_iterator<char>(in)), {});
-    std::ofstream out(path, std::ios::binary);
-    for (uint64_t written = 0; written < bytes; written += frames.size())
-        out.write(frames.data(), static_cast<std::streamsize>(frames.size()));
-    fs::remove(seed);
-}
 
 // A comment added to a big MP3 (its tag grows from nothing): on ext4, and on a loop-mounted
 // XFS image with reflink, where the new file can share the audio with the old one.
@@ -224,6 +211,20 @@ void bigFileRows(const CliOptions &options)
 }
 
 } // namespace
+
+void writeBigMp3(const fs::path &path, uint64_t bytes)
+{
+    fs::path seed = fs::temp_directory_path() / "kestrabel-bench-seed.mp3";
+    if (!shell("ffmpeg -v error -y -f lavfi -i anoisesrc=d=20:r=44100 -c:a libmp3lame -b:a 320k -write_xing 0 -id3v2_version 0 " +
+               seed.string()))
+        std::exit(1);
+    std::ifstream in(seed, std::ios::binary);
+    std::vector<char> frames((std::istreambuf_iterator<char>(in)), {});
+    std::ofstream out(path, std::ios::binary);
+    for (uint64_t written = 0; written < bytes; written += frames.size())
+        out.write(frames.data(), static_cast<std::streamsize>(frames.size()));
+    fs::remove(seed);
+}
 
 void cliBenchmark(const CliOptions &options)
 {

@@ -275,18 +275,7 @@ void writeBigFile(const fs::path &path, const std::string &kind, uint64_t bytes,
             out.write(block.data(), static_cast<std::streamsize>(std::min<uint64_t>(block.size(), dataSize - written)));
         return;
     }
-    // MPEG frames can follow one another indefinitely: repeat a short tagless stream.
-    fs::path seed = path.string() + ".seed.mp3";
-    std::string command = "ffmpeg -v error -y -f lavfi -i anoisesrc=d=20:r=44100 -c:a libmp3lame -b:a 320k -write_xing 0 "
-                          "-id3v2_version 0 " + seed.string();
-    if (std::system(command.c_str()) != 0)
-        std::exit(1);
-    std::ifstream in(seed, std::ios::binary);
-    std::vector<char> frames((std::istreambuf_iterator<char>(in)), {});
-    std::ofstream out(path, std::ios::binary);
-    for (uint64_t written = 0; written < bytes; written += frames.size())
-        out.write(frames.data(), static_cast<std::streamsize>(frames.size()));
-    fs::remove(seed);
+    kestrabel::bench::writeBigMp3(path, bytes);
 }
 
 void bigFileBenchmark(const Options &options)

@@ -1,5 +1,6 @@
 #include "OggVorbisFile.h"
 #include "OpusHeaders.h"
+#include "VorbisCommentEdit.h"
 #include "VorbisCommentPacket.h"
 
 #include <atomic>
@@ -306,11 +307,7 @@ MediaFileStatus OggVorbisRemoveComment(OggVorbisFile &file, const char *name)
         comment->comment_lengths[kept] = comment->comment_lengths[i];
         ++kept;
     }
-    for (int i = kept; i < comment->comments; ++i) {
-        comment->user_comments[i] = nullptr;
-        comment->comment_lengths[i] = 0;
-    }
-    comment->comments = kept;
+    truncateComments(comment, kept);
     return kMediaFileNoErr;
 }
 

@@ -91,12 +91,17 @@ MediaFileStatus replaceComments(vorbis_comment *comment, std::string_view name, 
         comment->comment_lengths[kept] = entryLength;
         ++kept;
     }
+    truncateComments(comment, kept);
+    return kMediaFileNoErr;
+}
+
+void truncateComments(vorbis_comment *comment, int kept)
+{
     for (int i = kept; i < comment->comments; ++i) {
         comment->user_comments[i] = nullptr;
         comment->comment_lengths[i] = 0;
     }
     comment->comments = kept;
-    return kMediaFileNoErr;
 }
 
 MediaFileStatus addComment(vorbis_comment *comment, std::string_view name, std::string_view value)

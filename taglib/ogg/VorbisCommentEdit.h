@@ -27,6 +27,10 @@ MediaFileStatus replaceComments(vorbis_comment *comment, std::string_view name, 
 // A new entry at the end.
 MediaFileStatus addComment(vorbis_comment *comment, std::string_view name, std::string_view value);
 
+// Ends the list after its first kept entries, once those were moved to the front; the entries
+// past them must already be freed or moved.
+void truncateComments(vorbis_comment *comment, int kept);
+
 // Removes the entry at index.
 void eraseComment(vorbis_comment *comment, int index);
 
