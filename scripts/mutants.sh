@@ -43,6 +43,7 @@ default_tests() {
         taglib/core/*) echo "core_ contract_ cli_" ;;
         cli/*) echo "cli_ id3_ iff_cli mp4_ objects_" ;;
         objects/*) echo "objects_" ;;
+        player/*) echo "player_tests" ;;
         *) echo "" ;;
     esac
 }

@@ -1,13 +1,9 @@
-// A scriptable MPRIS player for the bridge's tests. It serves /org/mpris/MediaPlayer2 on the
-// session bus under org.mpris.MediaPlayer2.<name>, answers the way its JSON state says (track
-// list or not, a Strawberry-style Rating property or not, Rhythmbox's database or not, skipping
-// or not, methods that fail), logs every call it gets, and takes new state through
-// org.kestrabel.FakePlayer.Script at /org/kestrabel/FakePlayer.
-//
-// usage: kestrabel-fake-mpris NAME STATE-JSON|@STATE-FILE
+// A scriptable MPRIS player for the bridge's tests, org.mpris.MediaPlayer2.<name>, answering as its
+// JSON state says (the keys of its property table, and "trackList", "rating" as Strawberry has it,
+// "rhythmDb", "failMethods", "extraNames"). It logs every call and takes new
+// state through org.kestrabel.FakePlayer.Script. Usage: kestrabel-fake-mpris NAME JSON|@FILE
 #include <QCoreApplication>
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
@@ -20,302 +16,209 @@
 #include <QTimer>
 
 #include <cstdio>
+#include <functional>
+#include <tuple>
+#include <utility>
 
 namespace {
 
-const QString kProperties = QStringLiteral("org.freedesktop.DBus.Properties");
-const QString kRoot = QStringLiteral("org.mpris.MediaPlayer2");
-const QString kPlayer = QStringLiteral("org.mpris.MediaPlayer2.Player");
-const QString kTrackList = QStringLiteral("org.mpris.MediaPlayer2.TrackList");
-const QString kRhythmDb = QStringLiteral("org.gnome.Rhythmbox3.RhythmDB");
-const QString kControl = QStringLiteral("org.kestrabel.FakePlayer");
-const QString kMprisPath = QStringLiteral("/org/mpris/MediaPlayer2");
-const QString kRhythmDbPath = QStringLiteral("/org/gnome/Rhythmbox3/RhythmDB");
-const QString kControlPath = QStringLiteral("/org/kestrabel/FakePlayer");
+const QString kProperties = "org.freedesktop.DBus.Properties", kRoot = "org.mpris.MediaPlayer2", kPlayer = kRoot + ".Player",
+              kTrackList = kRoot + ".TrackList", kRhythmDb = "org.gnome.Rhythmbox3.RhythmDB", kMprisPath = "/org/mpris/MediaPlayer2",
+              kRhythmDbPath = "/org/gnome/Rhythmbox3/RhythmDB", kControlPath = "/org/kestrabel/FakePlayer";
 
-QVariant metadataValue(const QString &key, const QJsonValue &value)
+// An argument as the call log shows it: paths bare, a{sv} as key=value pairs joined by commas.
+QString describe(const QVariant &value)
 {
-    if (key == QLatin1String("mpris:trackid"))
-        return QVariant::fromValue(QDBusObjectPath(value.toString()));
-    if (key == QLatin1String("mpris:length"))
-        return qlonglong(value.toDouble());
-    if (key == QLatin1String("xesam:trackNumber") || key == QLatin1String("xesam:discNumber"))
-        return value.toInt();
-    if (value.isArray()) {
-        QStringList texts;
-        for (const QJsonValue &item : value.toArray())
-            texts << item.toString();
-        return texts;
-    }
-    if (value.isDouble())
-        return value.toDouble();
-    if (value.isBool())
-        return value.toBool();
-    return value.toString();
-}
-
-QVariantMap metadataOf(const QJsonObject &track)
-{
-    QVariantMap metadata;
-    for (auto it = track.begin(); it != track.end(); ++it)
-        metadata.insert(it.key(), metadataValue(it.key(), it.value()));
-    return metadata;
+    if (value.metaType() == QMetaType::fromType<QDBusObjectPath>())
+        return value.value<QDBusObjectPath>().path();
+    if (value.metaType() == QMetaType::fromType<QDBusVariant>())
+        return describe(value.value<QDBusVariant>().variant());
+    if (value.metaType() != QMetaType::fromType<QDBusArgument>() || value.value<QDBusArgument>().currentSignature() != "a{sv}")
+        return value.toString();
+    QStringList entries;
+    const auto map = qdbus_cast<QVariantMap>(value.value<QDBusArgument>());
+    for (auto it = map.begin(); it != map.end(); ++it)
+        entries << it.key() + '=' + describe(it.value());
+    return entries.join(',');
 }
 
 class FakePlayer : public QDBusVirtualObject {
 public:
     FakePlayer(QDBusConnection bus, QJsonObject state) : bus_(bus), state_(std::move(state)) {}
 
-    QString introspect(const QString &path) const override
-    {
-        if (path != kMprisPath)
-            return {};
-        // Deliberately incomplete, as some players' introspection data is: the bridge must not
-        // depend on it.
-        if (state_.value(QStringLiteral("introspection")).toString() == QLatin1String("wrong"))
-            return QStringLiteral("<interface name=\"org.mpris.MediaPlayer2\"/>");
-        return QStringLiteral("<interface name=\"org.mpris.MediaPlayer2\"/><interface name=\"org.mpris.MediaPlayer2.Player\"/>");
-    }
+    // Incomplete, as some players' introspection data is: the bridge must not depend on it.
+    QString introspect(const QString &path) const override { return path == kMprisPath ? "<interface name=\"org.mpris.MediaPlayer2\"/>" : ""; }
 
     bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override
     {
-        const QString interface = message.interface();
-        const QString member = message.member();
-        if (message.path() == kControlPath)
-            return control(message, connection);
-        QStringList logged{member};
-        for (const QVariant &argument : message.arguments())
-            logged << describe(argument);
-        calls_ << logged.join(QLatin1Char(' '));
-
-        if (failing(member))
-            return connection.send(message.createErrorReply(QStringLiteral("org.mpris.MediaPlayer2.Error.Failed"), member)), true;
-        if (message.path() == kRhythmDbPath)
-            return rhythmDb(message, connection);
-        if (interface == kProperties)
-            return properties(message, connection);
-        if (interface == kPlayer || (interface.isEmpty() && isPlayerMethod(member)))
-            return playerMethod(message, connection);
-        if (interface == kTrackList && trackListEnabled())
-            return trackListMethod(message, connection);
-        return interface == kRoot ? reply(connection, message) : refuse(connection, message, "UnknownMethod", member);
+        if (message.path() != kControlPath) {
+            QStringList logged{message.member()};
+            for (const QVariant &argument : message.arguments())
+                logged << describe(argument);
+            calls_ << logged.join(' ');
+        }
+        connection.send(answer(message));
+        announceChanges();
+        return true;
     }
 
 private:
-    static QString describe(const QVariant &value)
-    {
-        if (value.metaType() == QMetaType::fromType<QDBusObjectPath>())
-            return value.value<QDBusObjectPath>().path();
-        if (value.metaType() == QMetaType::fromType<QDBusVariant>())
-            return describe(value.value<QDBusVariant>().variant());
-        if (value.metaType() == QMetaType::fromType<QDBusArgument>()) {
-            const auto argument = value.value<QDBusArgument>();
-            QStringList entries;
-            if (argument.currentSignature() == QLatin1String("a{sv}")) {
-                const auto map = qdbus_cast<QVariantMap>(argument);
-                for (auto it = map.begin(); it != map.end(); ++it)
-                    entries << it.key() + QLatin1Char('=') + describe(it.value());
-            } else if (argument.currentSignature() == QLatin1String("ao")) {
-                for (const QDBusObjectPath &path : qdbus_cast<QList<QDBusObjectPath>>(argument))
-                    entries << path.path();
-            }
-            return entries.join(QLatin1Char(','));
-        }
-        return value.toString();
-    }
+    using Args = QList<QVariant>;
 
-    static bool isPlayerMethod(const QString &member)
-    {
-        static const QStringList methods{"Play", "Pause", "PlayPause", "Stop", "Next", "Previous", "OpenUri", "Seek", "SetPosition"};
-        return methods.contains(member);
-    }
-
-    bool failing(const QString &member) const { return state_.value("failMethods").toArray().contains(QJsonValue(member)); }
-    bool trackListEnabled() const { return state_.value("trackList").toBool(); }
-    bool ratingEnabled() const { return state_.value("rating").toBool(); }
+    bool on(const char *key) const { return state_.value(key).toBool(); }
     QJsonArray tracks() const { return state_.value("tracks").toArray(); }
     int current() const { return state_.value("current").toInt(); }
-
-    QJsonObject currentTrack() const
+    QJsonObject track(int index) const { return index >= 0 && index < tracks().size() ? tracks().at(index).toObject() : QJsonObject(); }
+    // A track without an id of its own still needs a valid object path in the track list.
+    QString trackId(int index) const
     {
-        const QJsonArray list = tracks();
-        return current() >= 0 && current() < list.size() ? list.at(current()).toObject() : QJsonObject();
+        return track(index).value("mpris:trackid").toString(QStringLiteral("/org/kestrabel/FakePlayer/track%1").arg(index));
     }
-
-    QVariantMap playerProperties() const
+    QVariantMap metadata(int index) const
     {
-        const bool canSkip = state_.value("canSkip").toBool(true);
-        QVariantMap properties{{"PlaybackStatus", state_.value("status").toString("Stopped")}, {"Metadata", metadataOf(currentTrack())},
-                               {"Position", qlonglong(state_.value("position").toDouble())}, {"CanControl", true}, {"CanPlay", true},
-                               {"CanPause", true}, {"CanGoNext", canSkip}, {"CanGoPrevious", canSkip}};
-        if (ratingEnabled())
-            properties.insert("Rating", currentTrack().value("xesam:userRating").toDouble());
-        return properties;
+        QVariantMap metadata;
+        const QJsonObject fields = track(index);
+        for (auto it = fields.begin(); it != fields.end(); ++it)
+            metadata.insert(it.key(), it.key() == "mpris:trackid" ? QVariant::fromValue(QDBusObjectPath(it->toString()))
+                                      : it->isArray()             ? QVariant(it->toVariant().toStringList()) : it->toVariant());
+        return metadata;
     }
-
-    QVariantMap rootProperties() const
-    {
-        return {{"Identity", state_.value("identity").toString()}, {"DesktopEntry", state_.value("desktopEntry").toString()},
-                {"HasTrackList", state_.value("hasTrackList").toBool(trackListEnabled())}, {"CanQuit", false}, {"CanRaise", false}};
-    }
-
-    QVariantMap trackListProperties() const
-    {
-        QList<QDBusObjectPath> ids;
-        for (const QJsonValue &track : tracks())
-            ids << QDBusObjectPath(track.toObject().value("mpris:trackid").toString());
-        return {{"Tracks", QVariant::fromValue(ids)}, {"CanEditTracks", false}};
-    }
-
-    static bool reply(const QDBusConnection &connection, const QDBusMessage &message, const QVariant &value = {})
-    {
-        return connection.send(value.isValid() ? message.createReply(value) : message.createReply()), true;
-    }
-    static bool refuse(const QDBusConnection &connection, const QDBusMessage &message, const char *error, const QString &what)
-    {
-        return connection.send(message.createErrorReply(QStringLiteral("org.freedesktop.DBus.Error.") + error, what)), true;
-    }
-
-    bool properties(const QDBusMessage &message, const QDBusConnection &connection)
-    {
-        const QList<QVariant> arguments = message.arguments();
-        const QString interface = arguments.value(0).toString(), name = arguments.value(1).toString();
-        const QVariantMap all = interface == kPlayer ? playerProperties()
-                                : interface == kRoot ? rootProperties()
-                                : interface == kTrackList && trackListEnabled() ? trackListProperties() : QVariantMap();
-        if (all.isEmpty())
-            return refuse(connection, message, "InvalidArgs", interface);
-        if (message.member() == QLatin1String("GetAll"))
-            return reply(connection, message, all);
-        if (message.member() == QLatin1String("Get"))
-            return all.contains(name) ? reply(connection, message, QVariant::fromValue(QDBusVariant(all.value(name))))
-                                      : refuse(connection, message, "InvalidArgs", name);
-        if (message.member() == QLatin1String("Set") && interface == kPlayer && name == QLatin1String("Rating") && ratingEnabled()) {
-            setRating(current(), arguments.value(2).value<QDBusVariant>().variant().toDouble());
-            return reply(connection, message);
-        }
-        return refuse(connection, message, "PropertyReadOnly", interface);
-    }
-
-    void setRating(int index, double rating)
-    {
-        QJsonArray list = tracks();
-        if (index < 0 || index >= list.size())
-            return;
-        QJsonObject track = list.at(index).toObject();
-        track.insert("xesam:userRating", rating);
-        list.replace(index, track);
-        state_.insert("tracks", list);
-        announce({"Metadata"});
-    }
-
-    void setStatus(const QString &status)
-    {
-        state_.insert("status", status);
-        announce({"PlaybackStatus"});
-    }
-
-    void setCurrent(int index)
-    {
-        if (index < 0 || index >= tracks().size())
-            return;
-        state_.insert("current", index);
-        announce({"Metadata"});
-    }
-
     int indexOf(const QString &key, const QString &value) const
     {
-        const QJsonArray list = tracks();
-        for (int i = 0; i < list.size(); ++i)
-            if (list.at(i).toObject().value(key).toString() == value)
+        for (int i = 0; i < tracks().size(); ++i)
+            if ((key == "mpris:trackid" ? trackId(i) : track(i).value(key).toString()) == value)
                 return i;
         return -1;
     }
 
-    bool playerMethod(const QDBusMessage &message, const QDBusConnection &connection)
+    // Every property by interface; an invalid value is one this player does not have.
+    QVariantMap properties(const QString &interface) const
     {
-        const QString member = message.member();
-        const bool playing = state_.value("status").toString() == QLatin1String("Playing");
-        static const QHash<QString, QString> statuses{{"Play", "Playing"}, {"Pause", "Paused"}, {"Stop", "Stopped"}};
-        if (statuses.contains(member) || member == QLatin1String("PlayPause"))
-            setStatus(statuses.value(member, playing ? "Paused" : "Playing"));
-        else if (member == QLatin1String("Next"))
-            setCurrent(current() + 1);
-        else if (member == QLatin1String("Previous"))
-            setCurrent(current() - 1);
-        else if (member == QLatin1String("OpenUri")) {
-            const QString uri = message.arguments().value(0).toString();
-            int index = indexOf("xesam:url", uri);
-            if (index < 0) {
-                QJsonArray list = tracks();
-                index = int(list.size());
-                list.append(QJsonObject{{"xesam:url", uri}, {"mpris:trackid", QStringLiteral("/opened/%1").arg(index)}});
-                state_.insert("tracks", list);
-            }
-            setCurrent(index);
-        }
-        return reply(connection, message);
+        const bool skip = state_.value("canSkip").toBool(true), list = on("trackList");
+        QList<QDBusObjectPath> ids;
+        for (int i = 0; list && i < tracks().size(); ++i)
+            ids << QDBusObjectPath(trackId(i));
+        const std::tuple<QString, QString, QVariant> rows[] = {
+            {kRoot, "Identity", state_.value("identity").toString()}, {kRoot, "DesktopEntry", state_.value("desktopEntry").toString()},
+            {kRoot, "HasTrackList", state_.value("hasTrackList").toBool(list)},
+            {kPlayer, "PlaybackStatus", state_.value("status").toString("Stopped")}, {kPlayer, "Metadata", metadata(current())},
+            {kPlayer, "Position", qlonglong(state_.value("position").toDouble())}, {kPlayer, "CanGoNext", skip}, {kPlayer, "CanGoPrevious", skip},
+            {kPlayer, "Rating", on("rating") ? QVariant(track(current()).value("xesam:userRating").toDouble()) : QVariant()},
+            {kTrackList, "Tracks", list ? QVariant::fromValue(ids) : QVariant()},
+        };
+        QVariantMap found;
+        for (const auto &[in, name, value] : rows)
+            if (in == interface && value.isValid())
+                found.insert(name, value);
+        return found;
     }
 
-    bool trackListMethod(const QDBusMessage &message, const QDBusConnection &connection)
+    const QList<std::tuple<QString, QString, std::function<void(const Args &)>>> methods_{
+        {kPlayer, "Play", [this](const Args &) { setStatus("Playing"); }},
+        {kPlayer, "Pause", [this](const Args &) { setStatus("Paused"); }},
+        {kPlayer, "Stop", [this](const Args &) { setStatus("Stopped"); }},
+        {kPlayer, "PlayPause", [this](const Args &) { setStatus(state_.value("status") == QJsonValue("Playing") ? "Paused" : "Playing"); }},
+        {kPlayer, "Next", [this](const Args &) { setCurrent(current() + 1); }},
+        {kPlayer, "Previous", [this](const Args &) { setCurrent(current() - 1); }},
+        {kTrackList, "GoTo", [this](const Args &a) { setCurrent(indexOf("mpris:trackid", a.value(0).value<QDBusObjectPath>().path())); }},
+        {kRhythmDb, "SetEntryProperties", [this](const Args &a) {
+             const auto changes = qdbus_cast<QVariantMap>(a.value(1));
+             if (changes.contains("rating"))
+                 setRating(indexOf("xesam:url", a.value(0).toString()), changes.value("rating").toDouble() / 5.0);
+         }},
+    };
+
+    QDBusMessage answer(const QDBusMessage &message)
     {
-        const QString member = message.member();
-        if (member == QLatin1String("GetTracksMetadata")) {
-            const auto ids = qdbus_cast<QList<QDBusObjectPath>>(message.arguments().value(0));
+        const QString interface = message.interface(), member = message.member();
+        if (message.path() == kControlPath)
+            return control(message);
+        if (state_.value("failMethods").toArray().contains(QJsonValue(member)))
+            return message.createErrorReply("org.mpris.MediaPlayer2.Error.Failed", member);
+        if (interface == kProperties)
+            return propertyCall(message);
+        if (interface == kTrackList && !on("trackList"))
+            return refuse(message, "UnknownMethod", member);
+        if (member == "GetTracksMetadata" && on("trackList")) {
             QList<QVariantMap> result;
-            for (const QDBusObjectPath &id : ids)
-                if (const int index = indexOf("mpris:trackid", id.path()); index >= 0)
-                    result << metadataOf(tracks().at(index).toObject());
-            return reply(connection, message, QVariant::fromValue(result));
+            for (const QDBusObjectPath &id : qdbus_cast<QList<QDBusObjectPath>>(message.arguments().value(0)))
+                if (const int index = indexOf("mpris:trackid", id.path()); index >= 0) {
+                    result << metadata(index);
+                    result.last().insert("mpris:trackid", QVariant::fromValue(QDBusObjectPath(trackId(index))));
+                }
+            return message.createReply(QVariant::fromValue(result));
         }
-        if (member == QLatin1String("GoTo"))
-            setCurrent(indexOf("mpris:trackid", message.arguments().value(0).value<QDBusObjectPath>().path()));
-        return reply(connection, message);
+        for (const auto &[in, name, act] : methods_)
+            if (name == member && (interface.isEmpty() || interface == in))
+                return act(message.arguments()), message.createReply();
+        return interface == kRoot ? message.createReply() : refuse(message, "UnknownMethod", member);
     }
 
-    bool rhythmDb(const QDBusMessage &message, const QDBusConnection &connection)
+    QDBusMessage propertyCall(const QDBusMessage &message)
     {
-        if (message.member() == QLatin1String("SetEntryProperties")) {
-            const QString uri = message.arguments().value(0).toString();
-            const auto changes = qdbus_cast<QVariantMap>(message.arguments().value(1));
-            if (changes.contains("rating"))
-                setRating(indexOf("xesam:url", uri), changes.value("rating").toDouble() / 5.0);
-        }
-        return reply(connection, message);
+        const QString interface = message.arguments().value(0).toString(), name = message.arguments().value(1).toString();
+        const QVariantMap all = properties(interface);
+        if (message.member() == "GetAll")
+            return all.isEmpty() ? refuse(message, "InvalidArgs", interface) : message.createReply(all);
+        if (message.member() == "Get")
+            return all.contains(name) ? message.createReply(QVariant::fromValue(QDBusVariant(all.value(name))))
+                                      : refuse(message, "InvalidArgs", name);
+        if (message.member() == "Set" && name == "Rating" && all.contains(name))
+            return setRating(current(), message.arguments().value(2).value<QDBusVariant>().variant().toDouble()), message.createReply();
+        return refuse(message, "PropertyReadOnly", interface);
     }
 
-    bool control(const QDBusMessage &message, const QDBusConnection &connection)
+    QDBusMessage control(const QDBusMessage &message)
     {
-        const QString member = message.member();
-        if (member == QLatin1String("Script")) {
+        if (message.member() == "Script") {
             const QJsonObject changes = QJsonDocument::fromJson(message.arguments().value(0).toString().toUtf8()).object();
             for (auto it = changes.begin(); it != changes.end(); ++it)
                 state_.insert(it.key(), it.value());
-            reply(connection, message);
-            announce({"Metadata", "PlaybackStatus"});
-            return true;
+            changed_ << "Metadata" << "PlaybackStatus";
+            return message.createReply();
         }
-        if (member == QLatin1String("Calls"))
-            return reply(connection, message, calls_);
-        if (member == QLatin1String("ClearCalls"))
-            return calls_.clear(), reply(connection, message);
-        return refuse(connection, message, "UnknownMethod", member);
+        if (message.member() == "Calls")
+            return message.createReply(calls_);
+        if (message.member() == "ClearCalls")
+            return calls_.clear(), message.createReply();
+        return refuse(message, "UnknownMethod", message.member());
     }
 
-    void announce(const QStringList &names)
+    static QDBusMessage refuse(const QDBusMessage &message, const char *error, const QString &what)
     {
-        const QVariantMap all = playerProperties();
+        return message.createErrorReply(QStringLiteral("org.freedesktop.DBus.Error.") + error, what);
+    }
+
+    void setStatus(const QString &status) { state_.insert("status", status), changed_ << "PlaybackStatus"; }
+    void setCurrent(int index)
+    {
+        if (index >= 0 && index < tracks().size())
+            state_.insert("current", index), changed_ << "Metadata";
+    }
+    void setRating(int index, double rating)
+    {
+        QJsonArray list = tracks();
+        QJsonObject rated = track(index);
+        if (!rated.isEmpty())
+            rated.insert("xesam:userRating", rating), list.replace(index, rated), state_.insert("tracks", list), changed_ << "Metadata";
+    }
+
+    // Sent after the reply to the call that made the change.
+    void announceChanges()
+    {
+        if (changed_.isEmpty())
+            return;
+        const QVariantMap all = properties(kPlayer);
         QVariantMap changed;
-        for (const QString &name : names)
+        for (const QString &name : std::exchange(changed_, {}))
             changed.insert(name, all.value(name));
-        QDBusMessage signal = QDBusMessage::createSignal(kMprisPath, kProperties, QStringLiteral("PropertiesChanged"));
-        signal << kPlayer << changed << QStringList();
-        bus_.send(signal);
+        QDBusMessage signal = QDBusMessage::createSignal(kMprisPath, kProperties, "PropertiesChanged");
+        bus_.send(signal << kPlayer << changed << QStringList());
     }
 
     QDBusConnection bus_;
     QJsonObject state_;
-    QStringList calls_;
+    QStringList calls_, changed_;
 };
 
 } // namespace
@@ -330,12 +233,8 @@ int main(int argc, char **argv)
     qDBusRegisterMetaType<QList<QVariantMap>>();
     // "@FILE" reads the state from a file, for launches from a desktop entry's Exec line.
     QByteArray json = argv[2];
-    if (json.startsWith('@')) {
-        QFile file(QString::fromLocal8Bit(json.mid(1)));
-        if (!file.open(QIODevice::ReadOnly))
-            return 2;
-        json = file.readAll();
-    }
+    if (QFile file(QString::fromLocal8Bit(json.mid(1))); json.startsWith('@'))
+        json = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     QJsonParseError error{};
     const QJsonObject state = QJsonDocument::fromJson(json, &error).object();
     if (error.error != QJsonParseError::NoError) {
@@ -344,18 +243,18 @@ int main(int argc, char **argv)
     }
     QDBusConnection bus = QDBusConnection::sessionBus();
     FakePlayer player(bus, state);
-    if (!bus.registerVirtualObject(kMprisPath, &player) || !bus.registerVirtualObject(kControlPath, &player))
-        return 1;
-    if (state.value(QStringLiteral("rhythmDb")).toBool()) {
-        if (!bus.registerVirtualObject(kRhythmDbPath, &player) || !bus.registerService(QStringLiteral("org.gnome.Rhythmbox3")))
-            return 1;
-    }
+    QStringList names;
+    for (const QJsonValue &extra : state.value("extraNames").toArray())
+        names << kRoot + '.' + extra.toString();
     // Extra names first, so that the player is whole once its main name shows up.
-    for (const QJsonValue &extra : state.value(QStringLiteral("extraNames")).toArray())
-        if (!bus.registerService(QStringLiteral("org.mpris.MediaPlayer2.") + extra.toString()))
-            return 1;
-    if (!bus.registerService(QStringLiteral("org.mpris.MediaPlayer2.") + QString::fromLocal8Bit(argv[1])))
+    names << kRoot + '.' + QString::fromLocal8Bit(argv[1]);
+    const bool rhythmDb = state.value("rhythmDb").toBool();
+    if (!bus.registerVirtualObject(kMprisPath, &player) || !bus.registerVirtualObject(kControlPath, &player)
+        || (rhythmDb && (!bus.registerVirtualObject(kRhythmDbPath, &player) || !bus.registerService("org.gnome.Rhythmbox3"))))
         return 1;
+    for (const QString &name : names)
+        if (!bus.registerService(name))
+            return 1;
     // Launched fakes are not the test's children: they end with the test's private bus.
     QTimer busWatch;
     QObject::connect(&busWatch, &QTimer::timeout, &app, [&] {

@@ -7,6 +7,7 @@
 #include <QDBusMessage>
 #include <QDeadlineTimer>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QThread>
 
@@ -24,11 +25,8 @@ QString busAddress;
 
 // The bus daemon lives for the whole binary; it is killed when the binary exits, however it exits.
 class BusDaemon : public ::testing::Environment {
-public:
     void SetUp() override { daemon_ = startPrivateBus(); }
     void TearDown() override { daemon_.reset(); }
-
-private:
     std::unique_ptr<ChildProcess> daemon_;
 };
 
@@ -73,23 +71,17 @@ bool privateBusRunning() { return !busAddress.isEmpty(); }
 
 bool waitUntil(const std::function<bool()> &condition, int timeoutMs)
 {
-    const QDeadlineTimer deadline(timeoutMs);
-    while (!condition()) {
+    for (const QDeadlineTimer deadline(timeoutMs); !condition(); QThread::msleep(10)) {
         if (deadline.hasExpired())
             return condition();
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        QThread::msleep(10);
     }
     return true;
 }
 
-void spinEvents(int milliseconds)
-{
-    waitUntil([] { return false; }, milliseconds);
-}
+void spinEvents(int milliseconds) { waitUntil([] { return false; }, milliseconds); }
 
 ChildProcess::ChildProcess(const QString &program, const QStringList &arguments, const QStringList &environment)
-    : process_(std::make_unique<QProcess>())
 {
     process_->setProgram(program);
     process_->setArguments(arguments);
@@ -101,8 +93,6 @@ ChildProcess::ChildProcess(const QString &program, const QStringList &arguments,
     process_->start();
     started_ = process_->waitForStarted(kCallTimeoutMs);
 }
-
-ChildProcess::~ChildProcess() { kill(); }
 
 void ChildProcess::kill()
 {
@@ -134,8 +124,6 @@ FakePlayer::FakePlayer(const QString &name, const QJsonObject &state)
     ready_ = child_->started() && daemon && waitUntil([&] { return daemon->servicePid(service_).value() == pid; });
 }
 
-FakePlayer::~FakePlayer() { vanishWithoutEvents(); }
-
 bool FakePlayer::script(const QJsonObject &changes)
 {
     return control(service_, "Script", {QString(QJsonDocument(changes).toJson(QJsonDocument::Compact))}).type() == QDBusMessage::ReplyMessage;
@@ -144,9 +132,7 @@ bool FakePlayer::script(const QJsonObject &changes)
 QStringList FakePlayer::calls()
 {
     const QDBusMessage reply = control(service_, "Calls");
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
-        return {"<no answer>"};
-    return reply.arguments().constFirst().toStringList();
+    return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0).toStringList() : QStringList{"<no answer>"};
 }
 
 void FakePlayer::clearCalls() { control(service_, "ClearCalls"); }
@@ -169,8 +155,7 @@ void FakePlayer::vanish()
 void FakePlayer::vanishWithoutEvents()
 {
     child_->kill();
-    const QDeadlineTimer deadline(kCallTimeoutMs);
-    while (busNameRegistered(service_) && !deadline.hasExpired())
+    for (const QDeadlineTimer deadline(kCallTimeoutMs); busNameRegistered(service_) && !deadline.hasExpired();)
         QThread::msleep(10);
 }
 
@@ -189,13 +174,7 @@ ScopedEnv::ScopedEnv(const char *name, const QByteArray &value) : name_(name)
     qputenv(name, value);
 }
 
-ScopedEnv::~ScopedEnv()
-{
-    if (old_)
-        qputenv(name_, *old_);
-    else
-        qunsetenv(name_);
-}
+ScopedEnv::~ScopedEnv() { old_ ? qputenv(name_, *old_) : qunsetenv(name_); }
 
 int runPlayerTests(int argc, char **argv)
 {

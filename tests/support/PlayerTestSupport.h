@@ -1,11 +1,10 @@
-// A private session bus for the whole test binary, child processes that die with the test,
-// the scriptable fake player, and bounded waits that keep the Qt event loop turning. The
+// A private session bus for the whole test binary, child processes that die with the test, the
+// scriptable fake player, and bounded waits that keep the Qt event loop turning. The
 // application's tests use them too.
 #pragma once
 
 #include <QJsonObject>
 #include <QProcess>
-#include <QString>
 #include <QStringList>
 #include <QVariantMap>
 
@@ -17,21 +16,17 @@ namespace kestrabel::test {
 
 // The main() of a player test binary: a Qt application, and a private bus for all its tests.
 int runPlayerTests(int argc, char **argv);
-
-// Whether main() managed to start the private bus; tests skip without it.
 bool privateBusRunning();
-
 // Runs the event loop until condition holds or timeoutMs passes; returns the last answer.
 bool waitUntil(const std::function<bool()> &condition, int timeoutMs = 10000);
-// Runs the event loop for a moment, for "nothing else happens" checks.
 void spinEvents(int milliseconds);
 
-// A child process killed when this object goes, or when the test process dies. environment
-// entries ("NAME=value") are added to this process's own.
+// A child process killed when this object goes or the test process dies; environment entries
+// ("NAME=value") are added to this process's own.
 class ChildProcess {
 public:
     ChildProcess(const QString &program, const QStringList &arguments, const QStringList &environment = {});
-    ~ChildProcess();
+    ~ChildProcess() { kill(); }
     ChildProcess(const ChildProcess &) = delete;
     ChildProcess &operator=(const ChildProcess &) = delete;
     bool started() const { return started_; }
@@ -41,39 +36,33 @@ public:
     QProcess &process() { return *process_; }
 
 private:
-    std::unique_ptr<QProcess> process_;
+    std::unique_ptr<QProcess> process_ = std::make_unique<QProcess>();
     bool started_ = false;
 };
 
-// Starts a session bus daemon and points DBUS_SESSION_BUS_ADDRESS at it; null when none
-// would start. privateBusRunning() then says yes.
+// Starts a session bus daemon and points DBUS_SESSION_BUS_ADDRESS at it; null when none would start.
 std::unique_ptr<ChildProcess> startPrivateBus();
-
-// Reads the first line a starting server prints (its address or its display number).
+// The first line a starting server prints (its address or its display number).
 QString firstLine(QProcess &process);
-
-// Whether a name has an owner on the private bus.
 bool busNameRegistered(const QString &name);
 
 class FakePlayer {
 public:
-    // Starts the fake as org.mpris.MediaPlayer2.<name> and waits until its name is on the bus.
+    // Starts the fake as org.mpris.MediaPlayer2.<name>; ready() once this process holds the name.
     FakePlayer(const QString &name, const QJsonObject &state);
     // Waits until the name is off the bus, so that the next fake of that name can take it.
-    ~FakePlayer();
+    ~FakePlayer() { vanishWithoutEvents(); }
     bool ready() const { return ready_; }
     QString service() const { return service_; }
     // Merges changes into the fake's state; it then announces its metadata and status.
     bool script(const QJsonObject &changes);
-    // Every method call the fake received since the last clear, as "Method arg arg".
+    // Every method call since the last clear, as "Method arg arg".
     QStringList calls();
     void clearCalls();
-    // Waits until a call starting with prefix arrived.
     bool waitForCall(const QString &prefix, int timeoutMs = 5000);
-    // Stops the process (SIGSTOP): its names stay on the bus, but it answers nothing until resume().
+    // SIGSTOP: its names stay on the bus, but it answers nothing until resume().
     void hang();
     void resume();
-    // Kills the process: its names vanish from the bus.
     void vanish();
     // The same without running the event loop, so that no name-owner signal reaches anyone yet.
     void vanishWithoutEvents();
@@ -84,10 +73,8 @@ private:
     bool ready_ = false;
 };
 
-// The path of the fake player program.
 QString fakePlayerPath();
-
-// Reads one interface's properties straight from a player, bypassing the bridge.
+// One interface's properties straight from a player, bypassing the bridge.
 std::optional<QVariantMap> playerProperties(const QString &service, const QString &interface);
 
 // Sets an environment variable for the life of the object.

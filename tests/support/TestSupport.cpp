@@ -70,12 +70,8 @@ bool haveTool(const std::string &name) { return runCommand("command -v " + shell
 std::string shellQuote(const std::string &text)
 {
     std::string out = "'";
-    for (char c : text) {
-        if (c == '\'')
-            out += "'\\''";
-        else
-            out += c;
-    }
+    for (char c : text)
+        out += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return out + "'";
 }
 
@@ -101,38 +97,29 @@ MediaFileStatus OpenFile::close()
     return status;
 }
 
+// The getters report their status when asked and free what the library handed out.
+static MediaFileStatus report(MediaFileStatus result, MediaFileStatus *status) { return status ? *status = result : result; }
+
 std::string OpenFile::string(MediaFileDataID id, MediaFileStatus *status) const
 {
     char *text = nullptr;
-    MediaFileStatus result = MediaFileGetString(ref_, id, &text);
-    if (status)
-        *status = result;
-    std::string value = result == kMediaFileNoErr && text ? text : "";
-    std::free(text);
-    return value;
+    const std::string value = report(MediaFileGetString(ref_, id, &text), status) == kMediaFileNoErr && text ? text : "";
+    return std::free(text), value;
 }
 
 int32_t OpenFile::integer(MediaFileDataID id, MediaFileStatus *status) const
 {
     int32_t value = 0;
-    MediaFileStatus result = MediaFileGetInteger(ref_, id, &value);
-    if (status)
-        *status = result;
-    return value;
+    return report(MediaFileGetInteger(ref_, id, &value), status), value;
 }
 
 std::vector<uint8_t> OpenFile::data(MediaFileDataID id, MediaFileStatus *status) const
 {
     void *bytes = nullptr;
     size_t length = 0;
-    MediaFileStatus result = MediaFileGetData(ref_, id, &bytes, &length);
-    if (status)
-        *status = result;
-    std::vector<uint8_t> value;
-    if (result == kMediaFileNoErr && bytes)
-        value.assign(static_cast<uint8_t *>(bytes), static_cast<uint8_t *>(bytes) + length);
-    std::free(bytes);
-    return value;
+    const bool ok = report(MediaFileGetData(ref_, id, &bytes, &length), status) == kMediaFileNoErr && bytes;
+    std::vector<uint8_t> value(ok ? static_cast<uint8_t *>(bytes) : nullptr, ok ? static_cast<uint8_t *>(bytes) + length : nullptr);
+    return std::free(bytes), value;
 }
 
 } // namespace kestrabel::test
