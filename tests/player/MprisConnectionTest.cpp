@@ -1,12 +1,15 @@
-// The bridge against the scriptable fake player on a private bus: which player it talks to as
-// players appear, vanish, play and pause; every catalogue operation; the change notifier.
+// The bridge and `kestrabel-tag now` against the scriptable fake player on a private bus: which
+// player they talk to as players appear, vanish, play and pause; every catalogue operation; the
+// change notifier; fields, artwork and album from the files the player plays.
 #include "BridgeChecks.h"
 #include "MprisConnection.h"
 #include "MprisPlayerList.h"
 #include "PlayerTestSupport.h"
+#include "TestSupport.h"
 
 #include <QDBusConnection>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QSignalSpy>
 
 #include <list>
@@ -256,4 +259,124 @@ TEST_F(Mpris, TrackList)
     EXPECT_TRUE(connection.playTrackNamed("Elsewhere"));
     EXPECT_EQ(connection.copyCurrentTrackName(), "Elsewhere");
     EXPECT_FALSE(connection.playTrackNamed("Not There"));
+}
+
+// Truth from the file: when the track is a local file, its fields, artwork and album come from
+// its own tags, however stale the player's metadata is. Without a track list a choice skips
+// through the player's queue, each step checked; the queue itself is never replaced.
+TEST_F(Mpris, FieldsArtworkAndTrackChoiceComeFromTheFiles)
+{
+    TempDir folder;
+    const auto make = [&](const char *name, const char *title, const char *album) {
+        const std::string path = folder.copyFixture("objects/tagged.mp3", name);
+        OpenFile file(path);
+        EXPECT_EQ(MediaFileSetString(file.ref(), kMediaFileDataIDTitle, title) | MediaFileSetString(file.ref(), kMediaFileDataIDAlbum, album)
+                      | MediaFileUpdate(file.ref(), kMediaFileFlagKeepTagVersion), kMediaFileNoErr);
+        return path;
+    };
+    const std::string first = make("01 Low Tide #1.mp3", "Low Tide", "Harbour"), second = make("02 Spring.mp3", "Spring", "Harbour"),
+                      away = make("03 away.mp3", "Away", "Elsewhere");
+    const auto entry = [](const std::string &path, int id) {
+        return QJsonObject{{"mpris:trackid", QStringLiteral("/t/%1").arg(id)}, {"xesam:title", "Stale Title"}, {"xesam:album", "Stale Album"},
+                           {"xesam:genre", "Stale Genre"}, {"xesam:url", fileUrlForPath(QString::fromStdString(path))}};
+    };
+    {
+        FakePlayer player("fake", {{"status", "Playing"}, {"current", 0}, {"tracks", QJsonArray{entry(first, 1)}}});
+        ASSERT_TRUE(player.ready());
+        MprisConnection connection(QDBusConnection::sessionBus());
+        EXPECT_EQ(trackFields(connection), QStringList({"Low Tide", "Falco Tinnunculus", "Harbour", "Ambient", QString::fromStdString(first)}));
+        const std::vector<uint8_t> cover = OpenFile(first).data(kMediaFileDataIDArtwork);
+        EXPECT_EQ(connection.copyCurrentTrackArtwork(), QByteArray(reinterpret_cast<const char *>(cover.data()), qsizetype(cover.size())));
+        OpenFile file(first);
+        ASSERT_EQ(MediaFileSetString(file.ref(), kMediaFileDataIDTitle, "Low Tide (Live)")
+                      | MediaFileUpdate(file.ref(), kMediaFileFlagKeepTagVersion), kMediaFileNoErr);
+        EXPECT_EQ(connection.copyCurrentTrackName(), "Low Tide (Live)") << "an edit shows at once";
+        player.vanish();
+    }
+    const struct {
+        const char *situation;
+        QJsonArray queue;
+        int current;
+        bool canSkip;
+        const char *choose;
+        TrackChoice::Kind before;
+        bool played;
+        QStringList steps;
+        TrackChoice::Kind after;
+    } rows[] = {
+        {"in order, forward", {entry(first, 1), entry(second, 2)}, 0, true, "Spring", TrackChoice::Stepping, true, {"Next"}, TrackChoice::Stepping},
+        {"in order, backward", {entry(first, 1), entry(second, 2)}, 1, true, "Low Tide (Live)", TrackChoice::Stepping, true, {"Previous"},
+         TrackChoice::Stepping},
+        {"another album between", {entry(first, 1), entry(away, 3), entry(second, 2)}, 0, true, "Spring", TrackChoice::Stepping, false,
+         {"Next"}, TrackChoice::Unavailable},
+        {"player cannot skip", {entry(first, 1), entry(second, 2)}, 0, false, "Spring", TrackChoice::Unavailable, false, {}, TrackChoice::Unavailable},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.situation);
+        FakePlayer player("fake", {{"status", "Playing"}, {"current", row.current}, {"tracks", row.queue}, {"canSkip", row.canSkip}});
+        ASSERT_TRUE(player.ready());
+        MprisConnection connection(QDBusConnection::sessionBus());
+        EXPECT_EQ(connection.copyAlbumTrackNames(), (QStringList{"Low Tide (Live)", "Spring"}));
+        EXPECT_EQ(connection.trackChoice().kind, row.before);
+        player.clearCalls();
+        EXPECT_EQ(connection.playTrackNamed(row.choose), row.played);
+        EXPECT_EQ(player.calls().filter(QRegularExpression("^(Next|Previous|OpenUri|GoTo)")), row.steps);
+        EXPECT_EQ(player.calls().contains("Play"), row.played);
+        if (row.played) {
+            EXPECT_EQ(connection.copyCurrentTrackName(), row.choose);
+        }
+        EXPECT_EQ(connection.trackChoice().kind, row.after);
+        EXPECT_EQ(connection.trackChoice().reason.isEmpty(), row.after != TrackChoice::Unavailable);
+        player.vanish();
+    }
+}
+
+// Each row runs `kestrabel-tag now ARGUMENTS` and finds its text in the output (or, from '{', the
+// whole JSON document); "@start" starts the fakes, "@hang" stops the first. A player that stopped
+// answering is left out after a second; asked for by name, it is an error.
+TEST_F(Mpris, NowCommand)
+{
+    const auto playerWith = [](const char *identity, const char *status, const QJsonObject &current) {
+        return QJsonObject{{"identity", identity}, {"status", status}, {"current", 0}, {"trackList", current.contains("mpris:trackid")},
+                           {"tracks", QJsonArray{current}}};
+    };
+    const struct {
+        const char *arguments;
+        int status;
+        const char *shows;
+    } rows[] = {
+        {"--json", 1, "{\"player\": null}\n"}, {"", 1, ""}, {"--player", 2, ""}, {"--loud", 2, ""}, {"--help", 0, "usage: kestrabel-tag now"},
+        {"@start", 0, ""},
+        {"--json", 0, R"({"player": "Fake Player", "playing": true, "title": "Low \"Tide\"", "artist": "The Gulls, Mara", )"
+                      R"("album": "Harbour Lights", "genre": "Shanty", "rating": 60, "path": "/no/such/Low Tide.mp3", )"
+                      R"("artworkBytes": 6, "albumTracks": ["Low \"Tide\""]})"},
+        {"", 0, "Fake Player (playing)"}, {"--player alpha", 0, "Alpha (not playing)"}, {"--player alpha", 0, "Title        : From Alpha"},
+        {"--player alpha", 0, "(not a local file)"}, {"@hang", 0, ""}, {"", 0, "Alpha (not playing)"},
+        {"--player fake", 1, "the player org.mpris.MediaPlayer2.fake does not answer"},
+    };
+    std::optional<FakePlayer> fake, alpha;
+    for (const auto &row : rows) {
+        if (std::string(row.arguments) == "@start") {
+            fake.emplace("fake", playerWith("Fake Player", "Playing",
+                                            {{"mpris:trackid", "/t/1"}, {"xesam:title", "Low \"Tide\""}, {"xesam:artist", QJsonArray{"The Gulls", "Mara"}},
+                                             {"xesam:album", "Harbour Lights"}, {"xesam:genre", "Shanty"}, {"xesam:userRating", 0.6},
+                                             {"xesam:url", "file:///no/such/Low%20Tide.mp3"}, {"mpris:artUrl", "data:image/jpeg;base64,/9j/4AAQ"}}));
+            alpha.emplace("alpha", playerWith("Alpha", "Paused", {{"xesam:title", "From Alpha"}, {"xesam:url", "http://stream.invalid/a"}}));
+            ASSERT_TRUE(fake->ready() && alpha->ready());
+            continue;
+        }
+        if (std::string(row.arguments) == "@hang") {
+            fake->hang();
+            continue;
+        }
+        std::string output;
+        EXPECT_EQ(runCommand(shellQuote(cliPath()) + " now " + row.arguments + " 2>&1", &output), row.status) << row.arguments << ": " << output;
+        if (row.shows[0] == '{') {
+            EXPECT_EQ(QJsonDocument::fromJson(QByteArray::fromStdString(output)), QJsonDocument::fromJson(row.shows)) << output;
+            EXPECT_TRUE(std::string(row.shows).find("null") == std::string::npos || output == row.shows) << output;
+        } else {
+            EXPECT_NE(output.find(row.shows), std::string::npos) << row.arguments << ": " << output;
+        }
+    }
+    fake->resume();
 }
