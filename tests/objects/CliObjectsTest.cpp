@@ -4,8 +4,6 @@
 #include "ObjectsTestSupport.h"
 #include "PropertyList.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 
 using namespace kestrabel;
@@ -14,14 +12,11 @@ namespace fs = std::filesystem;
 
 TEST(CliObjects, Session)
 {
-    const KindCase *kind = firstKind(true);
-    if (!kind)
-        GTEST_SKIP() << "no handler that stores artwork is built yet";
     TempDir dir;
-    const std::string e = kind->extension;
+    const std::string e = kMp3.extension;
     const auto copy = [&](bool tagged, const std::string &as) {
         fs::create_directories(fs::path(dir.file(as)).parent_path());
-        return dir.copyFixture(tagged ? taggedFixture(*kind) : plainFixture(*kind), as + "." + e);
+        return dir.copyFixture(tagged ? taggedFixture(kMp3) : plainFixture(kMp3), as + "." + e);
     };
     const std::string a = copy(true, "a"), b = copy(false, "b");
     copy(true, "music/first");

@@ -5,8 +5,6 @@
 #include "ObjectsTestSupport.h"
 #include "PropertyList.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <span>
 
@@ -58,20 +56,16 @@ TEST(Export, EveryKeyOfAFileWithoutTagsAndTheTargetRules)
     TempDir home;
     const QByteArray oldHome = qgetenv("HOME");
     qputenv("HOME", QByteArray::fromStdString(home.path().string()));
-    const MediaFileStatus tilde = wrapper.saveDictionaryRepresentationToFile(QStringLiteral("~/tags.plist"), false, false);
-    const MediaFileStatus homeFolder = wrapper.saveDictionaryRepresentationToFile(QStringLiteral("~"), true, false);
+    const MediaFileStatus tilde = wrapper.saveDictionaryRepresentationToFile("~/tags.plist", false, false),
+                          homeFolder = wrapper.saveDictionaryRepresentationToFile("~", true, false);
     qputenv("HOME", oldHome);
-    EXPECT_EQ(tilde, kMediaFileNoErr);
-    EXPECT_TRUE(fs::exists(home.file("tags.plist")));
+    EXPECT_TRUE(tilde == kMediaFileNoErr && fs::exists(home.file("tags.plist")));
     EXPECT_EQ(homeFolder, kMediaFileErrBadPath) << "~ alone is the home folder";
 }
 
 // Each row: a fresh plain file given a title, artist, track number and maybe a cover, then one import.
 TEST(Import, Rules)
 {
-    const KindCase *kind = firstKind(true);
-    if (!kind)
-        GTEST_SKIP() << "no handler that stores artwork is built yet";
     const std::string foreign = fixturePath("objects/export-by-plistlib.plist");
     const std::string archive = fixturePath("objects/archive-by-plistlib.plist");
     const QByteArray cover = fileBytes(fixturePath("objects/cover.jpg"));
@@ -109,7 +103,7 @@ TEST(Import, Rules)
     for (const auto &row : rows) {
         SCOPED_TRACE(row.situation);
         TempDir dir;
-        const std::string path = dir.copyFixture(plainFixture(*kind), std::string(row.fileName) + "." + kind->extension);
+        const std::string path = dir.copyFixture(plainFixture(kMp3), std::string(row.fileName) + ".mp3");
         MediaFileWrapper w = openWrapper(path);
         ASSERT_EQ(w.setMediaFileString(QStringLiteral("Mine"), kMediaFileDataIDTitle, true), kMediaFileNoErr);
         ASSERT_EQ(w.setMediaFileString(QStringLiteral("Kept"), kMediaFileDataIDArtist, true), kMediaFileNoErr);
@@ -183,8 +177,7 @@ TEST_P(RoundTrip, ExportThenImportIntoAPlainFile)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, RoundTrip, ::testing::ValuesIn(kAudioKinds),
-                         [](const auto &info) { return std::string(info.param.extension); });
+INSTANTIATE_TEST_SUITE_P(Kinds, RoundTrip, ::testing::ValuesIn(kAudioKinds), kindName);
 
 // Negative numbers (which the Vorbis-comment kinds can hold, as text) export as zero; a camera
 // image exports its EXIF fields and takes no import.
@@ -192,22 +185,16 @@ TEST(Export, NegativeIntegersAndCameraImages)
 {
     for (const KindCase &c : kAudioKinds) {
         TempDir dir;
-        if (!unavailableReason(c).empty())
-            continue;
         MediaFileWrapper w = openWrapper(dir.copyFixture(plainFixture(c)));
         if (MediaFileSetInteger(w.mediaFileRef(), kMediaFileDataIDTrackNumber, -4) == kMediaFileNoErr && integerOf(w, kMediaFileDataIDTrackNumber) == -4) {
             EXPECT_EQ(w.getDictionaryRepresentation(false)->value("kMediaFileDataIDTrackNumber"), QVariant(0)) << c.extension;
         }
     }
-    MediaFileStatus status = 0;
-    std::optional<MediaFileWrapper> camera = MediaFileWrapper::mediaFileWithFileAtPath(qpath(fixturePath("objects/camera.jpg")), true, &status);
-    if (status == kMediaFileErrUnsupported)
-        GTEST_SKIP() << "the EXIF handler is not built yet";
-    ASSERT_TRUE(camera);
-    const QVariantMap dictionary = *camera->getDictionaryRepresentation(true);
-    EXPECT_EQ(dictionary.value("kMediaFileDataIDMake"), QStringLiteral("Kestrabel Optics"));
-    EXPECT_EQ(dictionary.value("kMediaFileDataIDModel"), QStringLiteral("Hover 1"));
-    EXPECT_EQ(camera->setMediaFileDataFromDictionaryRepresentationAtPath(qpath(fixturePath("objects/export-by-plistlib.plist")), true),
+    MediaFileWrapper camera = openWrapper(fixturePath("objects/camera.jpg"));
+    const QVariantMap dictionary = *camera.getDictionaryRepresentation(true);
+    EXPECT_EQ(QStringList({dictionary.value("kMediaFileDataIDMake").toString(), dictionary.value("kMediaFileDataIDModel").toString()}),
+              QStringList({"Kestrabel Optics", "Hover 1"}));
+    EXPECT_EQ(camera.setMediaFileDataFromDictionaryRepresentationAtPath(qpath(fixturePath("objects/export-by-plistlib.plist")), true),
               kMediaFileNoErr);
-    EXPECT_FALSE(camera->mediaFileStringForID(kMediaFileDataIDTitle));
+    EXPECT_FALSE(camera.mediaFileStringForID(kMediaFileDataIDTitle));
 }

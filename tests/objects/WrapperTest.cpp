@@ -3,8 +3,6 @@
 #include "ObjectsTestSupport.h"
 #include "PlayerRefresh.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 
 using namespace kestrabel;
@@ -15,24 +13,17 @@ TEST(Wrapper, OpenStatusAndTheMovedFromHandle)
     TempDir dir;
     writeFile(dir.file("notes.txt"), "just text");
     writeFile(dir.file("clip.mov"), "not really a movie");
-    const struct {
-        std::string path;
-        bool audioOnly;
-        MediaFileStatus status;
-    } rows[] = {
-        {"", false, kMediaFileErrParam},
-        {"/nonexistent/x.xyz", false, ENOENT},
-        {dir.file("notes.txt"), false, kMediaFileErrUnsupported},
-        // A movie has no audio handler: audio-only creation refuses it, the other opens it.
-        {dir.file("clip.mov"), true, kMediaFileErrUnsupported},
-        {dir.file("clip.mov"), false, kMediaFileNoErr},
+    // A movie has no audio handler: audio-only creation refuses it, the other opens it.
+    const std::tuple<std::string, bool, MediaFileStatus> rows[] = {
+        {"", false, kMediaFileErrParam}, {"/nonexistent/x.xyz", false, ENOENT}, {dir.file("notes.txt"), false, kMediaFileErrUnsupported},
+        {dir.file("clip.mov"), true, kMediaFileErrUnsupported}, {dir.file("clip.mov"), false, kMediaFileNoErr},
     };
-    for (const auto &row : rows) {
+    for (const auto &[path, audioOnly, expected] : rows) {
         MediaFileStatus status = 12345;
-        const auto wrapper = row.audioOnly ? MediaFileWrapper::audioMediaFileWithFileAtPath(qpath(row.path), true, &status)
-                                           : MediaFileWrapper::mediaFileWithFileAtPath(qpath(row.path), true, &status);
-        EXPECT_EQ(status, row.status) << row.path;
-        EXPECT_EQ(wrapper.has_value(), row.status == kMediaFileNoErr) << row.path;
+        const auto wrapper = audioOnly ? MediaFileWrapper::audioMediaFileWithFileAtPath(qpath(path), true, &status)
+                                       : MediaFileWrapper::mediaFileWithFileAtPath(qpath(path), true, &status);
+        EXPECT_EQ(status, expected) << path;
+        EXPECT_EQ(wrapper.has_value(), expected == kMediaFileNoErr) << path;
     }
     MediaFileWrapper first = openWrapper(dir.file("clip.mov"));
     EXPECT_EQ(first.type(), kMediaFileTypeQuickTime);
@@ -48,17 +39,13 @@ TEST(Wrapper, OpenStatusAndTheMovedFromHandle)
 
 TEST(Wrapper, TextsForTheWindow)
 {
-    const struct {
-        int32_t track, total;
-        const char *text;
-    } numbers[] = {{3, 0, "3"}, {3, -1, "3"}, {3, 12, "3 / 12"}, {0, 12, ""}, {-2, 12, ""}};
-    for (const auto &row : numbers)
-        EXPECT_EQ(trackNumberText(row.track, row.total), QString::fromLatin1(row.text)) << row.track << "/" << row.total;
+    const std::tuple<int32_t, int32_t, const char *> numbers[] = {{3, 0, "3"}, {3, -1, "3"}, {3, 12, "3 / 12"}, {0, 12, ""}, {-2, 12, ""}};
+    for (const auto &[track, total, text] : numbers)
+        EXPECT_EQ(trackNumberText(track, total), QString::fromLatin1(text)) << track << "/" << total;
     const std::pair<int32_t, const char *> times[] = {{125, "2:05"}, {59, "0:59"}, {0, "0:00"}, {3600, "60:00"}};
     for (const auto &[seconds, text] : times)
         EXPECT_EQ(playTimeText(seconds), QString::fromLatin1(text)) << seconds;
-    EXPECT_EQ(stringFromMediaFileRef(nullptr, kMediaFileDataIDTitle), QString());
-    EXPECT_EQ(stringRepresentationOfTimeForMediaFile(nullptr), QString());
+    EXPECT_TRUE(stringFromMediaFileRef(nullptr, kMediaFileDataIDTitle).isEmpty() && stringRepresentationOfTimeForMediaFile(nullptr).isEmpty());
 }
 
 using WrapperRules = KindTest;
@@ -91,12 +78,11 @@ TEST_P(WrapperRules, SettersKeepTheirRulesThroughASave)
     const bool timed = MediaFileGetInteger(w.mediaFileRef(), kMediaFileDataIDPlayTime, &seconds) == kMediaFileNoErr;
     EXPECT_EQ(stringRepresentationOfTimeForMediaFile(w.mediaFileRef()), timed ? playTimeText(seconds) : QString());
 
+    // Refused, or (FLAC) accepted without adding a picture block.
     const QByteArray jpeg = fileBytes(fixturePath("objects/cover.jpg"));
-    const MediaFileStatus set = w.setMediaFileData(jpeg, kMediaFileDataIDArtwork);
-    if (set == kMediaFileNoErr) {
+    if (w.setMediaFileData(jpeg, kMediaFileDataIDArtwork) == kMediaFileNoErr) {
         ASSERT_EQ(w.update(kSaveFlags), kMediaFileNoErr);
     }
-    // Refused, or (FLAC) accepted without adding a picture block.
     EXPECT_EQ(openWrapper(path).mediaFileDataForID(kMediaFileDataIDArtwork), GetParam().addsArtwork ? jpeg : QByteArray());
     if (GetParam().addsArtwork) {
         editAndSave(path, [](MediaFileWrapper &w) { EXPECT_EQ(w.setMediaFileData({}, kMediaFileDataIDArtwork), kMediaFileNoErr); });
@@ -104,8 +90,7 @@ TEST_P(WrapperRules, SettersKeepTheirRulesThroughASave)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, WrapperRules, ::testing::ValuesIn(kAudioKinds),
-                         [](const auto &info) { return std::string(info.param.extension); });
+INSTANTIATE_TEST_SUITE_P(Kinds, WrapperRules, ::testing::ValuesIn(kAudioKinds), kindName);
 
 // Only when asked, and also after a save that failed (the file became a folder after the open).
 TEST(PlayerRefresh, AfterEverySaveAskedFor)
@@ -120,17 +105,14 @@ TEST(PlayerRefresh, AfterEverySaveAskedFor)
     movie.setUpdateiTunesOnSave(true);
     EXPECT_EQ(movie.update(0), kMediaFileNoErr);
     EXPECT_EQ(refreshed, QStringList{qpath(dir.file("clip.mov"))});
-    const KindCase *kind = firstKind(false);
-    if (kind && kind->kind != kMediaFileTypeAIFF && kind->kind != kMediaFileTypeWAVE) {
-        const std::string path = dir.copyFixture(plainFixture(*kind));
-        MediaFileWrapper audio = openWrapper(path);
-        audio.setUpdateiTunesOnSave(true);
-        ASSERT_EQ(audio.setMediaFileString(QStringLiteral("x"), kMediaFileDataIDTitle, true), kMediaFileNoErr);
-        std::filesystem::remove(path);
-        std::filesystem::create_directory(path);
-        EXPECT_NE(audio.update(kSaveFlags), kMediaFileNoErr);
-        EXPECT_EQ(refreshed.value(1), qpath(path));
-    }
+    const std::string path = dir.copyFixture(plainFixture(kMp3));
+    MediaFileWrapper audio = openWrapper(path);
+    audio.setUpdateiTunesOnSave(true);
+    ASSERT_EQ(audio.setMediaFileString(QStringLiteral("x"), kMediaFileDataIDTitle, true), kMediaFileNoErr);
+    std::filesystem::remove(path);
+    std::filesystem::create_directory(path);
+    EXPECT_NE(audio.update(kSaveFlags), kMediaFileNoErr);
+    EXPECT_EQ(refreshed.value(1), qpath(path));
     installPlayerRefresh({});
     EXPECT_EQ(movie.update(0), kMediaFileNoErr) << "nothing installed is harmless";
 }
