@@ -24,7 +24,8 @@ namespace {
 
 const QString kProperties = "org.freedesktop.DBus.Properties", kRoot = "org.mpris.MediaPlayer2", kPlayer = kRoot + ".Player",
               kTrackList = kRoot + ".TrackList", kRhythmDb = "org.gnome.Rhythmbox3.RhythmDB", kMprisPath = "/org/mpris/MediaPlayer2",
-              kRhythmDbPath = "/org/gnome/Rhythmbox3/RhythmDB", kControlPath = "/org/kestrabel/FakePlayer";
+              kRhythmDbPath = "/org/gnome/Rhythmbox3/RhythmDB", kControlPath = "/org/kestrabel/FakePlayer",
+              kControl = "org.kestrabel.FakePlayer";
 
 // An argument as the call log shows it: paths bare, a{sv} as key=value pairs joined by commas.
 QString describe(const QVariant &value)
@@ -51,7 +52,7 @@ public:
 
     bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override
     {
-        if (message.path() != kControlPath) {
+        if (message.interface() != kControl) {
             QStringList logged{message.member()};
             for (const QVariant &argument : message.arguments())
                 logged << describe(argument);
@@ -113,94 +114,81 @@ private:
         return found;
     }
 
-    const QList<std::tuple<QString, QString, std::function<void(const Args &)>>> methods_{
-        {kPlayer, "Play", [this](const Args &) { setStatus("Playing"); }},
-        {kPlayer, "Pause", [this](const Args &) { setStatus("Paused"); }},
-        {kPlayer, "Stop", [this](const Args &) { setStatus("Stopped"); }},
-        {kPlayer, "PlayPause", [this](const Args &) { setStatus(state_.value("status") == QJsonValue("Playing") ? "Paused" : "Playing"); }},
-        {kPlayer, "Next", [this](const Args &) { setCurrent(current() + 1); }},
-        {kPlayer, "Previous", [this](const Args &) { setCurrent(current() - 1); }},
-        {kTrackList, "GoTo", [this](const Args &a) { setCurrent(indexOf("mpris:trackid", a.value(0).value<QDBusObjectPath>().path())); }},
+    // Every method: what it does and what it answers (nothing when invalid); refuse() makes the answer an error.
+    const QList<std::tuple<QString, QString, std::function<QVariant(const Args &)>>> methods_{
+        {kPlayer, "Play", [this](const Args &) { return setStatus("Playing"); }},
+        {kPlayer, "Pause", [this](const Args &) { return setStatus("Paused"); }},
+        {kPlayer, "Stop", [this](const Args &) { return setStatus("Stopped"); }},
+        {kPlayer, "PlayPause", [this](const Args &) { return setStatus(state_.value("status") == QJsonValue("Playing") ? "Paused" : "Playing"); }},
+        {kPlayer, "Next", [this](const Args &) { return setCurrent(current() + 1); }},
+        {kPlayer, "Previous", [this](const Args &) { return setCurrent(current() - 1); }},
+        {kTrackList, "GoTo", [this](const Args &a) { return setCurrent(indexOf("mpris:trackid", a.value(0).value<QDBusObjectPath>().path())); }},
+        {kTrackList, "GetTracksMetadata", [this](const Args &a) {
+             QList<QVariantMap> result;
+             for (const QDBusObjectPath &id : qdbus_cast<QList<QDBusObjectPath>>(a.value(0)))
+                 if (const int index = indexOf("mpris:trackid", id.path()); index >= 0)
+                     result << metadata(index), result.last().insert("mpris:trackid", QVariant::fromValue(QDBusObjectPath(trackId(index))));
+             return QVariant::fromValue(result);
+         }},
         {kRhythmDb, "SetEntryProperties", [this](const Args &a) {
              const auto changes = qdbus_cast<QVariantMap>(a.value(1));
-             if (changes.contains("rating"))
-                 setRating(indexOf("xesam:url", a.value(0).toString()), changes.value("rating").toDouble() / 5.0);
+             return changes.contains("rating") ? setRating(indexOf("xesam:url", a.value(0).toString()), changes.value("rating").toDouble() / 5.0)
+                                               : QVariant();
          }},
+        {kProperties, "GetAll", [this](const Args &a) {
+             const QVariantMap all = properties(a.value(0).toString());
+             return all.isEmpty() ? refuse("InvalidArgs", a.value(0).toString()) : QVariant(all);
+         }},
+        {kProperties, "Get", [this](const Args &a) {
+             const QVariantMap all = properties(a.value(0).toString());
+             return all.contains(a.value(1).toString()) ? QVariant::fromValue(QDBusVariant(all.value(a.value(1).toString())))
+                                                        : refuse("InvalidArgs", a.value(1).toString());
+         }},
+        {kProperties, "Set", [this](const Args &a) {
+             return a.value(1) == "Rating" && properties(a.value(0).toString()).contains("Rating")
+                        ? setRating(current(), a.value(2).value<QDBusVariant>().variant().toDouble()) : refuse("PropertyReadOnly", a.value(0).toString());
+         }},
+        {kControl, "Script", [this](const Args &a) {
+             const QJsonObject changes = QJsonDocument::fromJson(a.value(0).toString().toUtf8()).object();
+             for (auto it = changes.begin(); it != changes.end(); ++it)
+                 state_.insert(it.key(), it.value());
+             return changed_ << "Metadata" << "PlaybackStatus", QVariant();
+         }},
+        {kControl, "Calls", [this](const Args &) { return QVariant(calls_); }},
+        {kControl, "ClearCalls", [this](const Args &) { return calls_.clear(), QVariant(); }},
     };
 
     QDBusMessage answer(const QDBusMessage &message)
     {
         const QString interface = message.interface(), member = message.member();
-        if (message.path() == kControlPath)
-            return control(message);
-        if (state_.value("failMethods").toArray().contains(QJsonValue(member)))
+        if (interface != kControl && state_.value("failMethods").toArray().contains(QJsonValue(member)))
             return message.createErrorReply("org.mpris.MediaPlayer2.Error.Failed", member);
-        if (interface == kProperties)
-            return propertyCall(message);
-        if (interface == kTrackList && !on("trackList"))
-            return refuse(message, "UnknownMethod", member);
-        if (member == "GetTracksMetadata" && on("trackList")) {
-            QList<QVariantMap> result;
-            for (const QDBusObjectPath &id : qdbus_cast<QList<QDBusObjectPath>>(message.arguments().value(0)))
-                if (const int index = indexOf("mpris:trackid", id.path()); index >= 0) {
-                    result << metadata(index);
-                    result.last().insert("mpris:trackid", QVariant::fromValue(QDBusObjectPath(trackId(index))));
-                }
-            return message.createReply(QVariant::fromValue(result));
+        for (const auto &[in, name, act] : methods_) {
+            if (name != member || !(interface.isEmpty() || interface == in) || (in == kTrackList && !on("trackList")))
+                continue;
+            const QVariant value = act(message.arguments());
+            if (!error_.isEmpty())
+                return message.createErrorReply("org.freedesktop.DBus.Error." + std::exchange(error_, {}), std::exchange(what_, {}));
+            return value.isValid() ? message.createReply(value) : message.createReply();
         }
-        for (const auto &[in, name, act] : methods_)
-            if (name == member && (interface.isEmpty() || interface == in))
-                return act(message.arguments()), message.createReply();
-        return interface == kRoot ? message.createReply() : refuse(message, "UnknownMethod", member);
+        return interface == kRoot ? message.createReply() : message.createErrorReply("org.freedesktop.DBus.Error.UnknownMethod", member);
     }
 
-    QDBusMessage propertyCall(const QDBusMessage &message)
-    {
-        const QString interface = message.arguments().value(0).toString(), name = message.arguments().value(1).toString();
-        const QVariantMap all = properties(interface);
-        if (message.member() == "GetAll")
-            return all.isEmpty() ? refuse(message, "InvalidArgs", interface) : message.createReply(all);
-        if (message.member() == "Get")
-            return all.contains(name) ? message.createReply(QVariant::fromValue(QDBusVariant(all.value(name))))
-                                      : refuse(message, "InvalidArgs", name);
-        if (message.member() == "Set" && name == "Rating" && all.contains(name))
-            return setRating(current(), message.arguments().value(2).value<QDBusVariant>().variant().toDouble()), message.createReply();
-        return refuse(message, "PropertyReadOnly", interface);
-    }
-
-    QDBusMessage control(const QDBusMessage &message)
-    {
-        if (message.member() == "Script") {
-            const QJsonObject changes = QJsonDocument::fromJson(message.arguments().value(0).toString().toUtf8()).object();
-            for (auto it = changes.begin(); it != changes.end(); ++it)
-                state_.insert(it.key(), it.value());
-            changed_ << "Metadata" << "PlaybackStatus";
-            return message.createReply();
-        }
-        if (message.member() == "Calls")
-            return message.createReply(calls_);
-        if (message.member() == "ClearCalls")
-            return calls_.clear(), message.createReply();
-        return refuse(message, "UnknownMethod", message.member());
-    }
-
-    static QDBusMessage refuse(const QDBusMessage &message, const char *error, const QString &what)
-    {
-        return message.createErrorReply(QStringLiteral("org.freedesktop.DBus.Error.") + error, what);
-    }
-
-    void setStatus(const QString &status) { state_.insert("status", status), changed_ << "PlaybackStatus"; }
-    void setCurrent(int index)
+    QVariant refuse(const QString &error, const QString &what) { return error_ = error, what_ = what, QVariant(); }
+    QVariant setStatus(const QString &status) { return state_.insert("status", status), changed_ << "PlaybackStatus", QVariant(); }
+    QVariant setCurrent(int index)
     {
         if (index >= 0 && index < tracks().size())
             state_.insert("current", index), changed_ << "Metadata";
+        return {};
     }
-    void setRating(int index, double rating)
+    QVariant setRating(int index, double rating)
     {
         QJsonArray list = tracks();
         QJsonObject rated = track(index);
         if (!rated.isEmpty())
             rated.insert("xesam:userRating", rating), list.replace(index, rated), state_.insert("tracks", list), changed_ << "Metadata";
+        return {};
     }
 
     // Sent after the reply to the call that made the change.
@@ -219,6 +207,7 @@ private:
     QDBusConnection bus_;
     QJsonObject state_;
     QStringList calls_, changed_;
+    QString error_, what_;
 };
 
 } // namespace
