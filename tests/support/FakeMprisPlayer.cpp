@@ -215,41 +215,29 @@ private:
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
-    if (argc != 3) {
-        std::fputs("usage: kestrabel-fake-mpris NAME STATE-JSON|@STATE-FILE\n", stderr);
-        return 2;
-    }
     qDBusRegisterMetaType<QList<QVariantMap>>();
     // "@FILE" reads the state from a file, for launches from a desktop entry's Exec line.
-    QByteArray json = argv[2];
+    QByteArray json = argc == 3 ? argv[2] : "";
     if (QFile file(QString::fromLocal8Bit(json.mid(1))); json.startsWith('@'))
         json = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     QJsonParseError error{};
     const QJsonObject state = QJsonDocument::fromJson(json, &error).object();
-    if (error.error != QJsonParseError::NoError) {
-        std::fprintf(stderr, "kestrabel-fake-mpris: bad state: %s\n", qPrintable(error.errorString()));
-        return 2;
-    }
+    if (error.error != QJsonParseError::NoError)
+        return std::fprintf(stderr, "usage: kestrabel-fake-mpris NAME STATE-JSON|@STATE-FILE (%s)\n", qPrintable(error.errorString())), 2;
     QDBusConnection bus = QDBusConnection::sessionBus();
     FakePlayer player(bus, state);
-    QStringList names;
-    for (const QJsonValue &extra : state.value("extraNames").toArray())
-        names << kRoot + '.' + extra.toString();
     // Extra names first, so that the player is whole once its main name shows up.
-    names << kRoot + '.' + QString::fromLocal8Bit(argv[1]);
+    const QStringList names = state.value("extraNames").toVariant().toStringList() << QString::fromLocal8Bit(argv[1]);
     const bool rhythmDb = state.value("rhythmDb").toBool();
     if (!bus.registerVirtualObject(kMprisPath, &player) || !bus.registerVirtualObject(kControlPath, &player)
         || (rhythmDb && (!bus.registerVirtualObject(kRhythmDbPath, &player) || !bus.registerService("org.gnome.Rhythmbox3"))))
         return 1;
     for (const QString &name : names)
-        if (!bus.registerService(name))
+        if (!bus.registerService(kRoot + '.' + name))
             return 1;
     // Launched fakes are not the test's children: they end with the test's private bus.
     QTimer busWatch;
-    QObject::connect(&busWatch, &QTimer::timeout, &app, [&] {
-        if (!bus.isConnected())
-            app.quit();
-    });
+    QObject::connect(&busWatch, &QTimer::timeout, &app, [&] { bus.isConnected() || (app.quit(), true); });
     busWatch.start(500);
     return app.exec();
 }
