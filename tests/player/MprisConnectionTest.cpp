@@ -267,15 +267,17 @@ TEST_F(Mpris, TrackList)
 TEST_F(Mpris, FieldsArtworkAndTrackChoiceComeFromTheFiles)
 {
     TempDir folder;
-    const auto make = [&](const char *name, const char *title, const char *album) {
+    // Track numbers, not file names, give the album's order.
+    const auto make = [&](const char *name, const char *title, const char *album, int track) {
         const std::string path = folder.copyFixture("objects/tagged.mp3", name);
         OpenFile file(path);
         EXPECT_EQ(MediaFileSetString(file.ref(), kMediaFileDataIDTitle, title) | MediaFileSetString(file.ref(), kMediaFileDataIDAlbum, album)
+                      | MediaFileSetInteger(file.ref(), kMediaFileDataIDTrackNumber, track)
                       | MediaFileUpdate(file.ref(), kMediaFileFlagKeepTagVersion), kMediaFileNoErr);
         return path;
     };
-    const std::string first = make("01 Low Tide #1.mp3", "Low Tide", "Harbour"), second = make("02 Spring.mp3", "Spring", "Harbour"),
-                      away = make("03 away.mp3", "Away", "Elsewhere");
+    const std::string first = make("b Low Tide #1.mp3", "Low Tide", "Harbour", 1), second = make("a Spring.mp3", "Spring", "Harbour", 2),
+                      away = make("c away.mp3", "Away", "Elsewhere", 1);
     const auto entry = [](const std::string &path, int id) {
         return QJsonObject{{"mpris:trackid", QStringLiteral("/t/%1").arg(id)}, {"xesam:title", "Stale Title"}, {"xesam:album", "Stale Album"},
                            {"xesam:genre", "Stale Genre"}, {"xesam:url", fileUrlForPath(QString::fromStdString(path))}};
