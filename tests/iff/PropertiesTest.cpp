@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <vector>
-
 using namespace kestrabel;
 using namespace kestrabel::iff;
 
@@ -28,47 +26,30 @@ const Expected kAifc[] = {
     {util::fourCC("ulaw"), "mu-law", false},    {util::fourCC("alaw"), "A-law", false}, {util::fourCC("ima4"), "IMA ADPCM", false},
 };
 
-// Appends value in width bytes, little- or big-endian.
-void put(std::vector<uint8_t> &out, uint64_t value, int width, bool big)
+// Appends each (value, width) pair, little- or big-endian.
+std::vector<uint8_t> pack(bool big, std::initializer_list<std::pair<uint64_t, int>> fields)
 {
-    for (int i = 0; i < width; ++i)
-        out.push_back(static_cast<uint8_t>(value >> (8 * (big ? width - 1 - i : i))));
+    std::vector<uint8_t> out;
+    for (auto [value, width] : fields)
+        for (int i = 0; i < width; ++i)
+            out.push_back(static_cast<uint8_t>(value >> (8 * (big ? width - 1 - i : i))));
+    return out;
 }
-void le(std::vector<uint8_t> &out, uint32_t value, int width) { put(out, value, width, false); }
-void be(std::vector<uint8_t> &out, uint64_t value, int width) { put(out, value, width, true); }
 
 // 8 kHz stereo 16-bit; plain or as WAVE_FORMAT_EXTENSIBLE naming the tag in its sub-format.
 std::vector<uint8_t> fmtBody(uint16_t tag, bool extensible)
 {
-    std::vector<uint8_t> out;
-    le(out, extensible ? 0xFFFE : tag, 2);
-    le(out, 2, 2);
-    le(out, 8000, 4);
-    le(out, 32000, 4);
-    le(out, 4, 2);
-    le(out, 16, 2);
-    if (extensible) {
-        le(out, 22, 2);
-        le(out, 16, 2);
-        le(out, 3, 4);
-        le(out, tag, 2);
-        out.insert(out.end(), 14, 0);
-    }
+    std::vector<uint8_t> out = pack(false, {{extensible ? 0xFFFE : tag, 2}, {2, 2}, {8000, 4}, {32000, 4}, {4, 2}, {16, 2}});
+    if (extensible)
+        for (uint8_t byte : pack(false, {{22, 2}, {16, 2}, {3, 4}, {tag, 2}, {0, 7}, {0, 7}}))
+            out.push_back(byte);
     return out;
 }
 
+// 8000 Hz as an 80-bit float: 2^12 times 8000 / 4096.
 std::vector<uint8_t> commBody(uint32_t compression)
 {
-    std::vector<uint8_t> out;
-    be(out, 2, 2);
-    be(out, 4000, 4);
-    be(out, 16, 2);
-    be(out, 16383 + 12, 2); // 8000 Hz: 2^12 times 8000 / 4096
-    be(out, uint64_t(8000) << 51, 8);
-    be(out, compression, 4);
-    out.push_back(0);
-    out.push_back(0);
-    return out;
+    return pack(true, {{2, 2}, {4000, 4}, {16, 2}, {16383 + 12, 2}, {uint64_t(8000) << 51, 8}, {compression, 4}, {0, 2}});
 }
 
 void expectRow(const MediaFileAudioProperties &props, const Expected &row)
@@ -82,29 +63,23 @@ void expectRow(const MediaFileAudioProperties &props, const Expected &row)
 
 } // namespace
 
-TEST(IFFProperties, EveryWaveFormatTag)
+TEST(IFFProperties, EveryWaveFormatTagAndAifcCompression)
 {
     ASSERT_EQ(std::size(kWave), std::size(kWaveCodecs)) << "a format tag without its case here";
+    ASSERT_EQ(std::size(kAifc), std::size(kAifcCodecs)) << "a compression type without its case here";
+    MediaFileAudioProperties props{};
     for (const Expected &row : kWave) {
         for (bool extensible : {false, true}) {
             SCOPED_TRACE(std::to_string(row.id) + (extensible ? " extensible" : ""));
-            MediaFileAudioProperties props{};
             ASSERT_EQ(wavePropertiesFromFmt(fmtBody(static_cast<uint16_t>(row.id), extensible), 16000, &props), 0);
             expectRow(props, row);
         }
     }
-}
-
-TEST(IFFProperties, EveryAifcCompression)
-{
-    ASSERT_EQ(std::size(kAifc), std::size(kAifcCodecs)) << "a compression type without its case here";
     for (const Expected &row : kAifc) {
         SCOPED_TRACE(row.name);
-        MediaFileAudioProperties props{};
         ASSERT_EQ(aiffPropertiesFromComm(commBody(row.id), true, 16000, &props), 0);
         expectRow(props, row);
     }
-    MediaFileAudioProperties props{};
     ASSERT_EQ(aiffPropertiesFromComm(commBody(util::fourCC("zzzz")), true, 16000, &props), 0);
     EXPECT_STREQ(props.codec, "?") << "an unknown compression is not taken for PCM";
     ASSERT_EQ(aiffPropertiesFromComm(commBody(0), false, 16000, &props), 0);
