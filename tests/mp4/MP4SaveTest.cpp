@@ -14,7 +14,6 @@ using namespace kestrabel::test::mp4;
 namespace {
 
 const std::string kStco = ".moov.trak.mdia.minf.stbl.stco", kCo64 = ".moov.trak.mdia.minf.stbl.co64";
-const std::string kFreeAfterIlst = ".moov.udta.meta.free";
 constexpr int64_t kUnchecked = INT64_MIN;
 
 ino_t inodeOf(const std::string &path)
@@ -24,14 +23,6 @@ ino_t inodeOf(const std::string &path)
     return st.st_ino;
 }
 
-std::vector<uint64_t> tables(const std::vector<uint8_t> &bytes, const std::string &type)
-{
-    std::vector<uint64_t> all;
-    for (size_t i = 0; i < countAtoms(bytes, type); ++i)
-        for (uint64_t offset : chunkOffsets(bytes, findAtom(bytes, type, i)))
-            all.push_back(offset);
-    return all;
-}
 
 struct SaveCase {
     const char *name, *fixture;
@@ -81,8 +72,7 @@ TEST_P(Mp4Save, MovesOnlyWhatMustMove)
                 ASSERT_EQ(MediaFileSetString(file.ref(), id, text.c_str()), kMediaFileNoErr);
             ASSERT_EQ(MediaFileUpdate(file.ref(), flags), c.status);
         }
-        std::vector<uint8_t> after = readFile(path);
-        results.push_back(after);
+        const std::vector<uint8_t> after = results.emplace_back(readFile(path));
         if (c.status != kMediaFileNoErr) {
             EXPECT_EQ(after, before);
             continue;
@@ -93,18 +83,18 @@ TEST_P(Mp4Save, MovesOnlyWhatMustMove)
         int64_t shift = c.tailMoves ? c.growth : 0;
         EXPECT_EQ(int64_t(findAtom(after, ".mdat").offset), int64_t(mdat.offset) + shift);
         EXPECT_EQ(payload(after, findAtom(after, ".mdat")), payload(before, mdat));
-        std::vector<uint64_t> offsets = tables(before, kStco);
+        std::vector<uint64_t> offsets = chunkOffsets(before, kStco);
         for (uint64_t &offset : offsets)
             offset = uint64_t(int64_t(offset) + (mdat.offset > findAtom(before, ".moov").offset ? shift : 0));
-        EXPECT_EQ(tables(after, kStco), offsets);
-        EXPECT_EQ(tables(after, kCo64), tables(before, kCo64));
+        EXPECT_EQ(chunkOffsets(after, kStco), offsets);
+        EXPECT_EQ(chunkOffsets(after, kCo64), chunkOffsets(before, kCo64));
         if (c.freeChange != kUnchecked) {
-            std::vector<uint8_t> freeBefore = payload(before, findAtom(before, kFreeAfterIlst));
-            std::vector<uint8_t> freeAfter = payload(after, findAtom(after, kFreeAfterIlst));
+            const std::vector<uint8_t> freeBefore = payload(before, findAtom(before, ".moov.udta.meta.free")),
+                                       freeAfter = payload(after, findAtom(after, ".moov.udta.meta.free"));
             EXPECT_EQ(int64_t(freeAfter.size()) - int64_t(freeBefore.size()), c.freeChange);
             EXPECT_EQ(std::count(freeAfter.begin(), freeAfter.end(), 0), long(freeAfter.size()));
         }
-        if (haveFfmpeg()) {
+        if (haveTool("ffmpeg")) {
             EXPECT_EQ(decodedAudio(path) == decodedAudio(fixturePath(c.fixture)), c.audioSame);
         }
         OpenFile again(path);
@@ -112,7 +102,7 @@ TEST_P(Mp4Save, MovesOnlyWhatMustMove)
             EXPECT_EQ(again.string(id), text);
     }
     EXPECT_EQ(results[0], results[1]);
-    if (!haveFfmpeg())
+    if (!haveTool("ffmpeg"))
         GTEST_SKIP() << "ffmpeg is not installed: the audio was not decoded";
 }
 
@@ -132,8 +122,7 @@ TEST(Mp4SaveTree, AnUnchangedTreeIsWrittenBackByteForByte)
     }
 }
 
-// The large size of such a header is read before the type; on save only the first four bytes of
-// the header (the 32-bit size) are rewritten and the rest of the header stays as read.
+// A large size is read before the type; a save rewrites only the 32-bit size of such a header.
 TEST(Mp4SaveTree, LargeSizeHeaderGetsItsThirtyTwoBitSizeWritten)
 {
     TempDir dir;
@@ -159,7 +148,7 @@ TEST(Mp4SaveTree, LaterSavesAfterATailMoveStayConsistent)
         ASSERT_EQ(MediaFileUpdate(file.ref(), flags), kMediaFileNoErr);
     }
     ASSERT_EQ(file.close(), kMediaFileNoErr);
-    if (!haveFfmpeg())
+    if (!haveTool("ffmpeg"))
         GTEST_SKIP() << "ffmpeg is not installed";
     EXPECT_EQ(decodedAudio(path), decodedAudio(fixturePath("tagged-faststart.m4a")));
 }
