@@ -72,7 +72,7 @@ std::vector<std::string> rewritten(int from, std::string_view id, MediaFileFlags
     if (!tag || id3::ID3RenderToBuffer(*tag, toVersion | kMediaFileFlagID3NoPadding, &bytes) != 0)
         return {"(no tag)"};
     std::vector<std::string> ids;
-    for (const RawFrame &frame : toVersion == kMediaFileFlagID3v22 ? rawFrames22(bytes) : rawFrames(bytes, false))
+    for (const RawFrame &frame : rawFrames(bytes, toVersion == kMediaFileFlagID3v22 ? 2 : 3))
         ids.push_back(frame.id);
     return ids;
 }
