@@ -22,6 +22,7 @@ TEST(Mp3Cli, DefaultAndWriteOptions)
         {"id3v22.mp3", "--id3v2.4 --id3v1.1 -t 'Track Number=6'", 4, 6, 512},
         {"id3v1-and-v2.mp3", "--id3v2.3 --strip-other --no-padding", 3, -1, 0},
         {"id3v22.mp3", "--id3v1", 2, 0, 1}, // ID3v1.0 beside the kept ID3v2 tag
+        {"id3v1-and-v2.mp3", "", 3, 7, 1},   // the ID3v1.1 record overwritten in place, not appended
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(std::string(c.fixture) + " " + c.options);
