@@ -15,15 +15,9 @@ from mutagen.id3 import ID3
 t = ID3(sys.argv[1])
 print('version=%d.%d' % t.version[:2])
 for f in t.values():
-    if f.FrameID == 'APIC':
-        print('APIC:%d=%d:%s' % (f.type, len(f.data), f.mime))
-    elif f.FrameID in ('COMM', 'USLT'):
-        text = f.text if isinstance(f.text, str) else f.text[0]
-        print('%s=%s' % (f.FrameID, text.replace('\r', '^').replace('\n', '|')))
-    elif f.FrameID in ('TIPL', 'IPLS'):
-        print('%s=%s' % (f.FrameID, ';'.join(':'.join(p) for p in f.people)))
-    elif hasattr(f, 'text'):
-        print('%s=%s' % (f.FrameID, '/'.join(str(x) for x in f.text)))
+    text = f.text if isinstance(getattr(f, 'text', []), str) else '/'.join(str(x) for x in getattr(f, 'text', []))
+    people = ';'.join(':'.join(p) for p in getattr(f, 'people', []))
+    print('APIC:%d=%d:%s' % (f.type, len(f.data), f.mime) if f.FrameID == 'APIC' else '%s=%s' % (f.FrameID, people or text.replace('\r', '^').replace('\n', '|')))
 )";
 
 std::string repeated(const std::string &text, int times)
