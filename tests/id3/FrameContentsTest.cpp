@@ -191,26 +191,27 @@ TEST(Id3Frames, NumbersYearAndReadOnlyValues)
 TEST(Id3Frames, PicturesByType)
 {
     ID3TagPtr tag = newTag();
-    const Bytes front = {0xFF, 0xD8, 1, 2, 3}, back = {0xFF, 0xD8, 9, 9};
-    ASSERT_EQ(ID3SetData(*tag, kMediaFileDataIDArtwork, front), kMediaFileNoErr);
-    EXPECT_EQ(body(*tag, "APIC"), std::string("\0image/jpeg\0\3\0", 14) + bytesAsText(front));
-    Bytes out;
-    EXPECT_EQ(ID3GetData(*tag, kMediaFileDataIDArtworkBack, &out), kMediaFileErrNotFound);
+    const auto got = [&](MediaFileDataID id) {
+        Bytes out;
+        const MediaFileStatus status = ID3GetData(*tag, id, &out);
+        return std::pair(status, bytesAsText(out));
+    };
+    ASSERT_EQ(ID3SetData(*tag, kMediaFileDataIDArtwork, Bytes{0xFF, 0xD8, 1}), kMediaFileNoErr);
+    EXPECT_EQ(body(*tag, "APIC"), std::string("\0image/jpeg\0\3\0\xFF\xD8\1", 17));
+    EXPECT_EQ(got(kMediaFileDataIDArtworkBack).first, kMediaFileErrNotFound);
     // The setter replaces the first picture whatever its type: the front cover becomes the back.
-    ASSERT_EQ(ID3SetData(*tag, kMediaFileDataIDArtworkBack, back), kMediaFileNoErr);
-    EXPECT_EQ(body(*tag, "APIC"), std::string("\0image/jpeg\0\4\0", 14) + bytesAsText(back));
-    EXPECT_EQ(ID3GetData(*tag, kMediaFileDataIDArtwork, &out), kMediaFileNoErr) << "Cover Art falls back";
-    EXPECT_EQ(out, back);
-    EXPECT_EQ(ID3GetData(*tag, kMediaFileDataIDArtworkMisc, &out), kMediaFileErrNotFound);
+    ASSERT_EQ(ID3SetData(*tag, kMediaFileDataIDArtworkBack, Bytes{0xFF, 0xD8, 9}), kMediaFileNoErr);
+    EXPECT_EQ(body(*tag, "APIC"), std::string("\0image/jpeg\0\4\0\xFF\xD8\x09", 17));
+    EXPECT_EQ(got(kMediaFileDataIDArtwork), std::pair(MediaFileStatus(kMediaFileNoErr), std::string("\xFF\xD8\x09"))) << "Cover Art falls back";
+    EXPECT_EQ(got(kMediaFileDataIDArtworkMisc).first, kMediaFileErrNotFound);
     ASSERT_EQ(ID3SetData(*tag, kMediaFileDataIDArtwork, {}), kMediaFileNoErr);
     EXPECT_EQ(tag->frames.size(), 0u);
     // A picture of type 0 answers Cover Art only.
     put(*tag, "APIC", {0, 'i', 0, 0, 'd', 0, 7});
-    EXPECT_EQ(ID3GetData(*tag, kMediaFileDataIDArtwork, &out), kMediaFileNoErr);
-    EXPECT_EQ(out, Bytes{7});
-    EXPECT_EQ(ID3GetData(*tag, kMediaFileDataIDArtworkBack, &out), kMediaFileErrNotFound);
+    EXPECT_EQ(got(kMediaFileDataIDArtwork), std::pair(MediaFileStatus(kMediaFileNoErr), std::string("\7")));
+    EXPECT_EQ(got(kMediaFileDataIDArtworkBack).first, kMediaFileErrNotFound);
     put(*tag, "APIC", {0, 'i', 0, 3});
-    EXPECT_EQ(ID3GetData(*tag, kMediaFileDataIDArtwork, &out), kMediaFileErrShortHeader);
+    EXPECT_EQ(got(kMediaFileDataIDArtwork).first, kMediaFileErrShortHeader);
 }
 
 // RVAD: sign byte, bits used, then 16-bit values; the change magnitude is clamped, the bass peak is
@@ -218,17 +219,12 @@ TEST(Id3Frames, PicturesByType)
 TEST(Id3Frames, VolumeRecord)
 {
     ID3TagPtr tag = newTag();
-    VolumeRecord record{VolumeRecord::kMain, 300, -70000, 1000, 2000};
-    ASSERT_EQ(ID3SetVolume(*tag, record), kMediaFileNoErr);
+    ASSERT_EQ(ID3SetVolume(*tag, VolumeRecord{VolumeRecord::kMain, 300, -70000, 1000, 2000}), kMediaFileNoErr);
     EXPECT_EQ(body(*tag, "RVAD"), bytesAsText({0x01, 16, 0x01, 0x2C, 0xFF, 0xFF, 0x03, 0xE8, 0x07, 0xD0}));
     VolumeRecord back;
     ASSERT_EQ(ID3GetVolume(*tag, &back), kMediaFileNoErr);
     EXPECT_EQ(std::tuple(back.parts, back.rightChange, back.leftChange, back.leftPeak), std::tuple(1, 300, -65535, 2000));
-    record.parts = 15;
-    record.bassChange = 12;
-    record.bassPeak = 99;
-    record.centreChange = -5;
-    ASSERT_EQ(ID3SetVolume(*tag, record), kMediaFileNoErr);
+    ASSERT_EQ(ID3SetVolume(*tag, VolumeRecord{15, 300, -70000, 1000, 2000, 0, 0, 0, 0, -5, 0, 12, 99}), kMediaFileNoErr);
     EXPECT_EQ(body(*tag, "RVAD").size(), 26u);
     ASSERT_EQ(ID3GetVolume(*tag, &back), kMediaFileNoErr);
     EXPECT_EQ(std::tuple(back.parts, back.centreChange, back.bassChange, back.bassPeak), std::tuple(15, -5, 12, 12));

@@ -94,10 +94,8 @@ TEST(Mp3Scan, SkipsFalseSyncAndJunk)
 {
     const uint8_t falseA[] = {0xFF, 0xFB, 0xF0, 0x64}, falseB[] = {0xFF, 0xFB, 0x9C, 0x64}, real[] = {0xFF, 0xFB, 0x50, 0xC4};
     std::vector<uint8_t> junk(5000, 0x55), split(70000, 0x00), none(3000, 0x55);
-    std::copy(std::begin(falseA), std::end(falseA), junk.begin() + 100);
-    std::copy(std::begin(falseB), std::end(falseB), junk.begin() + 4000);
-    std::copy(std::begin(real), std::end(real), junk.begin() + 4500);
-    std::copy(std::begin(real), std::end(real), split.begin() + 65534);
+    for (auto [bytes, at, header] : {std::tuple{&junk, 100, falseA}, {&junk, 4000, falseB}, {&junk, 4500, real}, {&split, 65534, real}})
+        std::copy(header, header + 4, bytes->begin() + at);
     TempDir dir;
     const std::string path = dir.file("junk.mp3");
     for (const auto &[bytes, bitRate, status] : {std::tuple{junk, 64, kMediaFileNoErr}, {split, 64, kMediaFileNoErr}, {none, 0, kMediaFileErrNotFound}}) {

@@ -44,11 +44,8 @@ std::vector<RawFrame> rawFrames(const std::vector<uint8_t> &file, int version)
     return frames;
 }
 
-int runCli(const std::string &arguments, std::string *output)
-{
-    return runCommand(shellQuote(cliPath()) + " " + arguments, output, true);
-}
-
 std::string bytesAsText(const std::vector<uint8_t> &bytes) { return std::string(bytes.begin(), bytes.end()); }
+
+std::string repeated(const std::string &text, int times) { return times > 0 ? text + repeated(text, times - 1) : ""; }
 
 } // namespace kestrabel::test

@@ -31,9 +31,7 @@ struct RawFrame {
 };
 std::vector<RawFrame> rawFrames(const std::vector<uint8_t> &file, int version);
 
-// Runs kestrabel-tag with the arguments (already quoted); returns the exit status.
-int runCli(const std::string &arguments, std::string *output = nullptr);
-
 std::string bytesAsText(const std::vector<uint8_t> &bytes);
+std::string repeated(const std::string &text, int times);
 
 } // namespace kestrabel::test

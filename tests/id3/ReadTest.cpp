@@ -28,12 +28,7 @@ struct ReadCase {
     MediaFileFlags flags = 0;
 };
 
-const std::string kCompressed = [] {
-    std::string text;
-    for (int i = 0; i < 8; ++i)
-        text += "compressed comment ";
-    return text;
-}();
+const std::string kCompressed = repeated("compressed comment ", 8);
 
 const ReadCase kReadCases[] = {
     // Tags mutagen wrote, 2.3 and 2.4, with every frame the data IDs map to.
@@ -102,8 +97,6 @@ TEST(Mp3Read, EveryFixtureValue)
                   type == 'D' && !c.value.empty() ? bytesAsText(fixtureImage(c.value == "@png")) : c.value);
         EXPECT_EQ(status, c.status);
     }
-    EXPECT_EQ(OpenFile(fixturePath("id3v23-unsync.mp3")).data(kMediaFileDataIDArtwork),
-              (std::vector<uint8_t>{0xFF, 0xE0, 0x11, 0xFF, 0x00, 0x22, 0xFF, 0xFB, 0xFF}));
     const TagHeader header = readTagHeader(readFile(fixturePath("id3v1-and-v2.mp3")));
     EXPECT_EQ(OpenFile(fixturePath("id3v1-and-v2.mp3")).integer(kMediaFileDataIDMetaDataSize), int32_t(header.size + 128));
 }
