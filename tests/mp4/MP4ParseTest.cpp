@@ -30,13 +30,13 @@ void moveUdtaIntoTrak(Bytes &b)
     setSize(b, trak, uint32_t(trak.size + udta.size));
 }
 
-// The innermost of the atoms that end where moov ends.
-AtomSpan innermostAtMoovEnd(const Bytes &b)
+// The last item of ilst, which ends where ilst, meta, udta and moov end.
+AtomSpan lastItem(const Bytes &b)
 {
     const AtomSpan moov = findAtom(b, ".moov");
     AtomSpan last = moov;
     for (const AtomSpan &atom : listAtoms(b))
-        if (atom.offset + atom.size == moov.offset + moov.size && atom.path.size() > last.path.size())
+        if (atom.offset + atom.size == moov.offset + moov.size && atom.path.size() > last.path.size() && !atom.path.ends_with(".data"))
             last = atom;
     return last;
 }
@@ -69,7 +69,7 @@ TEST(Mp4Parse, DamageAndOddLayouts)
     } cases[] = {
         {"truncated-moov.m4a", nullptr, kMediaFileErrShortRead},
         {"child-past-parent.m4a", nullptr, kMediaFileErrPastEnd},
-        {"tagged-faststart.m4a", [](Bytes &b) { AtomSpan a = innermostAtMoovEnd(b); setSize(b, a, uint32_t(a.size + 1)); }, kMediaFileErrPastEnd},
+        {"tagged-faststart.m4a", [](Bytes &b) { AtomSpan a = lastItem(b); setSize(b, a, uint32_t(a.size + 1)); }, kMediaFileErrPastEnd},
         {"tagged-faststart.m4a", [](Bytes &b) { setSize(b, findAtom(b, ".mdat"), 0); }, kMediaFileNoErr, "Tiny Tone"}, // to the end
         {"atom-size-over-limit.m4a", nullptr, kMediaFileErrTell},
         {"atom-smaller-than-header.m4a", nullptr, kMediaFileErrShortHeader},
