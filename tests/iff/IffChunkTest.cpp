@@ -125,12 +125,7 @@ MediaFileStatus apply(const std::string &path, const std::vector<Edit> &edits, M
     return refused ? refused : saved;
 }
 
-ino_t inodeOf(const std::string &path)
-{
-    struct stat st {};
-    stat(path.c_str(), &st);
-    return st.st_ino;
-}
+ino_t inodeOf(const std::string &path) { struct stat st {}; return stat(path.c_str(), &st) == 0 ? st.st_ino : 0; }
 
 struct SaveCase {
     const char *name;

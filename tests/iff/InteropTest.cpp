@@ -36,6 +36,8 @@ std::string peerCommand(const PeerRow &row)
     return kPython + " -c 'import sys, mutagen; t = mutagen.File(sys.argv[1]).tags; print(t.version[1], t[\"" + field + "\"])'";
 }
 
+void PrintTo(const PeerRow &row, std::ostream *out) { *out << row.tool << " " << row.fixture << " " << row.field; }
+
 class IffPeer : public ::testing::TestWithParam<PeerRow> {};
 
 } // namespace
