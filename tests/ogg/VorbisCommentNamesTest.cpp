@@ -60,6 +60,14 @@ const std::tuple<MediaFileDataID, const char *, const char *> kPictureCases[] = 
     {kMediaFileDataIDArtworkMisc, "interop-front.jpg", "19 image/jpeg"},
 };
 
+// Each alias of a common name, as another tagger writes it: read under the interop profile, and
+// gone after a set, which writes the common name.
+const std::tuple<const char *, MediaFileDataID, const char *> kAliasCases[] = {
+    {"DISC", kMediaFileDataIDDiskNumber, "DISCNUMBER"},      {"DISCC", kMediaFileDataIDTotalDisks, "DISCTOTAL"},
+    {"TOTALDISCS", kMediaFileDataIDTotalDisks, "DISCTOTAL"}, {"TOTALTRACKS", kMediaFileDataIDTotalTracks, "TRACKTOTAL"},
+    {"YEAR", kMediaFileDataIDYear, "DATE"},
+};
+
 bool hasCase(MediaFileDataID id)
 {
     return std::any_of(std::begin(kNameCases), std::end(kNameCases), [&](const NameCase &entry) { return entry.id == id; }) ||
@@ -87,6 +95,43 @@ TEST(VorbisCommentNames, EveryTableRowHasACase)
         EXPECT_TRUE(hasCase(row.id)) << row.field << " has no case";
     for (const vorbis::PictureSlot &row : vorbis::kPictureSlots)
         EXPECT_TRUE(hasCase(row.id)) << MediaFileGetDataIDName(row.id) << " has no case";
+    for (const vorbis::CommonName &row : vorbis::kCommonNames)
+        for (const char *alias : row.aliases)
+            EXPECT_TRUE(!alias || std::any_of(std::begin(kAliasCases), std::end(kAliasCases), [&](const auto &c) {
+                return std::string(std::get<0>(c)) == alias && std::get<1>(c) == row.id;
+            })) << alias << " has no case";
+}
+
+TEST(VorbisCommentNames, EachAliasIsReadAndReplacedByItsCommonName)
+{
+    if (!haveTool("metaflac"))
+        GTEST_SKIP() << "needs metaflac";
+    for (const auto &[alias, id, common] : kAliasCases) {
+        TempDir dir;
+        std::string path = dir.copyFixture("flac-no-tags.flac");
+        ASSERT_EQ(runCommand("metaflac --set-tag=" + std::string(alias) + "=3 " + shellQuote(path)), 0);
+        OpenFile file(path, kMediaFileFlagInterop);
+        EXPECT_EQ(file.string(id), "3") << alias;
+        ASSERT_EQ(MediaFileSetString(file.ref(), id, "4"), 0);
+        ASSERT_EQ(MediaFileUpdate(file.ref(), kMediaFileFlagInterop), 0);
+        EXPECT_EQ(peerEntries(true, path), std::vector<std::string>{std::string(common) + "=4"}) << alias;
+    }
+}
+
+// A picture block read back gives the fields it was written with; the size comes from the
+// image's own header (8 x 4).
+TEST(VorbisCommentNames, PictureBlockReadAsWritten)
+{
+    const Bytes png = readFile(fixturePath("interop-back.png"));
+    const vorbis::Picture picture = vorbis::pictureFromImage(4, png);
+    EXPECT_EQ(std::tuple(picture.mime, picture.width, picture.height), std::tuple(std::string("image/png"), 8u, 4u));
+    Bytes block = vorbis::renderPicture(picture);
+    std::optional<vorbis::Picture> back = vorbis::parsePicture(block);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(std::tuple(back->type, back->mime, back->width, back->height, back->depth, back->data),
+              std::tuple(4u, picture.mime, 8u, 4u, picture.depth, png));
+    block.pop_back();
+    EXPECT_FALSE(vorbis::parsePicture(block)) << "the image runs past the end";
 }
 
 TEST(VorbisCommentNames, EachIdWritesItsNameAndReadsItBack)

@@ -4,6 +4,10 @@
 
 #include "ogg/OggVorbisFile.h"
 
+#include <ogg/ogg.h>
+
+#include <cstring>
+
 #include <gtest/gtest.h>
 
 using namespace kestrabel;
@@ -161,4 +165,37 @@ TEST(VorbisRead, SettingReplacesTheFirstEntryStartingWithTheName)
         ASSERT_EQ(MediaFileUpdate(file.ref(), 0), 0);
     }
     EXPECT_EQ(toolLines("vorbiscomment -l " + shellQuote(path)), (std::vector<std::string>{"DISC=7", "DISC=1"}));
+}
+
+// Headers patched so that a misread field shows: six channels in STREAMINFO, a FLAC behind an
+// ID3v2 tag of 16 KiB (its size needs the third synchsafe byte), a last Ogg page whose granule
+// position passes 2^32 samples (8,000 Hz: 536,870,912 ms more).
+TEST(VorbisRead, FiguresOfPatchedHeaders)
+{
+    TempDir dir;
+    const Bytes flac = readFile(fixturePath("flac-no-tags.flac")), ogg = readFile(fixturePath("vorbis-no-comments.ogg"));
+    Bytes sixChannels = flac, behindId3 = {'I', 'D', '3', 4, 0, 0, 0, 1, 0, 0}, longOgg = ogg;
+    sixChannels[20] = uint8_t((sixChannels[20] & 0xF1) | 5 << 1);
+    behindId3.resize(10 + 16384);
+    behindId3.insert(behindId3.end(), flac.begin(), flac.end());
+    size_t last = longOgg.size() - 27;
+    while (std::memcmp(&longOgg[last], "OggS", 4) != 0)
+        --last;
+    longOgg[last + 10] += 1;
+    ogg_page page{&longOgg[last], 27 + longOgg[last + 26], &longOgg[last + 27 + longOgg[last + 26]], 0};
+    page.body_len = long(longOgg.size()) - (page.body - longOgg.data());
+    ogg_page_checksum_set(&page);
+    auto figures = [&](const std::string &name, const Bytes &bytes) {
+        writeFile(dir.file(name), bytes);
+        OpenFile file(dir.file(name));
+        MediaFileAudioProperties props{};
+        props.structSize = sizeof props;
+        EXPECT_EQ(MediaFileGetAudioProperties(file.ref(), &props), 0) << name;
+        return std::pair(props.channels, props.durationMs);
+    };
+    const auto [flacChannels, flacMs] = figures("plain.flac", flac);
+    const auto [oggChannels, oggMs] = figures("plain.ogg", ogg);
+    EXPECT_EQ(figures("six.flac", sixChannels), std::pair(6u, flacMs));
+    EXPECT_EQ(figures("id3.flac", behindId3), std::pair(flacChannels, flacMs));
+    EXPECT_EQ(figures("long.ogg", longOgg), std::pair(oggChannels, oggMs + 536870912u));
 }

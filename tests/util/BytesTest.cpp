@@ -82,7 +82,10 @@ TEST(Pack, BigEndianWidthsAndTheCheckedCursor)
     ByteReader reader(data);
     uint32_t value = 0;
     uint64_t wide = 0;
+    uint16_t little = 0, big = 0;
     std::span<const uint8_t> run;
+    ASSERT_TRUE(ByteReader(std::span(data + 3, 2)).le16(little) && ByteReader(std::span(data + 3, 2)).be16(big));
+    EXPECT_EQ(std::pair(little, big), std::pair(uint16_t(0x8001), uint16_t(0x0180)));
     ASSERT_TRUE(reader.synchsafe32(value));
     EXPECT_EQ(value, 0x101u);
     EXPECT_FALSE(reader.synchsafe32(value)) << "0x80 in a synchsafe byte";
