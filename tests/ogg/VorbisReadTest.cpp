@@ -199,3 +199,43 @@ TEST(VorbisRead, FiguresOfPatchedHeaders)
     EXPECT_EQ(figures("id3.flac", behindId3), std::pair(flacChannels, flacMs));
     EXPECT_EQ(figures("long.ogg", longOgg), std::pair(oggChannels, oggMs + 536870912u));
 }
+
+// What the peer tools and our command line write, read back through the library: metaflac,
+// vorbiscomment and mutagen spell names in either case and put aliases and "N/M" numbers;
+// a chained or multiplexed file keeps its first stream's comments for us.
+TEST(VorbisRead, WhatPeersWrote)
+{
+    if (!haveTool("metaflac") || !haveTool("vorbiscomment") || runCommand("/usr/bin/python3 -c 'import mutagen' 2>/dev/null") != 0)
+        GTEST_SKIP() << "needs metaflac, vorbiscomment and mutagen";
+    const std::string mutagen = "/usr/bin/python3 -c \"import sys, mutagen; f = mutagen.File(sys.argv[1]); ";
+    using Reads = std::vector<std::pair<MediaFileDataID, const char *>>;
+    for (auto [fixture, flags, command, output, reads] : {
+             std::tuple{"flac-duplicate-artist.flac", MediaFileFlags(0),
+                        "metaflac --remove-tag=TITLE --set-tag='TITLE=From metaflac' --set-tag=TRACKNUMBER=2/9 --set-tag=COMPILATION=1 {}", "",
+                        Reads{{kMediaFileDataIDTitle, "From metaflac"}, {kMediaFileDataIDTrackNumber, "2"}, {kMediaFileDataIDCompilation, "1"}}},
+             {"flac-tagged.flac", MediaFileFlags(kMediaFileFlagInterop), "{cli} set -t 'Encoder=our vendor' {} && metaflac --show-vendor-tag {}",
+              "our vendor\n", Reads{{kMediaFileDataIDEncodedBy, "our vendor"}}},
+             {"flac-escn-picture.flac", MediaFileFlags(0), "%mf['title'] = 'By mutagen'; f['discc'] = '3'; f.save()\" {}", "",
+              Reads{{kMediaFileDataIDTitle, "By mutagen"}, {kMediaFileDataIDTotalDisks, "3"}, {kMediaFileDataIDArtwork, "232"}}},
+             {"flac-escn-picture.flac", MediaFileFlags(kMediaFileFlagInterop), "true {}", "", Reads{{kMediaFileDataIDArtwork, "224"}}},
+             {"vorbis-no-comments.ogg", MediaFileFlags(0), "vorbiscomment -w -t 'ARTIST=Via Tool' -t COMPILATION=10 -t discnumber=4 -t TOTALTRACKS=8 {}", "",
+              Reads{{kMediaFileDataIDArtist, "Via Tool"}, {kMediaFileDataIDCompilation, "1"}, {kMediaFileDataIDDiskNumber, "4"}, {kMediaFileDataIDTotalTracks, "8"}}},
+             {"vorbis-chained.ogg", MediaFileFlags(0), "%mf['title'] = 'By mutagen'; f['tracknumber'] = '6'; f.save()\" {}", "",
+              Reads{{kMediaFileDataIDTitle, "By mutagen"}, {kMediaFileDataIDTrackNumber, "6"}}},
+             {"opus-ffmpeg.opus", MediaFileFlags(kMediaFileFlagInterop), "%mf['artist'] = 'By mutagen'; f['discnumber'] = '3'; f.save()\" {}", "",
+              Reads{{kMediaFileDataIDArtist, "By mutagen"}, {kMediaFileDataIDDiskNumber, "3"}}},
+             {"vorbis-aliases.ogg", MediaFileFlags(0), "{cli} set -t Title=Shown {} && vorbiscomment -l {}", "TOTALTRACKS=12\nDISCNUMBER=2\nTITLE=Shown\n",
+              Reads{{kMediaFileDataIDTitle, "Shown"}, {kMediaFileDataIDTotalTracks, "12"}}},
+         }) {
+        TempDir dir;
+        std::string path = dir.copyFixture(fixture), line = command, out;
+        for (auto [from, to] : {std::pair{"%m", mutagen}, {"{cli}", shellQuote(cliPath())}, {"{}", shellQuote(path)}, {"{}", shellQuote(path)}})
+            if (line.find(from) != std::string::npos)
+                line.replace(line.find(from), std::string(from).size(), to);
+        ASSERT_EQ(runCommand(line, &out), 0) << line;
+        EXPECT_EQ(out, output) << line;
+        OpenFile file(path, flags);
+        for (auto [id, value] : reads)
+            EXPECT_EQ(id == kMediaFileDataIDArtwork ? std::to_string(file.data(id).size()) : file.string(id), value) << fixture << " " << MediaFileGetDataIDName(id);
+    }
+}
