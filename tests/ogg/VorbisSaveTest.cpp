@@ -241,24 +241,6 @@ TEST(VorbisSave, AFileChangedSinceTheOpen)
     }
 }
 
-// Ogg writes COMPILATION as 1 or 0 (and reads true what begins with 1: a peer row); FLAC keeps
-// the value as given.
-TEST(VorbisSave, CompilationValues)
-{
-    for (auto [fixture, set, stored] : {std::tuple{"vorbis-no-comments.ogg", 5, "1"}, {"vorbis-no-comments.ogg", -1, "1"},
-                                        {"vorbis-no-comments.ogg", 0, "0"}, {"flac-no-tags.flac", 5, "5"}}) {
-        TempDir dir;
-        std::string path = dir.copyFixture(fixture);
-        {
-            OpenFile file(path);
-            ASSERT_EQ(MediaFileSetInteger(file.ref(), kMediaFileDataIDCompilation, set), 0);
-            ASSERT_EQ(MediaFileUpdate(file.ref(), 0), 0);
-        }
-        OpenFile file(path);
-        EXPECT_EQ(file.string(kMediaFileDataIDCompilation), stored) << fixture << " " << set;
-    }
-}
-
 TEST(VorbisSave, FlacApplicationBlockPictureIsReplacedButNeverAdded)
 {
     TempDir dir;
