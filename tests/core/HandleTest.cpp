@@ -84,9 +84,8 @@ TEST(Handle, PathIDsOfAMovie)
 TEST(Handle, OpenRulesAndTheNullHandle)
 {
     test::TempDir dir;
-    test::writeFile(dir.file("m.mov"), "not really a movie");
-    test::writeFile(dir.file("a.wma"), "x");
-    test::writeFile(dir.file("notes.unknown"), "hello");
+    for (const char *name : {"m.mov", "a.wma", "notes.unknown"})
+        test::writeFile(dir.file(name), "not really a movie");
     MediaFileRef ref = nullptr;
     EXPECT_EQ(MediaFileOpen(dir.file("m.mov").c_str(), &ref, kMediaFileFlagAudioOnly), kMediaFileErrUnsupported);
     EXPECT_EQ(ref, nullptr);
