@@ -157,46 +157,6 @@ MediaFileStatus truncateFile(const File &file, uint64_t length)
     return kMediaFileNoErr;
 }
 
-MediaFileStatus moveTail(const File &file, int64_t offset, int64_t distance)
-{
-    if (distance == 0)
-        return kMediaFileNoErr;
-    if (distance < 0 && offset >= 0 && -distance > offset)
-        return kMediaFileErrTell;
-    uint64_t size = 0;
-    if (MediaFileStatus status = fileSize(file, &size))
-        return status;
-    uint64_t start = offset < 0 ? size : static_cast<uint64_t>(offset);
-    if (start > size)
-        return kMediaFileErrTell;
-    if (distance < 0 && static_cast<uint64_t>(-distance) > start)
-        return kMediaFileErrTell;
-    uint64_t tail = size - start;
-    uint64_t target = static_cast<uint64_t>(static_cast<int64_t>(start) + distance);
-    if (tail == 0)
-        return truncateFile(file, target);
-    // The tail is held in memory whole on purpose: this path exists for callers that asked for
-    // the classic in-place move, and it keeps the one-read, one-write shape.
-    if (tail >= (uint64_t(1) << 32))
-        return kMediaFileErrShortRead;
-    std::vector<uint8_t> buffer;
-    try {
-        buffer.resize(static_cast<size_t>(tail));
-    } catch (const std::bad_alloc &) {
-        return kMediaFileErrMemory;
-    }
-    if (MediaFileStatus status = file.readAt(start, buffer))
-        return status == kMediaFileErrShortRead ? kMediaFileErrShortRead : status;
-    if (distance > 0) {
-        if (MediaFileStatus status = truncateFile(file, target + tail))
-            return status;
-        return file.writeAt(target, buffer);
-    }
-    if (MediaFileStatus status = file.writeAt(target, buffer))
-        return status;
-    return truncateFile(file, target + tail);
-}
-
 MediaFileStatus readWholeFile(const std::string &path, std::vector<uint8_t> *out, uint64_t limit)
 {
     File file;

@@ -72,9 +72,6 @@ MediaFileStatus statusFromErrno(MediaFileStatus fallback = kMediaFileErrIO);
 
 MediaFileStatus fileSize(const File &file, uint64_t *out);
 MediaFileStatus truncateFile(const File &file, uint64_t length);
-// Moves every byte from offset to the end of the file by distance: a positive distance opens a
-// gap at offset, a negative one closes the gap before it. A negative offset means the end.
-MediaFileStatus moveTail(const File &file, int64_t offset, int64_t distance);
 
 // Reads a whole (small) file; used by tests and the CLI for images.
 MediaFileStatus readWholeFile(const std::string &path, std::vector<uint8_t> *out, uint64_t limit = UINT64_MAX);

@@ -455,21 +455,4 @@ MediaFileStatus saveReplacements(const std::string &path, std::vector<Replacemen
     return writeInPlaceMove(target, edits, size);
 }
 
-MediaFileStatus saveWholeFile(const std::string &path, const std::vector<uint8_t> &bytes)
-{
-    std::string target;
-    File original;
-    struct stat st {};
-    if (MediaFileStatus status = openSaveTarget(path, &target, &original, &st))
-        return status;
-    uint64_t size = static_cast<uint64_t>(st.st_size);
-    std::vector<Replacement> whole{Replacement{0, size, bytes}};
-    if (!mustWriteInPlace(st, 0)) {
-        MediaFileStatus status = writeThroughNewFile(target, original, whole, size);
-        if (status != kNewFileRefused)
-            return status;
-    }
-    return writeInPlaceMove(target, whole, size);
-}
-
 } // namespace kestrabel::util

@@ -36,10 +36,6 @@ struct Replacement {
 // is a replacement at offset == file size with length 0).
 MediaFileStatus saveReplacements(const std::string &path, std::vector<Replacement> edits, MediaFileFlags flags);
 
-// Writes a whole new content for path through the same safe path (new file, then rename).
-// Used by handlers that rebuild the file completely.
-MediaFileStatus saveWholeFile(const std::string &path, const std::vector<uint8_t> &bytes);
-
 // The saver's rules for handlers that write their new file themselves (Ogg).
 //
 // Resolves symbolic links to the file behind them (*target, where the new file goes), opens it

@@ -4,22 +4,6 @@
 
 namespace kestrabel::util {
 
-size_t boundedLength(const char *text, size_t limit)
-{
-    size_t n = 0;
-    while (n < limit && text[n])
-        ++n;
-    return n;
-}
-
-size_t boundedLength16(const uint16_t *text, size_t limitInUnits)
-{
-    size_t n = 0;
-    while (n < limitInUnits && text[n])
-        ++n;
-    return n;
-}
-
 int compareCaseless(std::string_view a, std::string_view b)
 {
     size_t n = std::min(a.size(), b.size());

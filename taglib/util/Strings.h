@@ -10,9 +10,6 @@
 
 namespace kestrabel::util {
 
-size_t boundedLength(const char *text, size_t limit);
-size_t boundedLength16(const uint16_t *text, size_t limitInUnits);
-
 // -1, 0 or 1, each byte folded with tolower.
 int compareCaseless(std::string_view a, std::string_view b);
 

@@ -1,12 +1,11 @@
-// The byte and file primitives every handler builds on: pack/unpack, big-endian fields, the
-// checked cursor, moving a tail, short and cached reads, the path and name rules.
+// The byte and file primitives every handler builds on: pack/unpack, the checked cursor, short
+// and cached reads, the name rules.
 #include "TestSupport.h"
 #include "util/ByteCursor.h"
 #include "util/File.h"
 #include "util/Pack.h"
 #include "util/Strings.h"
 
-#include <array>
 #include <gtest/gtest.h>
 #include <numeric>
 
@@ -51,24 +50,6 @@ TEST(Pack, EveryLetterBothWays)
     EXPECT_EQ(std::tuple(b, h, w, i, s, n), std::tuple(uint8_t(0xAB), uint16_t(0x1234), 0x89ABCDEFu, 0x010203u, std::string("text"), Bytes{0, 1}));
 }
 
-TEST(Pack, BadFormatsAndArgumentsAreStatuses)
-{
-    size_t size = 0;
-    Bytes out;
-    uint8_t small[2], b, three[3] = {1, 2, 3};
-    uint32_t w = 0;
-    std::string s;
-    EXPECT_EQ(packedSize("bx", {int64_t(1), int64_t(2)}, &size), kMediaFileErrUnsupported);
-    EXPECT_EQ(pack(&out, "bx", {int64_t(1), int64_t(2)}), kMediaFileErrUnsupported);
-    EXPECT_EQ(pack(&out, "s", {int64_t(1)}), kMediaFileErrParam);
-    EXPECT_EQ(pack(&out, "bb", {int64_t(1)}), kMediaFileErrParam);
-    EXPECT_EQ(pack(std::span<uint8_t>(small), "w", {int64_t(1)}), kMediaFileErrTooSmall);
-    EXPECT_EQ(unpack(three, "w", {&w}), kMediaFileErrShortHeader);
-    EXPECT_EQ(w, 0u);
-    EXPECT_EQ(unpack(three, "s", {&s}), kMediaFileErrShortHeader) << "no terminating NUL";
-    EXPECT_EQ(unpack(three, "q", {&b}), kMediaFileErrUnsupported);
-}
-
 TEST(Pack, BigEndianWidthsAndTheCheckedCursor)
 {
     uint8_t buffer[5] = {9, 9, 9, 9, 9};
@@ -97,23 +78,12 @@ TEST(Pack, BigEndianWidthsAndTheCheckedCursor)
     EXPECT_FALSE(reader.skip(1));
 }
 
-// The saver's in-place rows check the bytes a tail move leaves; here, its limits. Then short
-// reads, and the cache: inside a block, across into the next, larger than a block, past the end.
-TEST(File, MoveTailLimitsShortReadsAndTheCache)
+// Short reads, and the cache: inside a block, across into the next, larger than a block, past the end.
+TEST(File, ShortReadsAndTheCache)
 {
     test::TempDir dir;
     const Bytes all = sequence(200);
-    test::writeFile(dir.file("f.bin"), sequence(100));
     File file;
-    ASSERT_EQ(File::openReadWrite(dir.file("f.bin"), &file), 0);
-    // Nothing to move; further back than the offset; beyond the end; -1 for the end (an empty tail).
-    for (auto [offset, distance, status, size] : {std::tuple{10, 0, 0, 100u}, {10, -20, kMediaFileErrTell, 100u},
-                                                  {200, 5, kMediaFileErrTell, 100u}, {-1, 28, 0, 128u}}) {
-        EXPECT_EQ(moveTail(file, offset, distance), status) << offset << " by " << distance;
-        uint64_t now = 0;
-        ASSERT_EQ(fileSize(file, &now), 0);
-        EXPECT_EQ(now, size) << offset << " by " << distance;
-    }
     test::writeFile(dir.file("f.bin"), all);
     EXPECT_EQ(File::openRead(dir.file("missing"), &file), ENOENT);
     EXPECT_EQ(File::openRead(dir.path().string(), &file), EISDIR);
@@ -134,7 +104,7 @@ TEST(File, MoveTailLimitsShortReadsAndTheCache)
     EXPECT_EQ(some.size(), 10u);
 }
 
-TEST(Strings, NamesAndPaths)
+TEST(Strings, ExtensionsAndCaselessOrder)
 {
     // A dot followed by a digit or a space starts no extension.
     for (auto [path, ext, clean] : {std::tuple{"/x/Track 1.5", "", "Track 1.5"}, {"Vol. 2", "", "Vol. 2"}, {"/x/song.MP3", "MP3", "song"},
@@ -145,14 +115,4 @@ TEST(Strings, NamesAndPaths)
     EXPECT_TRUE(hasExtension("a.b.Flac", "flac") && hasExtension("Track 1.5", "5")) << "caseless, and no digit rule in hasExtension";
     for (auto [a, b, order] : {std::tuple{"MP3", "mp3", 0}, {"abc", "abd", -1}, {"abd", "abc", 1}, {"ab", "abc", -1}})
         EXPECT_EQ(compareCaseless(a, b), order) << a << " " << b;
-    EXPECT_EQ(boundedLength("abc\0def", 10), 3u);
-    EXPECT_EQ(boundedLength("abcdef", 4), 4u);
-    EXPECT_EQ(boundedLength16(std::array<uint16_t, 4>{1, 2, 0, 4}.data(), 4), 2u);
-    EXPECT_EQ(lastComponent("/a/b/song.mp3/"), "song.mp3");
-    for (auto [path, level, expected] : {std::tuple{"/Music/Artist/Album/song.mp3", 1, "Album"}, {"/Music/Artist/Album/song.mp3", 3, "Music"},
-                                         {"/Music/Artist/Album/song.mp3", 4, ""}, {"song.mp3", 1, ""}, {"rel/song.mp3", 1, "rel"}}) {
-        std::string_view parent;
-        EXPECT_EQ(parentComponent(path, level, &parent), *expected ? 0 : kMediaFileErrNotFound) << path << level;
-        EXPECT_EQ(parent, expected) << path << level;
-    }
 }
