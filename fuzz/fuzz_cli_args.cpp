@@ -5,6 +5,7 @@
 #include "Batch.h"
 #include "Template.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -18,24 +19,20 @@ OptionMatch ownOption(const Args &args, const std::string &arg, size_t &i, std::
 {
     static const char *const kWithValue[] = {"-t", "--remove", "--artwork", "-o", "--output", "--format", "--template"};
     static const char *const kFlags[] = {"--json", "--dry-run", "--no-audio-info", "--id3v2.3", "--id3v2.4", "--force"};
-    for (const char *option : kFlags)
-        if (arg == option)
-            return OptionMatch::Taken;
-    for (const char *option : kWithValue) {
-        if (arg != option)
-            continue;
-        std::string value;
-        if (!takeValue(args, i, &value)) {
-            *error = arg + " needs a value";
-            return OptionMatch::Error;
-        }
-        if (arg == "-t")
-            MediaFileFindDataID(value.substr(0, value.find('=')).c_str());
-        else
-            templates->push_back(value);
+    if (std::find(std::begin(kFlags), std::end(kFlags), arg) != std::end(kFlags))
         return OptionMatch::Taken;
+    if (std::find(std::begin(kWithValue), std::end(kWithValue), arg) == std::end(kWithValue))
+        return OptionMatch::NotMine;
+    std::string value;
+    if (!takeValue(args, i, &value)) {
+        *error = arg + " needs a value";
+        return OptionMatch::Error;
     }
-    return OptionMatch::NotMine;
+    if (arg == "-t")
+        MediaFileFindDataID(value.substr(0, value.find('=')).c_str());
+    else
+        templates->push_back(value);
+    return OptionMatch::Taken;
 }
 
 } // namespace
@@ -48,17 +45,13 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    Args args;
-    std::string current;
+    Args args(1);
     for (size_t i = 0; i < size; ++i) {
-        if (data[i] == 0) {
-            args.push_back(std::move(current));
-            current.clear();
-        } else {
-            current += static_cast<char>(data[i]);
-        }
+        if (data[i] == 0)
+            args.emplace_back();
+        else
+            args.back() += static_cast<char>(data[i]);
     }
-    args.push_back(current);
     const std::string name = args.front();
     args.erase(args.begin());
     const Command *command = &commands().front();
