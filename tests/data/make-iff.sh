@@ -26,6 +26,7 @@ ff -c:a pcm_s16le -write_bext 1 -metadata description="No history" bext-short.wa
 ff -c:a pcm_s16be -write_id3v2 1 -metadata title="Middle" -metadata artist="Kestrabel" \
    -metadata album="Fixtures" -metadata track="3/9" -metadata genre="Ambient" id3-end.aiff
 cp id3-end.aiff id3-middle.aiff
+trap 'rm -f id3-end.aiff' EXIT
 "$python" - <<'PY'
 from mutagen.aiff import AIFFFile
 with open("id3-middle.aiff", "r+b") as f:
@@ -90,5 +91,3 @@ write("id3-empty.aiff", with_size(aiff + b"ID3 \0\0\0\0", False))
 write("pad-missing.aiff", with_size(read("id3-end.aiff")[:-1], False))
 PY
 
-# An 8x8 picture for the artwork round trips.
-ffmpeg -hide_banner -loglevel error -y -f lavfi -i color=c=red:s=8x8 -frames:v 1 -fflags +bitexact iff-cover.jpg

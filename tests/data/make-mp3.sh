@@ -1,12 +1,7 @@
 #!/usr/bin/env bash
-# Regenerates the MP3 fixtures of tests/data: bash tests/data/make-mp3.sh
-#
-# The audio is a fraction of a second of sine or pink noise from sox, encoded by lame at the
-# lowest rates it offers. The tags come from mutagen (/usr/bin/python3, Debian's python3-mutagen)
-# and ffmpeg; what neither writes (ID3v2.2, unsynchronisation, compressed frames, an extended
-# header, the damaged files) is built byte by byte by the Python at the end of this script, and
-# every such file that should parse is read back through mutagen before it is kept.
-# tests/data/README.md describes every file.
+# Regenerates the MP3 fixtures and those of the data-safety cases (README.md describes each):
+# sox and lame make the audio, mutagen and ffmpeg the tags; what neither writes is built byte by
+# byte below, and every such file that should parse is read back through mutagen first.
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -91,23 +86,12 @@ def write(name, data, check=True):
 def full(path, version):
     open(path, "wb").write(audio)
     t = ID3()
-    t.add(TIT2(encoding=0, text="Full Title"))
-    t.add(TPE1(encoding=1, text="Ärtist ☃"))
-    t.add(TPE2(encoding=0, text="Band"))
-    t.add(TALB(encoding=3 if version == 4 else 1, text="Albüm"))
-    t.add(TCOM(encoding=0, text="Composer"))
-    t.add(TENC(encoding=0, text="Encoder"))
-    t.add(TSOP(encoding=0, text="Sort Artist"))
-    t.add(TIT1(encoding=0, text="Grouping"))
-    t.add(TIT3(encoding=0, text="Description"))
-    t.add(TPUB(encoding=0, text="Publisher"))
-    t.add(TSRC(encoding=0, text="USABC0000001"))
-    t.add(TDRC(encoding=0, text="1999"))
-    t.add(TRCK(encoding=0, text="3/12"))
-    t.add(TPOS(encoding=0, text="1/2"))
-    t.add(TBPM(encoding=0, text="120"))
-    t.add(TCMP(encoding=0, text="1"))
-    t.add(TCON(encoding=0, text="(17)" if version == 3 else "Chillout"))
+    for frame, encoding, text in [
+            (TIT2, 0, "Full Title"), (TPE1, 1, "Ärtist ☃"), (TPE2, 0, "Band"), (TALB, 3 if version == 4 else 1, "Albüm"),
+            (TCOM, 0, "Composer"), (TENC, 0, "Encoder"), (TSOP, 0, "Sort Artist"), (TIT1, 0, "Grouping"),
+            (TIT3, 0, "Description"), (TPUB, 0, "Publisher"), (TSRC, 0, "USABC0000001"), (TDRC, 0, "1999"),
+            (TRCK, 0, "3/12"), (TPOS, 0, "1/2"), (TBPM, 0, "120"), (TCMP, 0, "1"), (TCON, 0, "(17)" if version == 3 else "Chillout")]:
+        t.add(frame(encoding=encoding, text=text))
     t.add(COMM(encoding=1, lang="eng", desc="", text="Comment ☃"))
     t.add(USLT(encoding=0, lang="eng", desc="", text="line one\r\nline two"))
     t.add(APIC(encoding=0, mime="image/png", type=3, desc="front", data=PNG))
@@ -159,10 +143,6 @@ write("id3v24-plain-sizes.mp3", tag(4, [frame24("TIT2", b"\3Plain Sizes", plain=
       frame24("COMM", long_comment, plain=True), frame24("TALB", b"\3After", plain=True)],
       padding=10) + audio, check=False)
 
-# A relative volume adjustment (RVAD) with the main and back parts, 16 bits each.
-rvad = bytes([0b0101, 16]) + struct.pack(">8H", 1000, 2000, 30000, 40000, 500, 600, 7000, 8000)
-write("rvad.mp3", tag(3, [frame23("RVAD", rvad)], padding=10) + audio)
-
 # A tag size with a top bit set is read as a plain big-endian number (0x90 = 144).
 frames = frame23("TIT2", b"\0Top Bit") + frame23("TXXX", b"\0k\0" + b"v" * 110)
 write("tag-size-top-bit.mp3", b"ID3\3\0\0" + struct.pack(">I", 144) + frames.ljust(144, b"\0") + audio, check=False)
@@ -176,4 +156,23 @@ huge = struct.pack(">I", 0xFFFFFFFF) + zlib.compress(b"small")
 write("compressed-4gb.mp3", tag(3, [frame23("COMM", huge, 0x0080)], padding=10) + audio, check=False)
 write("apic-mime-unterminated.mp3", tag(3, [frame23("APIC", b"\0image/jpeg")], padding=10) + audio, check=False)
 write("id3v25.mp3", tag(5, [frame23("TIT2", b"\0Five")]) + audio, check=False)
+
+# The data-safety cases: a tag this library cannot read whole (an extended header; a compressed
+# COMM whose zlib stream is cut short between frames that must survive), and two of each of
+# COMM and APIC, which a removal must take all of.
+write("id3v24-extended-header.mp3", tag(4, [synchsafe(6) + b"\x01\x00", frame24("TIT2", b"\3Extended Title"), frame24("TALB", b"\3Kept Album"),
+      frame24("TPE1", b"\3Kept Artist")], flags=0x40, padding=16) + audio)
+assert str(ID3("id3v24-extended-header.mp3")["TALB"]) == "Kept Album"
+comm = b"\0eng\0" + b"a comment that zlib squeezes " * 4
+damaged = zlib.compress(comm)[:12] + b"\xff" * 12
+write("comm-zlib-damaged.mp3", tag(3, [frame23("TIT2", b"\0Before Damage"), frame23("COMM", struct.pack(">I", len(comm)) + damaged, 0x0080),
+      frame23("TALB", b"\0After Damage")], padding=16) + audio, check=False)
+open("two-comm-two-apic.mp3", "wb").write(audio)
+t = ID3()
+cover = open("mp3-cover.jpg", "rb").read()
+for frame in [TIT2(encoding=3, text="Two Of Each"), COMM(encoding=3, lang="eng", desc="", text="first comment"),
+              COMM(encoding=3, lang="eng", desc="second", text="second comment"),
+              APIC(encoding=0, mime="image/jpeg", type=3, desc="front", data=cover), APIC(encoding=0, mime="image/jpeg", type=4, desc="back", data=cover)]:
+    t.add(frame)
+t.save("two-comm-two-apic.mp3", v2_version=3)
 PYTHON

@@ -118,50 +118,24 @@ o, _ = find(b, ".moov")
 b[o:o] = struct.pack(">I4s", 28, b"uuid") + uuid + b"file"
 save("uuid-atoms.m4a", b)
 
-b = load("tagged.m4a")
-o, s = find(b, ".moov")
-save("truncated-moov.m4a", b[:o + s // 2])
+# Damaged and unusual copies, a row each: the file made, its source, the atom and the change.
+def cut_half(b, o, s):
+    del b[o + s // 2:]
 
-b = load("tagged-faststart.m4a")
-o, s = find(b, ".moov.trak.mdia.minf.stbl.sbgp")
-put32(b, o, s + 16)
-save("child-past-parent.m4a", b)
-
-b = load("tagged.m4a")
-o, s = find(b, ".mdat")
-put32(b, o, 0x80000000)
-save("atom-size-over-limit.m4a", b)
-
-b = load("no-tags.m4a")
-o, s = find(b, ".moov.mvhd")
-put32(b, o, 4)
-save("atom-smaller-than-header.m4a", b)
-
-b = load("no-tags.m4a")
-o, s = find(b, ".moov")
-put32(b, o, s + 4)
-b += b"\0\0\0\0"
-save("moov-short-tail.m4a", b)
-
-b = load("tagged.m4a")
-o, s = find(b, ".moov.udta.meta.ilst.\xa9nam.data")
-b[o + 8] = 1
-save("data-version-1.m4a", b)
-
-b = load("tagged.m4a")
-o, s = find(b, ".moov.udta.meta.ilst.\xa9nam.data")
-b[o + 15] = 1
-save("data-reserved-set.m4a", b)
-
-b = load("tagged.m4a")
-o, s = find(b, ".moov.udta.meta")
-b[o + 8] = 1
-save("meta-version-1.m4a", b)
-
-b = load("tagged-faststart.m4a")
-o, s = find(b, ".moov.trak.mdia.minf.stbl.stco")
-put32(b, o + 12, 6)
-save("stco-count-mismatch.m4a", b)
+for name, source, path, change in [
+    ("truncated-moov.m4a", "tagged.m4a", ".moov", cut_half),
+    ("child-past-parent.m4a", "tagged-faststart.m4a", ".moov.trak.mdia.minf.stbl.sbgp", lambda b, o, s: put32(b, o, s + 16)),
+    ("atom-size-over-limit.m4a", "tagged.m4a", ".mdat", lambda b, o, s: put32(b, o, 0x80000000)),
+    ("atom-smaller-than-header.m4a", "no-tags.m4a", ".moov.mvhd", lambda b, o, s: put32(b, o, 4)),
+    ("moov-short-tail.m4a", "no-tags.m4a", ".moov", lambda b, o, s: (put32(b, o, s + 4), b.extend(bytes(4)))),
+    ("data-version-1.m4a", "tagged.m4a", ".moov.udta.meta.ilst.\xa9nam.data", lambda b, o, s: b.__setitem__(o + 8, 1)),
+    ("data-reserved-set.m4a", "tagged.m4a", ".moov.udta.meta.ilst.\xa9nam.data", lambda b, o, s: b.__setitem__(o + 15, 1)),
+    ("meta-version-1.m4a", "tagged.m4a", ".moov.udta.meta", lambda b, o, s: b.__setitem__(o + 8, 1)),
+    ("stco-count-mismatch.m4a", "tagged-faststart.m4a", ".moov.trak.mdia.minf.stbl.stco", lambda b, o, s: put32(b, o + 12, 6)),
+]:
+    b = load(source)
+    change(b, *find(b, path))
+    save(name, b)
 EOF
 
 ls -l ./*.m4a m4a-cover.jpg

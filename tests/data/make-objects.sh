@@ -12,10 +12,10 @@ tone=(-f lavfi -i "sine=frequency=440:sample_rate=8000:duration=0.1" -ac 1)
 ff() { ffmpeg -hide_banner -loglevel error -y -fflags +bitexact "$@"; }
 
 # Cover images: a 24x16 test card in four formats; the PNG has an alpha channel.
-ff -f lavfi -i "testsrc=size=24x16:rate=1" -frames:v 1 -q:v 2 cover.jpg
-ff -f lavfi -i "testsrc=size=24x16:rate=1" -frames:v 1 -vf format=rgba,colorchannelmixer=aa=0.5 cover.png
-ff -f lavfi -i "testsrc=size=24x16:rate=1" -frames:v 1 cover.gif
-ff -f lavfi -i "testsrc=size=24x16:rate=1" -frames:v 1 cover.bmp
+card=(-f lavfi -i "testsrc=size=24x16:rate=1" -frames:v 1)
+ff "${card[@]}" -q:v 2 cover.jpg
+ff "${card[@]}" -vf format=rgba,colorchannelmixer=aa=0.5 cover.png
+for image in cover.gif cover.bmp; do ff "${card[@]}" $image; done
 printf 'This is a text file with an image name.\n' > not-an-image.png
 
 # Audio without tags.
@@ -31,11 +31,7 @@ flac --silent --force -o plain.flac tone.wav
 rm tone.wav
 
 # The same audio with tags, so that the audio of a tagged and a plain file can be compared.
-cp plain.mp3 tagged.mp3
-cp plain.m4a tagged.m4a
-cp plain.aiff tagged.aiff
-cp plain.ogg tagged.ogg
-cp plain.flac tagged.flac
+for kind in mp3 m4a aiff ogg flac; do cp plain.$kind tagged.$kind; done
 # WAVE: a Broadcast Wave bext chunk (mutagen would write its ID3 as a lowercase "id3 " chunk).
 ff "${tone[@]}" -c:a pcm_s16le -write_bext 1 \
    -metadata description="Kestrel take" -metadata originator="Kestrabel tests" \
@@ -53,16 +49,11 @@ from mutagen.flac import FLAC, MetadataBlock
 cover = open("cover.jpg", "rb").read()
 
 def id3_frames(tags):
-    tags.add(TIT2(encoding=3, text="Kestrel Song"))
-    tags.add(TPE1(encoding=3, text="Falco Tinnunculus"))
-    tags.add(TALB(encoding=3, text="Birds of Prey"))
-    tags.add(TCON(encoding=3, text="Ambient"))
+    for frame, text in [(TIT2, "Kestrel Song"), (TPE1, "Falco Tinnunculus"), (TALB, "Birds of Prey"), (TCON, "Ambient")]:
+        tags.add(frame(encoding=3, text=text))
     tags.add(COMM(encoding=3, lang="eng", desc="", text="made for tests"))
-    tags.add(TCOM(encoding=3, text="Hovering"))
-    tags.add(TRCK(encoding=3, text="3/12"))
-    tags.add(TPOS(encoding=3, text="1/2"))
-    tags.add(TYER(encoding=3, text="2004"))
-    tags.add(TBPM(encoding=3, text="120"))
+    for frame, text in [(TCOM, "Hovering"), (TRCK, "3/12"), (TPOS, "1/2"), (TYER, "2004"), (TBPM, "120")]:
+        tags.add(frame(encoding=3, text=text))
     tags.add(APIC(encoding=0, mime="image/jpeg", type=3, desc="", data=cover))
 
 tags = ID3()
@@ -75,32 +66,16 @@ id3_frames(aiff.tags)
 aiff.save(v2_version=3)
 
 mp4 = MP4("tagged.m4a")
-mp4["\xa9nam"] = "Kestrel Song"
-mp4["\xa9ART"] = "Falco Tinnunculus"
-mp4["\xa9alb"] = "Birds of Prey"
-mp4["\xa9gen"] = "Ambient"
-mp4["\xa9cmt"] = "made for tests"
-mp4["\xa9wrt"] = "Hovering"
-mp4["trkn"] = [(3, 12)]
-mp4["disk"] = [(1, 2)]
-mp4["\xa9day"] = "2004"
-mp4["tmpo"] = [120]
-mp4["covr"] = [MP4Cover(cover, imageformat=MP4Cover.FORMAT_JPEG)]
+mp4.update({"\xa9nam": "Kestrel Song", "\xa9ART": "Falco Tinnunculus", "\xa9alb": "Birds of Prey", "\xa9gen": "Ambient",
+            "\xa9cmt": "made for tests", "\xa9wrt": "Hovering", "trkn": [(3, 12)], "disk": [(1, 2)], "\xa9day": "2004",
+            "tmpo": [120], "covr": [MP4Cover(cover, imageformat=MP4Cover.FORMAT_JPEG)]})
 mp4.save()
 
 def vorbis_fields(tags, total_name):
-    tags["TITLE"] = "Kestrel Song"
-    tags["ARTIST"] = "Falco Tinnunculus"
-    tags["ALBUM"] = "Birds of Prey"
-    tags["GENRE"] = "Ambient"
-    tags["COMMENT"] = "made for tests"
-    tags["COMPOSER"] = "Hovering"
-    tags["TRACKNUMBER"] = "3"
-    tags[total_name] = "12"
-    tags["DISC"] = "1"
-    tags["DISCC"] = "2"
-    tags["YEAR"] = "2004"
-    tags["BPM"] = "120"
+    for key, value in [("TITLE", "Kestrel Song"), ("ARTIST", "Falco Tinnunculus"), ("ALBUM", "Birds of Prey"), ("GENRE", "Ambient"),
+                       ("COMMENT", "made for tests"), ("COMPOSER", "Hovering"), ("TRACKNUMBER", "3"), (total_name, "12"),
+                       ("DISC", "1"), ("DISCC", "2"), ("YEAR", "2004"), ("BPM", "120")]:
+        tags[key] = value
 
 ogg = OggVorbis("tagged.ogg")
 vorbis_fields(ogg, "TRACKTOTAL")
