@@ -1,9 +1,6 @@
 #!/usr/bin/env bash
-# The Ogg Vorbis and FLAC files of the interop rows: tags and pictures as today's tools write
-# them (vorbiscomment, metaflac, mutagen, ffmpeg), and two damaged comment blocks made byte by
-# byte. Runs after make-vorbis.sh, whose flac-no-tags.flac, flac-escn-picture.flac and
-# escn-cover.jpg it starts from. Needs sox, oggenc, flac, metaflac, vorbiscomment, ffmpeg and
-# /usr/bin/python3 with mutagen.
+# The Ogg Vorbis and FLAC files of the interop rows, as today's tools write them; runs after
+# make-vorbis.sh, whose FLAC files and escn-cover.jpg it starts from.
 set -euo pipefail
 cd "$(dirname "$0")"
 tmp=$(mktemp -d)
@@ -13,27 +10,21 @@ sox -R -n -r 8000 -c 1 -b 16 "$tmp/tone.wav" synth 0.2 sine 440
 ffmpeg -v error -y -f lavfi -i color=c=0x2288aa:s=8x8 -frames:v 1 -fflags +bitexact interop-front.jpg
 ffmpeg -v error -y -f lavfi -i color=c=0xaa8822:s=8x4 -frames:v 1 -fflags +bitexact interop-back.png
 
-# --- Ogg Vorbis ----------------------------------------------------------------------------
-# ALBUMARTIST before ALBUM, as vorbiscomment keeps the order it is given.
+# vorbiscomment keeps the order it is given: ALBUMARTIST before ALBUM.
 oggenc -Q -q 0 --serial 301 -o interop-albumartist.ogg "$tmp/tone.wav"
 vorbiscomment -w -t "TITLE=Album Artist Row" -t "ALBUMARTIST=Various Artists" -t "ALBUM=Sampler" \
   -t "GENRE=Jazz" -t "GENRE=Blues" interop-albumartist.ogg
 
-# The names mutagen and Picard write: TRACKTOTAL, DISCNUMBER, DISCTOTAL, DATE.
 oggenc -Q -q 0 --serial 302 -o interop-names.ogg "$tmp/tone.wav"
 /usr/bin/python3 - <<'PY'
 from mutagen.oggvorbis import OggVorbis
 f = OggVorbis('interop-names.ogg')
-f['title'] = 'Common Names'
-f['tracknumber'] = '3'
-f['totaltracks'] = '12'
-f['discnumber'] = '2'
-f['disctotal'] = '3'
-f['date'] = '2019-04-02'
+for key, value in [('title', 'Common Names'), ('tracknumber', '3'), ('totaltracks', '12'), ('discnumber', '2'), ('disctotal', '3'), ('date', '2019-04-02')]:
+    f[key] = value
 f.save()
 PY
 
-# A front and a back cover in METADATA_BLOCK_PICTURE comments (mutagen's Picard recipe).
+# mutagen's Picard recipe for METADATA_BLOCK_PICTURE comments.
 oggenc -Q -q 0 --serial 303 -o interop-pictures.ogg -c "TITLE=Two Pictures" "$tmp/tone.wav"
 oggenc -Q -q 0 --serial 304 -o interop-no-picture.ogg -c "TITLE=No Picture" "$tmp/tone.wav"
 /usr/bin/python3 - <<'PY'
@@ -50,7 +41,6 @@ f['metadata_block_picture'] = pictures
 f.save()
 PY
 
-# --- FLAC ----------------------------------------------------------------------------------
 flac -s -f --padding=1024 -o interop-names.flac -T "TITLE=Common Names" -T "ALBUMARTIST=Various Artists" \
   -T "ALBUM=Sampler" -T "TRACKNUMBER=3" -T "TRACKTOTAL=12" -T "DISCNUMBER=2" -T "DISCTOTAL=3" \
   -T "DATE=2020" "$tmp/tone.wav"
@@ -61,13 +51,10 @@ metaflac --import-picture-from="4|image/png|back||interop-back.png" \
 
 flac -s -f --padding=1024 -o interop-no-picture.flac -T "TITLE=No Picture" "$tmp/tone.wav"
 
-# The old application-block picture beside a standard one: both are the front cover.
 cp flac-escn-picture.flac interop-escn-and-picture.flac
 metaflac --import-picture-from="3|image/jpeg|front||escn-cover.jpg" interop-escn-and-picture.flac
 
-# Two VORBIS_COMMENT blocks: readers take the first; the second follows it byte for byte.
-# The other: an entry's length runs past the end of its block, so libFLAC reads the entries
-# before it and skips the rest (mutagen refuses the block).
+# Comment blocks made byte by byte: two of them; one whose second entry runs past its end.
 /usr/bin/python3 - <<'PY'
 import struct
 def comment_block(entries, last=False):

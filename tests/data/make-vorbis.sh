@@ -1,13 +1,11 @@
 #!/usr/bin/env bash
-# Regenerates the Ogg Vorbis, FLAC, EXIF and QuickTime fixtures with the real tools:
-# sox, oggenc, flac, metaflac, ffmpeg, exiftool and /usr/bin/python3 with mutagen.
-# Audio is short, low-rate noise or tone so that the files stay a few kilobytes each.
+# Regenerates the Ogg Vorbis, FLAC, EXIF and QuickTime fixtures (README.md describes each) from
+# short, low-rate noise or tones, so that the files stay a few kilobytes each.
 set -euo pipefail
 cd "$(dirname "$0")"
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 
-# --- Ogg Vorbis ---------------------------------------------------------------------------
 sox -R -n -r 11025 -c 1 -b 16 "$tmp/noise.wav" synth 3 pinknoise vol 0.5
 sox -R -n -r 8000 -c 1 -b 16 "$tmp/tone.wav" synth 0.3 sine 440
 sox -R -n -r 8000 -c 1 -b 16 "$tmp/tone2.wav" synth 0.2 sine 660
@@ -20,40 +18,24 @@ oggenc -Q -q 0 --serial 1234 -o vorbis-tagged.ogg \
   -c "PERFORMER=The Quartet" -c "DESCRIPTION=Late set" "$tmp/noise.wav"
 
 oggenc -Q -q 0 --serial 77 -o vorbis-no-comments.ogg "$tmp/tone.wav"
-
-# Only the alias names: TOTALTRACKS for TRACKTOTAL, DISCNUMBER for DISC.
 oggenc -Q -q 0 --serial 78 -o vorbis-aliases.ogg -c "TOTALTRACKS=12" -c "DISCNUMBER=2" "$tmp/tone.wav"
-
-# DISCC comes before DISC: setting DISC replaces the DISCC entry (prefix match).
 oggenc -Q -q 0 --serial 79 -o vorbis-discc-before-disc.ogg -c "DISCC=5" -c "DISC=1" "$tmp/tone.wav"
-
-# Two chained logical streams with their own serial numbers and titles.
 oggenc -Q -q 0 --serial 101 -o "$tmp/first.ogg" -c "TITLE=First" "$tmp/tone.wav"
 oggenc -Q -q 0 --serial 202 -o "$tmp/second.ogg" -c "TITLE=Second" "$tmp/tone2.wav"
 cat "$tmp/first.ogg" "$tmp/second.ogg" > vorbis-chained.ogg
 
-# Many small pages (ffmpeg's muxer, a page every 40 ms): the save packs them into pages of about
-# 4 KB, so the granule positions of the new pages are computed, not copied.
+# ffmpeg's muxer writes a page every 40 ms.
 sox -R -n -r 11025 -c 1 -b 16 "$tmp/noise2.wav" synth 2 pinknoise vol 0.5
 ffmpeg -v error -y -i "$tmp/noise2.wav" -c:a libvorbis -q:a 0 -page_duration 40000 -fflags +bitexact -flags:a +bitexact \
   vorbis-small-pages.ogg
-
-# Two Vorbis streams multiplexed (interleaved pages), the first with a title.
 ffmpeg -v error -y -i "$tmp/tone.wav" -i "$tmp/tone2.wav" -map 0:a -map 1:a -c:a libvorbis -q:a 0 \
   -fflags +bitexact -flags:a +bitexact -metadata:s:a:0 title="Main" vorbis-multiplexed.ogg
-
-# Upper, nominal and lower bit rates all set and different.
 sox -R -n -r 44100 -c 2 -b 16 "$tmp/stereo.wav" synth 0.1 sine 440 sine 660
 oggenc -Q --managed -m 128 -b 160 -M 192 --serial 80 -o vorbis-managed-bitrate.ogg "$tmp/stereo.wav"
-
-# Written by another encoder (ffmpeg's libvorbis wrapper) with its own vendor string.
 ffmpeg -v error -y -i "$tmp/tone.wav" -c:a libvorbis -q:a 0 -fflags +bitexact -flags:a +bitexact \
   -metadata title="From ffmpeg" -metadata artist="Encoder Test" vorbis-ffmpeg.ogg
-
-# An Ogg stream that is not Vorbis: FLAC in Ogg.
 flac -s -f --ogg --serial-number=5 -o ogg-flac-not-vorbis.ogg "$tmp/tone.wav"
 
-# Damaged files, cut or patched from the tagged one.
 head -c 20 vorbis-tagged.ogg > ogg-truncated-first-page.ogg
 head -c 1500 vorbis-tagged.ogg > vorbis-truncated-headers.ogg
 /usr/bin/python3 - <<'PY'
@@ -65,32 +47,25 @@ while i < len(data):
     body = sum(data[i + 27:i + 27 + segments])
     pages.append((i, 27 + segments + body))
     i += 27 + segments + body
-# The audio pages alone: the stream starts without its three header packets.
 open('vorbis-headerless.ogg', 'wb').write(data[pages[2][0]:])
-# One byte of the first audio page's body flipped: its checksum no longer matches.
 start, length = pages[2]
 broken = bytearray(data)
 broken[start + length - 10] ^= 0xFF
 open('vorbis-bad-crc-page.ogg', 'wb').write(bytes(broken))
 PY
 
-# --- FLAC ----------------------------------------------------------------------------------
-# 44.1 kHz, 16 bits, stereo: the bit rate rule gives 44100 * 16 / 1024 = 689.
 flac -s -f --padding=512 -o flac-tagged.flac \
   -T "TITLE=Small Hours" -T "ARTIST=Kestrel Quartet" -T "ALBUM=Field Recordings" -T "GENRE=Ambient" \
   -T "TRACKNUMBER=4" -T "TOTALTRACKS=9" -T "DISC=1" -T "DISCC=2" -T "YEAR=2021" -T "BPM=120" \
   -T "COMPILATION=1" -T "COMMENT=ünïcödé comment" -T "DATE=2021-06-01" "$tmp/stereo.wav"
-
 flac -s -f --padding=512 -o flac-no-tags.flac "$tmp/tone.wav"
 metaflac --remove --block-type=VORBIS_COMMENT --dont-use-padding flac-no-tags.flac
-
 flac -s -f --no-padding -o flac-no-tags-no-padding.flac "$tmp/tone.wav"
 metaflac --remove --block-type=VORBIS_COMMENT,SEEKTABLE --dont-use-padding flac-no-tags-no-padding.flac
-
 flac -s -f --padding=256 -o flac-duplicate-artist.flac \
   -T "ARTIST=First Artist" -T "TITLE=Two Artists" -T "ARTIST=Second Artist" "$tmp/tone.wav"
 
-# A cover picture in the old application-block form: ID "ESCN", data "PIC1" + JPEG bytes.
+# The old application-block picture: ID "ESCN", data "PIC1" and the JPEG.
 ffmpeg -v error -y -f lavfi -i color=c=0x336699:s=16x16 -frames:v 1 -fflags +bitexact "$tmp/cover.jpg"
 flac -s -f --padding=256 -o flac-escn-picture.flac -T "TITLE=With Picture" "$tmp/tone.wav"
 /usr/bin/python3 - "$tmp/cover.jpg" <<'PY'
@@ -104,8 +79,7 @@ f.save()
 PY
 cp "$tmp/cover.jpg" escn-cover.jpg
 
-# A comment entry without "=" (not allowed, but found in the wild), written byte by byte into a
-# new VORBIS_COMMENT block after STREAMINFO.
+# An entry without "=", as found in the wild, in a comment block made byte by byte.
 /usr/bin/python3 - <<'PY'
 import struct
 data = open('flac-no-tags.flac', 'rb').read()
@@ -118,11 +92,8 @@ for entry in entries:
 block = bytes([4]) + len(body).to_bytes(3, 'big') + body
 open('flac-entry-without-equals.flac', 'wb').write(data[:42] + block + data[42:])
 PY
-
-# The metadata ends early: the file stops in the middle of the VORBIS_COMMENT block.
 head -c 120 flac-tagged.flac > flac-truncated-metadata.flac
 
-# --- EXIF ----------------------------------------------------------------------------------
 ffmpeg -v error -y -f lavfi -i color=c=0x884422:s=16x16 -frames:v 1 -fflags +bitexact no-exif.jpg
 cp no-exif.jpg exif-camera.jpg
 exiftool -q -overwrite_original -Make="Kestrabel Optics" -Model="KB-1 Mark II" \
@@ -130,8 +101,6 @@ exiftool -q -overwrite_original -Make="Kestrabel Optics" -Model="KB-1 Mark II" \
 cp no-exif.jpg exif-no-original-date.jpg
 exiftool -q -overwrite_original -Make="Kestrabel Optics" -Model="KB-2" \
   -ModifyDate="2023:01:02 03:04:05" exif-no-original-date.jpg
-
-# --- QuickTime -------------------------------------------------------------------------------
 ffmpeg -v error -y -f lavfi -i color=c=0x224488:s=16x16:d=0.1:r=10 -c:v mjpeg -fflags +bitexact \
   -f mov quicktime-tiny.mov
 head -c 24 quicktime-tiny.mov > quicktime-broken.mov
