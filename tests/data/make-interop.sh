@@ -1,9 +1,6 @@
 #!/usr/bin/env bash
-# Regenerates tests/data/interop: files as today's taggers and encoders write them (mutagen,
-# ffmpeg, sox), each holding one thing a classic rule of ours loses, corrupts or hides. The
-# interop suite (tests/contract/InteropProfileTest.cpp) edits each one and asks the peers.
-# Needs ffmpeg, sox, opusenc and Debian's python3 with mutagen (/usr/bin/python3); runs after
-# make-vorbis-interop.sh, whose interop-front.jpg the Opus file takes as its cover.
+# Regenerates tests/data/interop: files as today's taggers and encoders write them, each holding
+# one thing a classic rule loses, corrupts or hides; runs after make-vorbis-interop.sh.
 set -euo pipefail
 cd "$(dirname "$0")"
 mkdir -p interop
@@ -12,15 +9,13 @@ python=/usr/bin/python3
 ff() { ffmpeg -nostdin -hide_banner -loglevel error -y "$@"; }
 tone=(-f lavfi -i "sine=frequency=440:sample_rate=8000:duration=0.3" -ac 1 -fflags +bitexact -flags:a +bitexact)
 
-# The audio every MP3 starts from: ffmpeg's MP3 (its ID3v2.4 tag carries TSSE "Lavf...").
 # Not bit-exact, so that the muxer writes its TSSE "Lavf..." frame as it does for every user.
 ff -f lavfi -i "sine=frequency=440:sample_rate=8000:duration=0.3" -ac 1 -c:a libmp3lame -b:a 8k \
    -metadata title="Encoded by ffmpeg" ffmpeg-tsse.mp3
 ff -i ffmpeg-tsse.mp3 -map_metadata -1 -c copy -write_xing 0 -id3v2_version 0 -fflags +bitexact scratch.mp3
 ff -f lavfi -i "testsrc=size=16x16:rate=1" -frames:v 1 -q:v 10 -fflags +bitexact scratch.jpg
 ff -f lavfi -i "testsrc=size=8x8:rate=1" -frames:v 1 -fflags +bitexact scratch.png
-sox -R -n -r 8000 -c 1 -b 16 scratch.wav synth 0.05 sine 440
-sox -R -n -r 8000 -c 1 -b 16 scratch.aiff synth 0.05 sine 440
+for kind in wav aiff; do sox -R -n -r 8000 -c 1 -b 16 scratch.$kind synth 0.05 sine 440; done
 cp scratch.wav stray-bytes.wav
 printf 'xyz' >> stray-bytes.wav
 
@@ -36,8 +31,7 @@ from mutagen.id3 import ID3, TIT2, TPE1, TALB, COMM, APIC, TCON, TDRC, TCMP, TSO
 from mutagen.aiff import AIFF
 from mutagen.mp4 import MP4, MP4Cover
 
-JPEG = open("scratch.jpg", "rb").read()  # a few hundred bytes: far more than 127
-PNG = open("scratch.png", "rb").read()
+JPEG, PNG = open("scratch.jpg", "rb").read(), open("scratch.png", "rb").read()  # far more than 127 bytes
 
 def mp3(name, frames, version=4):
     shutil.copy("scratch.mp3", name)
@@ -46,7 +40,6 @@ def mp3(name, frames, version=4):
         tag.add(frame)
     tag.save(name, v2_version=version)
 
-# A cover of 336 bytes and texts behind it: a plain-size frame longer than 127 bytes is misread.
 mp3("v24-cover-sizes.mp3", [TIT2(encoding=3, text="Short"), APIC(encoding=0, mime="image/jpeg", type=3, desc="", data=JPEG),
                             TPE1(encoding=3, text="Artist"), TALB(encoding=3, text="Album"),
                             COMM(encoding=3, lang="eng", desc="", text="A comment")])
@@ -54,8 +47,7 @@ mp3("v24-bare-genre.mp3", [TIT2(encoding=3, text="Genre by number"), TCON(encodi
 mp3("itunes-comments.mp3", [TIT2(encoding=3, text="iTunes"), COMM(encoding=0, lang="eng", desc="iTunNORM", text=" 0000044E 00000000"),
                             COMM(encoding=0, lang="eng", desc="", text="The real comment")], version=3)
 
-# iTunes writes its iTunNORM record before the comment; mutagen sorts the comment first, so the
-# frames are put back in iTunes' order.
+# mutagen sorts the comment first; iTunes writes its iTunNORM record before it.
 data = open("itunes-comments.mp3", "rb").read()
 size = data[6] << 21 | data[7] << 14 | data[8] << 7 | data[9]
 frames, at = [], 10
@@ -66,8 +58,7 @@ while at + 10 <= 10 + size and data[at] != 0:
 frames.sort(key=lambda f: b"iTunNORM" not in f)
 open("itunes-comments.mp3", "wb").write(data[:10] + b"".join(frames) + data[at:])
 
-# mutagen writes no extended header; one of 6 bytes (size, one flag byte, no flags) is put in
-# front of its frames, as the ID3v2.4 standard lays it out.
+# mutagen writes no extended header: one of 6 bytes goes in front of its frames.
 mp3("v24-ext-header.mp3", [TIT2(encoding=3, text="Behind an extended header"), TPE1(encoding=3, text="Artist")])
 data = open("v24-ext-header.mp3", "rb").read()
 def synchsafe(n):
@@ -84,15 +75,13 @@ for frame in (TIT2(encoding=3, text="Year kept"), TDRC(encoding=3, text="2021"),
     aiff.tags.add(frame)
 aiff.save()
 
-m = MP4("two-artists.m4a")
-m["\xa9ART"] = ["First", "Second"]
-m.save()
-m = MP4("two-covers.m4a")
-m["covr"] = [MP4Cover(JPEG, MP4Cover.FORMAT_JPEG), MP4Cover(PNG, MP4Cover.FORMAT_PNG)]
-m.save()
+for name, key, values in [("two-artists.m4a", "\xa9ART", ["First", "Second"]),
+                          ("two-covers.m4a", "covr", [MP4Cover(JPEG, MP4Cover.FORMAT_JPEG), MP4Cover(PNG, MP4Cover.FORMAT_PNG)])]:
+    m = MP4(name)
+    m[key] = values
+    m.save()
 
-# ffmpeg writes a free atom in front of mdat, and turns the pair into one 64-bit mdat header
-# (size 1, type, large size) once mdat passes 4 GiB; the same is done here to a small file.
+# ffmpeg turns its free atom and mdat into one 64-bit mdat header once mdat passes 4 GiB.
 b = bytearray(open("mdat-64bit.m4a", "rb").read())
 at = b.index(b"free") - 4
 assert struct.unpack(">I", b[at:at + 4])[0] == 8 and b[at + 12:at + 16] == b"mdat"
@@ -100,14 +89,11 @@ mdat = struct.unpack(">I", b[at + 8:at + 12])[0]
 b[at:at + 16] = struct.pack(">I4sQ", 1, b"mdat", mdat + 8)
 open("mdat-64bit.m4a", "wb").write(bytes(b))
 
-# A track fragment whose tfhd claims more bytes than its traf holds: its offsets cannot be
-# vouched for, so a save that would move them is refused.
 b = bytearray(open("fragmented.m4a", "rb").read())
 at = b.index(b"tfhd") - 4
 b[at:at + 4] = struct.pack(">I", 0x7000)
 open("fragment-bad-tfhd.m4a", "wb").write(bytes(b))
 PY
-# Ogg Opus as opusenc writes it: tags, and a front cover in a METADATA_BLOCK_PICTURE comment.
 sox -R -n -r 48000 -c 1 -b 16 scratch-opus.wav synth 0.2 sine 440
 opusenc --quiet --serial 5160 --bitrate 12 --title "Opus Cover" --artist "Kestrabel" \
   --picture "3||front||../interop-front.jpg" scratch-opus.wav opus-cover.opus
