@@ -1,7 +1,5 @@
 #!/usr/bin/env bash
-# Regenerates the AIFF, AIFF-C and WAVE fixtures: tiny tones (8 kHz mono, 16 bit, 50 ms) from
-# sox and ffmpeg, tags added by ffmpeg and mutagen, and damaged variants cut from them.
-# Needs sox, ffmpeg and Debian's python3 with mutagen (/usr/bin/python3).
+# Regenerates the AIFF, AIFF-C and WAVE fixtures (README.md describes each).
 set -euo pipefail
 cd "$(dirname "$0")"
 python=/usr/bin/python3
@@ -47,7 +45,6 @@ PY
 
 ffmpeg -hide_banner -loglevel error -y "${tone[@]}" -c:a pcm_s16le -fflags +bitexact -f avi not-wave.wav
 
-# Damaged files, cut or spliced from the ones above.
 "$python" - <<'PY'
 import struct
 

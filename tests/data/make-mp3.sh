@@ -14,21 +14,15 @@ sox -R -n -r 32000 -c 1 -b 16 "$scratch/noise32k.wav" synth 0.5 pinknoise vol 0.
 sox -R -n -r 32000 -c 2 -b 16 "$scratch/noise32k2.wav" synth 0.3 pinknoise vol 0.3
 sox -R -n -r 22050 -c 2 -b 16 "$scratch/noise22k.wav" synth 0.5 pinknoise vol 0.3
 
-# MPEG-2.5 Layer III, 8 kbit/s, 8 kHz mono, no tags: the audio under every tagged file.
 lame --quiet -b 8 -m m "$scratch/tone8k.wav" no-tags.mp3
-# MPEG-1 Layer III, 32 kbit/s CBR, 32 kHz stereo: lame's "Info" header, which is not Xing.
 lame --quiet -b 32 --resample 32 -m s "$scratch/tone32k.wav" mpeg1-cbr-stereo.mp3
-# VBR with Xing headers at their three offsets: MPEG-1 mono (21), MPEG-1 stereo (36),
-# MPEG-2 joint stereo (21).
 lame --quiet -V 9 --resample 32 -m m "$scratch/noise32k.wav" vbr-xing-mono.mp3
 lame --quiet -V 9 --resample 32 "$scratch/noise32k2.wav" vbr-xing-stereo.mp3
 lame --quiet -V 9 "$scratch/noise22k.wav" vbr-xing-mpeg2.mp3
 
-# A 16x16 JPEG for the artwork written through the command line.
 ffmpeg -nostdin -v error -y -f lavfi -i "testsrc=size=16x16:rate=1" -frames:v 1 -q:v 10 -fflags +bitexact mp3-cover.jpg
 
-# ID3v1.1 only, written by ffmpeg's muxer without an ID3v2 tag. Its ID3v1 writer looks the
-# values up by their ID3v2 frame names, which it makes only when it writes an ID3v2 tag.
+# ffmpeg's ID3v1 writer looks the values up by ID3v2 frame names, which it makes even without v2.
 ffmpeg -nostdin -v error -y -i no-tags.mp3 -c copy -write_xing 0 \
   -metadata TIT2="V1 Title" -metadata TPE1="V1 Artist" -metadata TALB="V1 Album" \
   -metadata TDRC=1999 -metadata comment="V1 comment" -metadata TRCK=7 -metadata TCON=Jazz \
@@ -82,7 +76,6 @@ def write(name, data, check=True):
     if check:
         ID3(name)  # every file that should parse must parse for mutagen too
 
-# Written by mutagen: one file per ID3v2 version mutagen writes, with every frame the data IDs use.
 def full(path, version):
     open(path, "wb").write(audio)
     t = ID3()
@@ -102,15 +95,12 @@ def full(path, version):
 full("id3v23-full.mp3", 3)
 full("id3v24-full.mp3", 4)
 
-# ID3v2.3 title only, followed by an ID3v1.1 tag that holds more: the merge fills the gaps.
 write("id3v1-and-v2.mp3", tag(3, [frame23("TIT2", b"\0V2 Title")], padding=20) + audio +
       v1(b"V1 Title", b"V1 Artist", b"V1 Album", b"2004", b"V1 comment", track=7, genre=17))
 
-# ID3v1.0: a 30-byte comment (byte 125 not zero), so there is no track.
 write("id3v10-long-comment.mp3", audio + v1(b"Thirty", b"Artist", year=b" 1987",
       raw_comment=b"abcdefghijklmnopqrstuvwxyz1234", genre=200), check=False)
 
-# ID3v2.2: 3-character frames, a PIC with a 3-character image format, TRC, and an unknown XYZ.
 pic22 = b"\0JPG" + bytes([3]) + b"cover\0" + JPEG
 write("id3v22.mp3", tag(2, [
     frame22("TT2", b"\0Two Two"), frame22("TP1", b"\0Artist 22"), frame22("TAL", b"\0Album 22"),
@@ -119,31 +109,25 @@ write("id3v22.mp3", tag(2, [
     frame22("ULT", b"\0eng\0words"), frame22("PIC", pic22), frame22("XYZ", b"\x01\x02\x03"),
 ], padding=30) + audio)
 
-# ID3v2.3 with an extended header (6 bytes and its size) and an unknown frame XTST.
 ext = struct.pack(">IHI", 6, 0, 0)
 write("id3v23-ext-header.mp3", tag(3, [ext, frame23("TIT2", b"\0Extended"),
       frame23("XTST", b"\x00\x01\xfe\xff unknown")], flags=0x40, padding=10) + audio)
 
-# ID3v2.3 with the whole tag unsynchronised; the picture holds FF E0 and FF 00 pairs.
 tricky = bytes([0xFF, 0xE0, 0x11, 0xFF, 0x00, 0x22, 0xFF, 0xFB, 0xFF])
 frames = frame23("TIT2", b"\0Unsync") + frame23("APIC", b"\0image/jpeg\0\3\0" + tricky)
 body = unsynchronise(frames) + b"\0" * 10
 write("id3v23-unsync.mp3", b"ID3\3\0\x80" + synchsafe(len(body)) + body + audio)
 
-# ID3v2.3 with a zlib-compressed COMM (frame flag 0x0080, the 4-byte inflated size first).
 comm = b"\0eng\0" + b"compressed comment " * 8
 packed = struct.pack(">I", len(comm)) + zlib.compress(comm)
 write("id3v23-compressed.mp3", tag(3, [frame23("TIT2", b"\0Compressed"), frame23("COMM", packed, 0x0080)],
       padding=10) + audio)
 
-# ID3v2.4 whose frame sizes are plain big-endian, as some taggers write them: a 300-byte COMM
-# misreads as synchsafe and forces the second attempt.
 long_comment = b"\0eng\0" + b"x" * 295
 write("id3v24-plain-sizes.mp3", tag(4, [frame24("TIT2", b"\3Plain Sizes", plain=True),
       frame24("COMM", long_comment, plain=True), frame24("TALB", b"\3After", plain=True)],
       padding=10) + audio, check=False)
 
-# A tag size with a top bit set is read as a plain big-endian number (0x90 = 144).
 frames = frame23("TIT2", b"\0Top Bit") + frame23("TXXX", b"\0k\0" + b"v" * 110)
 write("tag-size-top-bit.mp3", b"ID3\3\0\0" + struct.pack(">I", 144) + frames.ljust(144, b"\0") + audio, check=False)
 
@@ -157,9 +141,6 @@ write("compressed-4gb.mp3", tag(3, [frame23("COMM", huge, 0x0080)], padding=10) 
 write("apic-mime-unterminated.mp3", tag(3, [frame23("APIC", b"\0image/jpeg")], padding=10) + audio, check=False)
 write("id3v25.mp3", tag(5, [frame23("TIT2", b"\0Five")]) + audio, check=False)
 
-# The data-safety cases: a tag this library cannot read whole (an extended header; a compressed
-# COMM whose zlib stream is cut short between frames that must survive), and two of each of
-# COMM and APIC, which a removal must take all of.
 write("id3v24-extended-header.mp3", tag(4, [synchsafe(6) + b"\x01\x00", frame24("TIT2", b"\3Extended Title"), frame24("TALB", b"\3Kept Album"),
       frame24("TPE1", b"\3Kept Artist")], flags=0x40, padding=16) + audio)
 assert str(ID3("id3v24-extended-header.mp3")["TALB"]) == "Kept Album"

@@ -1,11 +1,6 @@
 #!/usr/bin/env bash
-# Regenerates the MP4 (.m4a) fixtures of tests/data: bash tests/data/make-mp4.sh
-#
-# The audio is a fraction of a second of an 8 kHz mono sine in AAC at 12 kbit/s, encoded by
-# ffmpeg in bit-exact mode. The tags come from ffmpeg's own muxer or from mutagen
-# (/usr/bin/python3, Debian's python3-mutagen). The damaged and unusual files are copies of those
-# with a few bytes changed by the Python at the end of this script; each is named after what it
-# holds. tests/data/README.md describes every file.
+# Regenerates the MP4 fixtures (README.md describes each): ffmpeg's bit-exact AAC with its own
+# or mutagen's tags, and copies with a few bytes changed by the Python below.
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -27,19 +22,15 @@ tags=(
 
 ff -f lavfi -i "testsrc=size=16x16:rate=1" -frames:v 1 -q:v 10 -fflags +bitexact m4a-cover.jpg
 
-# moov after mdat, an empty ilst (ffmpeg always writes udta.meta.hdlr+ilst for MP4).
 ff -f lavfi -i "$(tone 440)" "${aac[@]}" -map_metadata -1 no-tags.m4a
 ff -f lavfi -i "$(tone 440)" "${aac[@]}" "${tags[@]}" tagged.m4a
 ff -f lavfi -i "$(tone 440)" -i m4a-cover.jpg -map 0:a -map 1:v "${aac[@]}" -c:v copy \
   -disposition:v attached_pic -metadata title="With Cover" cover.m4a
 
-# moov before mdat, two interleaved audio tracks: two stco tables of five chunks each.
 two=(-f lavfi -i "$(tone 440)" -f lavfi -i "$(tone 660)" -map 0 -map 1)
 ff "${two[@]}" "${aac[@]}" "${tags[@]}" -movflags +faststart tagged-faststart.m4a
-# The 3GP flavour of the muxer writes no udta at all when there are no tags.
 ff "${two[@]}" "${aac[@]}" -map_metadata -1 -movflags +faststart -f 3gp no-udta-faststart.m4a
 
-# mutagen puts its padding in a free atom right after ilst.
 cp no-udta-faststart.m4a ilst-then-free.m4a
 /usr/bin/python3 - <<'EOF'
 from mutagen.mp4 import MP4
@@ -87,8 +78,6 @@ def load(name):
 def save(name, b):
     open(name, "wb").write(bytes(b))
 
-# co64 instead of stco: every table widened to 64-bit entries, chunk offsets shifted by the
-# growth of moov (which comes before mdat in this file).
 b = load("tagged-faststart.m4a")
 tables = [(o, s) for p, o, s, _ in atoms(b, 0, len(b)) if p.endswith(".stco")]
 growth = sum(s - 16 for o, s in tables)
@@ -104,13 +93,11 @@ for o, s in reversed(tables):
     b[o:o + s] = new
 save("co64-faststart.m4a", b)
 
-# This reader takes the 64-bit size before the type (size 1, large size, type); an atom
-# written in that order, last in moov.
+# An atom with its 64-bit size before the type, as this reader takes it.
 b = load("no-tags.m4a")
 append_to_moov(b, struct.pack(">IQ4s", 1, 24, b"kbtx") + b"12345678")
 save("large-size-header.m4a", b)
 
-# Extended-type atoms: one inside moov and one at the top level between mdat and moov.
 b = load("no-tags.m4a")
 uuid = bytes(range(0x10, 0x20))
 append_to_moov(b, struct.pack(">I4s", 28, b"uuid") + uuid + b"moov")

@@ -1,8 +1,5 @@
 #!/usr/bin/env bash
-# Regenerates the fixtures of the object-layer tests in objects/: one tagged and one untagged
-# file of every audio kind (tiny 8 kHz mono tones), a JPEG with EXIF camera fields, cover
-# images in several formats, and property lists written by Python's plistlib.
-# Needs ffmpeg, lame, sox, oggenc, flac, exiftool and Debian's python3 with mutagen.
+# Regenerates the fixtures of the object-layer tests in objects/ (README.md describes each).
 set -euo pipefail
 cd "$(dirname "$0")"
 mkdir -p objects
@@ -11,14 +8,12 @@ python=/usr/bin/python3
 tone=(-f lavfi -i "sine=frequency=440:sample_rate=8000:duration=0.1" -ac 1)
 ff() { ffmpeg -hide_banner -loglevel error -y -fflags +bitexact "$@"; }
 
-# Cover images: a 24x16 test card in four formats; the PNG has an alpha channel.
 card=(-f lavfi -i "testsrc=size=24x16:rate=1" -frames:v 1)
 ff "${card[@]}" -q:v 2 cover.jpg
 ff "${card[@]}" -vf format=rgba,colorchannelmixer=aa=0.5 cover.png
 for image in cover.gif cover.bmp; do ff "${card[@]}" $image; done
 printf 'This is a text file with an image name.\n' > not-an-image.png
 
-# Audio without tags.
 # MPEG 2.5 frames at 8 kHz hold 72 ms: half a second gives the audio scan a few frames.
 sox -R -n -r 8000 -c 1 -b 16 tone.wav synth 0.5 sine 440
 lame --quiet -m m -b 8 --resample 8 --noreplaygain tone.wav plain.mp3
@@ -30,7 +25,6 @@ oggenc --quiet -q 0 -o plain.ogg tone.wav
 flac --silent --force -o plain.flac tone.wav
 rm tone.wav
 
-# The same audio with tags, so that the audio of a tagged and a plain file can be compared.
 for kind in mp3 m4a aiff ogg flac; do cp plain.$kind tagged.$kind; done
 # WAVE: a Broadcast Wave bext chunk (mutagen would write its ID3 as a lowercase "id3 " chunk).
 ff "${tone[@]}" -c:a pcm_s16le -write_bext 1 \
@@ -81,7 +75,6 @@ ogg = OggVorbis("tagged.ogg")
 vorbis_fields(ogg, "TRACKTOTAL")
 ogg.save()
 
-# FLAC keeps its cover in an APPLICATION block "ESCN" whose data is "PIC1" and the image.
 flac = FLAC("tagged.flac")
 vorbis_fields(flac, "TOTALTRACKS")
 escn = MetadataBlock(b"ESCN" + b"PIC1" + cover)
@@ -90,13 +83,10 @@ flac.metadata_blocks.append(escn)
 flac.save()
 PY
 
-# A still image with camera fields for the read-only EXIF kind.
 ff -f lavfi -i "testsrc=size=16x16:rate=1" -frames:v 1 -q:v 5 camera.jpg
 exiftool -q -overwrite_original -Make="Kestrabel Optics" -Model="Hover 1" \
    -DateTimeOriginal="2004:05:06 07:08:09" -Copyright="Falco" camera.jpg
 
-# Property lists written by another implementation: an export dictionary with artwork, an
-# archive of two entries, one with a foreign marker and one without any marker.
 "$python" - <<'PY'
 import plistlib
 
@@ -135,8 +125,7 @@ del unmarked["kMediaFileDataExportKey"]
 with open("no-marker.plist", "wb") as f:
     plistlib.dump(unmarked, f)
 
-# Texts with a NUL inside, which libplist's getters abort on: a raw NUL byte in an XML
-# string, and a binary property list whose key holds one.
+# Texts with a NUL inside, which libplist's getters abort on.
 xml = plistlib.dumps({"kMediaFileDataIDTitle": "before"})
 with open("nul-in-string.plist", "wb") as f:
     f.write(xml.replace(b"before", b"bef\0re"))
