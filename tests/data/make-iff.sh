@@ -48,13 +48,8 @@ ffmpeg -hide_banner -loglevel error -y "${tone[@]}" -c:a pcm_s16le -fflags +bite
 "$python" - <<'PY'
 import struct
 
-def read(name):
-    with open(name, "rb") as f:
-        return f.read()
-
-def write(name, data):
-    with open(name, "wb") as f:
-        f.write(data)
+read = lambda name: open(name, "rb").read()
+write = lambda name, data: open(name, "wb").write(data)
 
 def chunks(data, little):
     fmt = "<I" if little else ">I"

@@ -90,45 +90,22 @@ exiftool -q -overwrite_original -Make="Kestrabel Optics" -Model="Hover 1" \
 "$python" - <<'PY'
 import plistlib
 
-def record(title, album, track):
-    return {
-        "kMediaFileDataExportKey": "KESTRABEL MEDIA FILE DATA EXPORT",
-        "kKestrabelVersionKey": "0.0.1",
-        "kMediaFileDataIDTitle": title,
-        "kMediaFileDataIDAlbum": album,
-        "kMediaFileDataIDArtist": "",
-        "kMediaFileDataIDComment": "from plistlib",
-        "kMediaFileDataIDFilename": "elsewhere.mp3",
-        "kMediaFileDataIDFilenameClean": "elsewhere",
-        "kMediaFileDataIDTrackNumber": track,
-        "kMediaFileDataIDTotalTracks": 9,
-        "kMediaFileDataIDYear": 1999,
-    }
+def record(title, album, track, **changes):
+    r = {"kMediaFileDataExportKey": "KESTRABEL MEDIA FILE DATA EXPORT", "kKestrabelVersionKey": "0.0.1",
+         "kMediaFileDataIDTitle": title, "kMediaFileDataIDAlbum": album, "kMediaFileDataIDArtist": "",
+         "kMediaFileDataIDComment": "from plistlib", "kMediaFileDataIDFilename": "elsewhere.mp3",
+         "kMediaFileDataIDFilenameClean": "elsewhere", "kMediaFileDataIDTrackNumber": track,
+         "kMediaFileDataIDTotalTracks": 9, "kMediaFileDataIDYear": 1999, **changes}
+    return {k: v for k, v in r.items() if v is not None}
 
-full = record("Written by plistlib", "Foreign Album", 5)
-full["kMediaFileDataIDArtwork"] = open("cover.png", "rb").read()
-with open("export-by-plistlib.plist", "wb") as f:
-    plistlib.dump(full, f)
+def dump(name, value, **options):
+    open(name, "wb").write(plistlib.dumps(value, **options))
 
-archive = {"plain": record("Archived plain", "Archive Album", 7),
-           "tagged": record("Archived tagged", "Archive Album", 8)}
-with open("archive-by-plistlib.plist", "wb") as f:
-    plistlib.dump(archive, f)
-
-wrong = record("Wrong marker", "Wrong Album", 1)
-wrong["kMediaFileDataExportKey"] = "SOME OTHER EXPORT"
-with open("wrong-marker.plist", "wb") as f:
-    plistlib.dump(wrong, f)
-
-unmarked = record("No marker", "Unmarked Album", 2)
-del unmarked["kMediaFileDataExportKey"]
-with open("no-marker.plist", "wb") as f:
-    plistlib.dump(unmarked, f)
-
+dump("export-by-plistlib.plist", record("Written by plistlib", "Foreign Album", 5, kMediaFileDataIDArtwork=open("cover.png", "rb").read()))
+dump("archive-by-plistlib.plist", {"plain": record("Archived plain", "Archive Album", 7), "tagged": record("Archived tagged", "Archive Album", 8)})
+dump("wrong-marker.plist", record("Wrong marker", "Wrong Album", 1, kMediaFileDataExportKey="SOME OTHER EXPORT"))
+dump("no-marker.plist", record("No marker", "Unmarked Album", 2, kMediaFileDataExportKey=None))
 # Texts with a NUL inside, which libplist's getters abort on.
-xml = plistlib.dumps({"kMediaFileDataIDTitle": "before"})
-with open("nul-in-string.plist", "wb") as f:
-    f.write(xml.replace(b"before", b"bef\0re"))
-with open("nul-in-key-binary.plist", "wb") as f:
-    plistlib.dump({"kMediaFileDataID\0Title": "x"}, f, fmt=plistlib.FMT_BINARY)
+open("nul-in-string.plist", "wb").write(plistlib.dumps({"kMediaFileDataIDTitle": "before"}).replace(b"before", b"bef\0re"))
+dump("nul-in-key-binary.plist", {"kMediaFileDataID\0Title": "x"}, fmt=plistlib.FMT_BINARY)
 PY
