@@ -63,12 +63,8 @@ def unsynchronise(data):
     return bytes(out)
 
 def v1(title=b"", artist=b"", album=b"", year=b"", comment=b"", track=None, genre=255, raw_comment=None):
-    def field(text, n):
-        return text[:n].ljust(n, b"\0")
-    if raw_comment is not None:
-        tail = field(raw_comment, 30)
-    else:
-        tail = field(comment, 28) + bytes([0, track or 0])
+    field = lambda text, n: text[:n].ljust(n, b"\0")
+    tail = field(raw_comment, 30) if raw_comment is not None else field(comment, 28) + bytes([0, track or 0])
     return b"TAG" + field(title, 30) + field(artist, 30) + field(album, 30) + field(year, 4) + tail + bytes([genre])
 
 def write(name, data, check=True):

@@ -72,11 +72,8 @@ def append_to_moov(b, blob):
     put32(b, o, s + len(blob))
     b[o + s:o + s] = blob
 
-def load(name):
-    return bytearray(open(name, "rb").read())
-
-def save(name, b):
-    open(name, "wb").write(bytes(b))
+load = lambda name: bytearray(open(name, "rb").read())
+save = lambda name, b: open(name, "wb").write(bytes(b))
 
 b = load("tagged-faststart.m4a")
 tables = [(o, s) for p, o, s, _ in atoms(b, 0, len(b)) if p.endswith(".stco")]

@@ -54,7 +54,8 @@ flac -s -f --padding=1024 -o interop-no-picture.flac -T "TITLE=No Picture" "$tmp
 cp flac-escn-picture.flac interop-escn-and-picture.flac
 metaflac --import-picture-from="3|image/jpeg|front||escn-cover.jpg" interop-escn-and-picture.flac
 
-# Comment blocks made byte by byte: two of them; one whose second entry runs past its end.
+# Comment blocks made byte by byte: two of them; one whose second entry runs past its end; one
+# with an entry without "=", as found in the wild (flac-entry-without-equals.flac).
 /usr/bin/python3 - <<'PY'
 import struct
 def comment_block(entries, last=False):
@@ -74,4 +75,5 @@ body = bytearray(comment_block([b'TITLE=Readable', b'ARTIST=Cut Short', b'ALBUM=
 at = 4 + len(b'hand made') + 4 + 4 + len(b'TITLE=Readable')
 body[at:at + 4] = struct.pack('<I', 500)
 open('interop-comment-past-block.flac', 'wb').write(data[:42] + block(4, bytes(body)) + data[42:])
+open('flac-entry-without-equals.flac', 'wb').write(data[:42] + block(4, comment_block([b'TITLE', b'ARTIST=Has Equals'])) + data[42:])
 PY

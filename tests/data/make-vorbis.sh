@@ -79,19 +79,6 @@ f.save()
 PY
 cp "$tmp/cover.jpg" escn-cover.jpg
 
-# An entry without "=", as found in the wild, in a comment block made byte by byte.
-/usr/bin/python3 - <<'PY'
-import struct
-data = open('flac-no-tags.flac', 'rb').read()
-assert data[:4] == b'fLaC' and data[4] & 0x7F == 0
-entries = [b'TITLE', b'ARTIST=Has Equals']
-vendor = b'hand made'
-body = struct.pack('<I', len(vendor)) + vendor + struct.pack('<I', len(entries))
-for entry in entries:
-    body += struct.pack('<I', len(entry)) + entry
-block = bytes([4]) + len(body).to_bytes(3, 'big') + body
-open('flac-entry-without-equals.flac', 'wb').write(data[:42] + block + data[42:])
-PY
 head -c 120 flac-tagged.flac > flac-truncated-metadata.flac
 
 ffmpeg -v error -y -f lavfi -i color=c=0x884422:s=16x16 -frames:v 1 -fflags +bitexact no-exif.jpg
