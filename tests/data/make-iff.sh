@@ -25,28 +25,24 @@ ff -c:a pcm_s16be -write_id3v2 1 -metadata title="Middle" -metadata artist="Kest
    -metadata album="Fixtures" -metadata track="3/9" -metadata genre="Ambient" id3-end.aiff
 cp id3-end.aiff id3-middle.aiff
 trap 'rm -f id3-end.aiff' EXIT
-"$python" - <<'PY'
-from mutagen.aiff import AIFFFile
-with open("id3-middle.aiff", "r+b") as f:
-    iff = AIFFFile(f)
-    iff.insert_chunk("ANNO", b"made by make-iff.sh")  # odd: padded
-    iff.insert_chunk("APPL", b"kstrtest")
-PY
-
 cp no-tags.wav id3-lowercase.wav
-"$python" - <<'PY'
-from mutagen.wave import WAVE
-from mutagen.id3 import TIT2
-audio = WAVE("id3-lowercase.wav")
-audio.add_tags()
-audio.tags.add(TIT2(encoding=3, text="lower case chunk"))
-audio.save()
-PY
 
 ffmpeg -hide_banner -loglevel error -y "${tone[@]}" -c:a pcm_s16le -fflags +bitexact -f avi not-wave.wav
 
 "$python" - <<'PY'
 import struct
+from mutagen.aiff import AIFFFile
+from mutagen.id3 import TIT2
+from mutagen.wave import WAVE
+
+with open("id3-middle.aiff", "r+b") as f:
+    iff = AIFFFile(f)
+    iff.insert_chunk("ANNO", b"made by make-iff.sh")  # odd: padded
+    iff.insert_chunk("APPL", b"kstrtest")
+audio = WAVE("id3-lowercase.wav")
+audio.add_tags()
+audio.tags.add(TIT2(encoding=3, text="lower case chunk"))
+audio.save()
 
 read = lambda name: open(name, "rb").read()
 write = lambda name, data: open(name, "wb").write(data)
