@@ -134,7 +134,7 @@ const std::vector<InteropRow> kRows = {
      {"Year=2020"}, Outcome::Keeps, Outcome::Loses},
     {"OggVendorKept", "CommentRules.keepVendor", "vorbis-ffmpeg.ogg", tag("Genre=Test Tones"), {"*:GENRE=Test Tones"},
      {"Encoder=ffmpeg"}, Outcome::Keeps, Outcome::Loses},
-    // Which pages hold the audio is for OggPageCopyTest to see; the classic save loses ffmpeg's vendor.
+    // Which pages hold the audio is for VorbisSaveTest to see; the classic save loses ffmpeg's vendor.
     {"OggAudioPagesCopied", "CommentRules.copyAudioPages", "vorbis-small-pages.ogg", tag("Title=Copied Pages"),
      {"*:TITLE=Copied Pages"}, {"Sample Rate=11025"}, Outcome::Keeps, Outcome::Loses},
     {"OggPicturesKept", "CommentRules.standardPictures", "interop-pictures.ogg", tag("Title=Retitled"), {"*:TITLE=Retitled"},
