@@ -32,7 +32,8 @@ TEST(Text, Utf16BothWays)
         MediaFileStatus status = 0; // reading
     };
     for (const Row &row : {Row{"A\xC3\xA9", 4, {0xFF, 0xFE, 'A', 0, 0xE9, 0, 0, 0}}, Row{"A", 2, {0, 'A', 0, 0}}, Row{"A", 0x31, {'A', 0, 0, 0}},
-                           Row{"", 4, {0xFF, 0xFE, 0, 0}}, Row{"\xF0\x9F\x8E\xB5", 2, {0xD8, 0x3C, 0xDF, 0xB5, 0, 0}}}) {
+                           Row{"", 4, {0xFF, 0xFE, 0, 0}}, Row{"\xF0\x9F\x8E\xB5", 2, {0xD8, 0x3C, 0xDF, 0xB5, 0, 0}},
+                           Row{"\xD0\x96", 2, {0x04, 0x16, 0, 0}}}) {
         Bytes out;
         std::string back;
         ASSERT_EQ(utf8ToUtf16(row.utf8, row.mode, &out), 0) << row.utf8;
