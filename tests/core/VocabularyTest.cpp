@@ -1,5 +1,6 @@
 // The fixed names: kinds, data IDs, statuses and genres. The expected names come from the public
 // header, the reference page and the ID3v1 genre list, never from the library's own tables.
+#include "TestSupport.h"
 #include "core/Genres.h"
 
 #include <kestrabel/MediaFile.h>
@@ -60,11 +61,13 @@ TEST(Vocabulary, DataIDNamesKeepTheirSpellingsAndGapsAreNotIDs)
         EXPECT_STREQ(MediaFileGetDataIDName(id), name);
     for (int gap : {43, 99, 107, 149, 156, 199, 213, 299, 307, 399, 401, 500, 503, -1})
         EXPECT_EQ(MediaFileGetDataIDName(gap), nullptr) << gap;
-    int previous = -1;
-    for (size_t i = 0; i < MediaFileGetDataIDCount(); ++i) {
+    // A tagged file's values fit their IDs' types: no integer ID reads as other text.
+    kestrabel::test::OpenFile file(kestrabel::test::fixturePath("vorbis-tagged.ogg"));
+    for (size_t i = 0, previous = 0; i < MediaFileGetDataIDCount(); previous = size_t(MediaFileGetDataIDInfoAt(i++)->dataID)) {
         const MediaFileDataIDInfo *info = MediaFileGetDataIDInfoAt(i);
-        EXPECT_GT(info->dataID, previous) << "the table is in ID order, each ID once";
-        previous = info->dataID;
+        EXPECT_TRUE(i == 0 || size_t(info->dataID) > previous) << "the table is in ID order, each ID once";
+        const std::string text = file.string(info->dataID);
+        EXPECT_TRUE(info->valueType != 'I' || text.find_first_not_of("-0123456789") == std::string::npos) << info->constantName << ": " << text;
     }
     EXPECT_EQ(MediaFileGetDataIDInfoAt(MediaFileGetDataIDCount()), nullptr);
     // Every ID the public header declares, under its constant name, and no other.
@@ -80,14 +83,10 @@ TEST(Vocabulary, DataIDNamesKeepTheirSpellingsAndGapsAreNotIDs)
 
 TEST(Vocabulary, FindByAnyOfTheThreeNames)
 {
-    const std::pair<const char *, int> cases[] = {
-        {"kMediaFileDataIDTitle", kMediaFileDataIDTitle},  {"title", kMediaFileDataIDTitle},
-        {"TRACK NUMBER", kMediaFileDataIDTrackNumber},     {"BandOrOrchestra", kMediaFileDataIDBandOrOrchestra},
-        {"album artist", kMediaFileDataIDBandOrOrchestra}, {"nonsense", -1}, {"", -1}, {nullptr, -1}};
-    for (const auto &[name, id] : cases) {
-        const MediaFileDataIDInfo *info = MediaFileFindDataID(name);
-        EXPECT_EQ(info ? info->dataID : -1, id) << (name ? name : "(null)");
-    }
+    for (auto [name, id] : {std::pair<const char *, int>{"kMediaFileDataIDTitle", kMediaFileDataIDTitle}, {"title", kMediaFileDataIDTitle},
+                            {"TRACK NUMBER", kMediaFileDataIDTrackNumber}, {"BandOrOrchestra", kMediaFileDataIDBandOrOrchestra},
+                            {"album artist", kMediaFileDataIDBandOrOrchestra}, {"nonsense", -1}, {"", -1}, {nullptr, -1}})
+        EXPECT_EQ(MediaFileFindDataID(name) ? MediaFileFindDataID(name)->dataID : -1, id) << (name ? name : "(null)");
 }
 
 // Every row of the reference page's status table: name and text. A status declared in the
