@@ -1,5 +1,7 @@
 #include "Output.h"
 #include "Template.h"
+#include "TestSupport.h"
+#include "Values.h"
 
 #include <gtest/gtest.h>
 
@@ -106,4 +108,16 @@ TEST(Template, ExpandAndMatch)
             EXPECT_EQ(fields, row.fields) << row.text << " / " << row.name;
         }
     }
+}
+
+// A number is taken whole or not at all (from-name's match gives only digits, so only here).
+TEST(Values, WriteTextTakesANumberWholeOrNotAtAll)
+{
+    kestrabel::test::TempDir dir;
+    kestrabel::test::OpenFile file(dir.copyFixture("id3v23-full.mp3"));
+    ASSERT_EQ(file.status(), kMediaFileNoErr);
+    const MediaFileDataIDInfo *track = MediaFileGetDataIDInfo(kMediaFileDataIDTrackNumber);
+    for (const char *junk : {"7x", "99999999999", ""})
+        EXPECT_EQ(writeText(file.ref(), track, junk), kMediaFileErrBadFormat) << junk;
+    EXPECT_EQ(writeText(file.ref(), track, "7"), kMediaFileNoErr);
 }
