@@ -25,44 +25,28 @@ struct Probe {
 // instead; a file ffprobe finds damaged is no measure and gives false.
 bool probe(const std::string &path, Probe *out)
 {
-    std::string text;
-    if (runCommand("ffprobe -v warning -select_streams a:0 -show_entries stream=sample_rate,channels,duration:format=duration "
-                   "-of default=nw=1 " + shellQuote(path),
-                   &text, true) != 0)
-        return false;
-    if (text.find("CRC mismatch") != std::string::npos || text.find("Invalid data") != std::string::npos)
+    std::string text, packets;
+    if (runCommand("ffprobe -v warning -select_streams a:0 -show_entries stream=sample_rate,channels,duration:format=duration -of default=nw=1 " +
+                       shellQuote(path), &text, true) != 0 ||
+        text.find("CRC mismatch") != std::string::npos || text.find("Invalid data") != std::string::npos)
         return false;
     if (text.find("Estimating duration from bitrate") != std::string::npos) {
-        std::string packets;
         runCommand("ffprobe -v error -select_streams a:0 -show_entries packet=duration_time -of csv=p=0 " + shellQuote(path), &packets);
-        std::istringstream lines(packets);
-        double sum = 0, one = 0;
-        while (lines >> one)
-            sum += one;
-        out->duration = sum;
+        std::istringstream in(packets);
+        out->duration = 0;
+        for (double one; in >> one;)
+            out->duration += one;
     }
     std::istringstream lines(text);
-    std::string line;
-    double formatDuration = -1;
-    int durations = 0;
-    while (std::getline(lines, line)) {
-        const auto eq = line.find('=');
-        if (eq == std::string::npos)
+    for (std::string line; std::getline(lines, line);) {
+        const std::string key = line.substr(0, line.find('=')), value = line.substr(line.find('=') + 1);
+        if (key == line || value == "N/A")
             continue;
-        const std::string key = line.substr(0, eq), value = line.substr(eq + 1);
-        if (value == "N/A")
-            continue;
-        if (key == "sample_rate")
-            out->sampleRate = static_cast<uint32_t>(std::stoul(value));
-        else if (key == "channels")
-            out->channels = static_cast<uint32_t>(std::stoul(value));
-        else if (key == "duration" && durations++ == 0 && out->duration < 0)
+        if (key == "sample_rate" || key == "channels")
+            (key == "channels" ? out->channels : out->sampleRate) = static_cast<uint32_t>(std::stoul(value));
+        else if (key == "duration" && out->duration <= 0) // the stream's, else the container's
             out->duration = std::stod(value);
-        else if (key == "duration")
-            formatDuration = std::stod(value);
     }
-    if (out->duration <= 0)
-        out->duration = formatDuration;
     return out->sampleRate != 0 && out->duration > 0;
 }
 

@@ -8,14 +8,20 @@
 
 namespace kestrabel::test {
 
-// One writable kind with a small tagged fixture of it.
+// One writable kind (its name used in test names) with a small tagged fixture of it.
 struct KindCase {
-    std::string name;    // used in test names
-    std::string fixture; // under tests/data
+    std::string name, fixture;
     MediaFileType kind;
 };
 
-const std::vector<KindCase> &writableKinds();
+inline const std::vector<KindCase> &writableKinds()
+{
+    static const std::vector<KindCase> kinds = {
+        {"MP3", "id3v23-full.mp3", kMediaFileTypeMP3}, {"MP4", "tagged.m4a", kMediaFileTypeMP4},          {"AIFF", "id3-middle.aiff", kMediaFileTypeAIFF},
+        {"WAVE", "bext.wav", kMediaFileTypeWAVE},      {"Ogg", "vorbis-tagged.ogg", kMediaFileTypeOgg}, {"FLAC", "flac-tagged.flac", kMediaFileTypeFLAC},
+    };
+    return kinds;
+}
 
 inline void PrintTo(const KindCase &kind, std::ostream *out) { *out << kind.name << " (" << kind.fixture << ")"; }
 

@@ -1,16 +1,16 @@
 // TagLib as a peer reader for the interop suite: prints "taglib:KEY=value" for every property
-// TagLib reads from the file and one line per picture (the image file of the arguments it
-// equals, else its length and an FNV-1a hash of its bytes). Usage: taglib_peer FILE [IMAGE...]
+// TagLib reads from the file and one line per picture (the image file of the arguments it equals,
+// else its length and an FNV-1a hash of its bytes). Usage: taglib_peer FILE [IMAGE...]
 #include <taglib/aifffile.h>
 #include <taglib/attachedpictureframe.h>
 #include <taglib/fileref.h>
 #include <taglib/flacfile.h>
-#include <taglib/opusfile.h>
-#include <taglib/vorbisfile.h>
 #include <taglib/id3v2tag.h>
 #include <taglib/mp4file.h>
 #include <taglib/mpegfile.h>
+#include <taglib/opusfile.h>
 #include <taglib/tpropertymap.h>
+#include <taglib/vorbisfile.h>
 #include <taglib/wavfile.h>
 
 #include <cstdint>
@@ -24,13 +24,11 @@ namespace {
 
 std::vector<std::string> images;
 
-// The image file of the arguments the bytes equal, else their length and hash.
 std::string pictureName(const TagLib::ByteVector &bytes)
 {
     for (const std::string &image : images) {
         std::ifstream in(image, std::ios::binary);
-        const std::string data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        if (data == std::string(bytes.data(), bytes.size()))
+        if (std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>()) == std::string(bytes.data(), bytes.size()))
             return image.substr(image.rfind('/') + 1);
     }
     uint64_t hash = 1469598103934665603ull;
@@ -41,28 +39,19 @@ std::string pictureName(const TagLib::ByteVector &bytes)
     return text;
 }
 
-void printPicture(const std::string &key, const TagLib::ByteVector &bytes)
+// As mutagen's lines: "type MIME image", several joined by the dump.
+void printPictures(const TagLib::List<TagLib::FLAC::Picture *> &pictures)
 {
-    std::printf("taglib:%s=%s\n", key.c_str(), pictureName(bytes).c_str());
-}
-
-void printPictures(TagLib::List<TagLib::FLAC::Picture *> pictures)
-{
-    // As mutagen's lines: "type MIME image", and several joined by the dump.
-    for (TagLib::FLAC::Picture *picture : pictures) {
-        std::printf("taglib:picture=%d %s %s\n", int(picture->type()), picture->mimeType().toCString(true),
-                    pictureName(picture->data()).c_str());
-    }
+    for (TagLib::FLAC::Picture *picture : pictures)
+        std::printf("taglib:picture=%d %s %s\n", int(picture->type()), picture->mimeType().toCString(true), pictureName(picture->data()).c_str());
 }
 
 void printPictures(TagLib::ID3v2::Tag *tag)
 {
-    if (!tag)
-        return;
     unsigned index = 0;
-    for (TagLib::ID3v2::Frame *frame : tag->frameListMap()["APIC"])
+    for (TagLib::ID3v2::Frame *frame : tag ? tag->frameListMap()["APIC"] : TagLib::ID3v2::FrameList())
         if (auto *picture = dynamic_cast<TagLib::ID3v2::AttachedPictureFrame *>(frame))
-            printPicture("picture" + std::to_string(index++), picture->picture());
+            std::printf("taglib:picture%u=%s\n", index++, pictureName(picture->picture()).c_str());
 }
 
 } // namespace
@@ -73,12 +62,9 @@ int main(int argc, char **argv)
         return 2;
     images.assign(argv + 2, argv + argc);
     TagLib::FileRef ref(argv[1]);
-    if (ref.isNull()) {
-        std::puts("taglib:error=cannot open");
-        return 0;
-    }
-    const TagLib::PropertyMap properties = ref.file()->properties();
-    for (const auto &[key, values] : properties)
+    if (ref.isNull())
+        return std::puts("taglib:error=cannot open"), 0;
+    for (const auto &[key, values] : ref.file()->properties())
         std::printf("taglib:%s=%s\n", key.toCString(true), values.toString(" | ").toCString(true));
     if (auto *mpeg = dynamic_cast<TagLib::MPEG::File *>(ref.file()))
         printPictures(mpeg->ID3v2Tag());
@@ -95,7 +81,7 @@ int main(int argc, char **argv)
     else if (auto *mp4 = dynamic_cast<TagLib::MP4::File *>(ref.file()); mp4 && mp4->tag() && mp4->tag()->contains("covr")) {
         unsigned index = 0;
         for (const TagLib::MP4::CoverArt &cover : mp4->tag()->item("covr").toCoverArtList())
-            printPicture("cover" + std::to_string(index++), cover.data());
+            std::printf("taglib:cover%u=%s\n", index++, pictureName(cover.data()).c_str());
     }
     return 0;
 }

@@ -9,9 +9,7 @@
 # Usage: peer-dump.py FILE [TAGLIB_PEER [IMAGE...]]
 import base64, hashlib, json, struct, subprocess, sys
 
-path = sys.argv[1]
-taglib_peer = sys.argv[2] if len(sys.argv) > 2 else ""
-images = sys.argv[3:]
+path, taglib_peer, images = sys.argv[1], (sys.argv[2:3] or [""])[0], sys.argv[3:]
 found = {}
 
 def emit(key, value):
@@ -32,18 +30,15 @@ def value_text(value):
     if isinstance(data, bytes):
         extra = {k: str(getattr(value, k)) for k in ("mime", "type", "desc") if hasattr(value, k)}
         return "%s %s" % (image_name(data), json.dumps(extra, sort_keys=True))
-    if isinstance(value, (bytes, bytearray)):
-        return image_name(bytes(value))
     if isinstance(value, list):
         return "[" + ", ".join(value_text(v) for v in value) + "]"
-    return str(value)
+    return image_name(bytes(value)) if isinstance(value, (bytes, bytearray)) else str(value)
 
 def picture_text(p):
     return "%d %s %s" % (p.type, p.mime, image_name(p.data))
 
-with open(path, "rb") as file:
-    head = file.read(12)
-is_flac, is_ogg = head[:4] == b"fLaC", head[:4] == b"OggS"
+data = open(path, "rb").read()
+is_flac, is_ogg = data[:4] == b"fLaC", data[:4] == b"OggS"
 
 try:
     import mutagen
@@ -70,9 +65,8 @@ try:
     for p in getattr(f, "pictures", []):
         emit("mutagen:picture", picture_text(p))
     for block in getattr(f, "metadata_blocks", []):
-        data = getattr(block, "data", b"")
-        if block.code == 2 and data[:8] == b"ESCNPIC1":
-            emit("mutagen:escn", image_name(data[8:]))
+        if block.code == 2 and getattr(block, "data", b"")[:8] == b"ESCNPIC1":
+            emit("mutagen:escn", image_name(block.data[8:]))
 except Exception as e:  # noqa: BLE001 - any failure is what we report
     emit("mutagen:error", type(e).__name__)
 
@@ -99,7 +93,7 @@ if taglib_peer:
         if line.startswith("taglib:"):
             key, _, value = line.partition("=")
             emit(key, value)
-    if status != 0:
+    if status:
         emit("taglib:error", "exit %d" % status)
 
 if is_flac:
@@ -109,7 +103,6 @@ if is_flac:
         emit("metaflac:" + key.upper(), value)
     emit("flac-t:exit", run(["flac", "-s", "-t", path])[0])
     # Every comment block, also those after the first that libFLAC-based readers skip.
-    data = open(path, "rb").read()
     at, last, block = 4, False, 0
     while not last and at + 4 <= len(data):
         last, kind, length = data[at] & 0x80, data[at] & 0x7F, int.from_bytes(data[at + 1:at + 4], "big")
@@ -136,13 +129,11 @@ elif is_ogg:
             emit("vorbiscomment:" + key.upper(), value)
     status, out = run(["ogginfo", path])
     emit("ogginfo:exit", "%d %d warnings" % (status, sum("warning" in l.lower() for l in out.splitlines())))
-elif head[:4] in (b"RIFF", b"FORM"):
-    fmt = "<I" if head[:4] == b"RIFF" else ">I"
-    rest = open(path, "rb").read()[12:]
-    offset, ids = 0, []
-    while offset + 8 <= len(rest):
-        ids.append(rest[offset:offset + 4].decode("latin-1"))
-        size = struct.unpack(fmt, rest[offset + 4:offset + 8])[0]
+elif data[:4] in (b"RIFF", b"FORM"):
+    offset, ids = 12, []
+    while offset + 8 <= len(data):
+        ids.append(data[offset:offset + 4].decode("latin-1"))
+        size = struct.unpack("<I" if data[:4] == b"RIFF" else ">I", data[offset + 4:offset + 8])[0]
         offset += 8 + size + (size & 1)
     emit("chunks:ids", ",".join(ids))
 
