@@ -230,6 +230,8 @@ void cliBenchmark(const CliOptions &options)
 {
     readRows(options);
     startUpRows(options);
+    if (!options.saves)
+        return;
     batchSaveRows(options);
     bigFileRows(options);
 }

@@ -10,6 +10,7 @@ struct CliOptions {
     std::filesystem::path corpus;
     int count;
     int bigMegabytes;
+    bool saves = true;
 };
 
 void cliBenchmark(const CliOptions &options);
