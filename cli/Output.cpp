@@ -2,15 +2,30 @@
 
 #include "util/Text.h"
 
+#include <charconv>
 #include <cstdio>
 
 namespace kestrabel::cli {
 
-std::string jsonString(std::string_view raw)
+namespace {
+
+// Appends rather than returns, and copies the runs between escapes whole: show --json builds
+// a few dozen of these per file, and a string per piece was a visible share of its time.
+void appendJsonString(std::string &out, std::string_view raw)
 {
-    std::string text = util::sanitizeUtf8(raw);
-    std::string out = "\"";
-    for (unsigned char c : text) {
+    std::string sanitized;
+    std::string_view text = raw;
+    if (!util::isValidUtf8(raw))
+        text = sanitized = util::sanitizeUtf8(raw);
+    out.reserve(out.size() + text.size() + 2);
+    out += '"';
+    size_t run = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const unsigned char c = static_cast<unsigned char>(text[i]);
+        if (c >= 0x20 && c != '"' && c != '\\')
+            continue;
+        out.append(text, run, i - run);
+        run = i + 1;
         switch (c) {
         case '"':
             out += "\\\"";
@@ -27,22 +42,54 @@ std::string jsonString(std::string_view raw)
         case '\t':
             out += "\\t";
             break;
-        default:
-            if (c < 0x20) {
-                char escaped[8];
-                std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-                out += escaped;
-            } else {
-                out += static_cast<char>(c);
-            }
+        default: {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
+            out += escaped;
+        }
         }
     }
-    return out + "\"";
+    out.append(text, run);
+    out += '"';
+}
+
+void appendNumber(std::string &out, uint64_t value)
+{
+    char digits[24];
+    auto [end, error] = std::to_chars(digits, digits + sizeof digits, value);
+    out.append(digits, end);
+}
+
+void appendValueJson(std::string &out, const Value &value)
+{
+    if (const auto *number = std::get_if<int32_t>(&value)) {
+        char digits[16];
+        auto [end, error] = std::to_chars(digits, digits + sizeof digits, *number);
+        out.append(digits, end);
+    } else if (const auto *text = std::get_if<std::string>(&value)) {
+        appendJsonString(out, *text);
+    } else {
+        const auto &bytes = std::get<ByteValue>(value);
+        out += "{\"length\": ";
+        appendNumber(out, bytes.length);
+        out += ", \"sha256\": ";
+        appendJsonString(out, bytes.sha256);
+        out += '}';
+    }
+}
+
+} // namespace
+
+std::string jsonString(std::string_view raw)
+{
+    std::string out;
+    appendJsonString(out, raw);
+    return out;
 }
 
 std::string pathBytesField(std::string_view path)
 {
-    if (util::sanitizeUtf8(path) == path)
+    if (util::isValidUtf8(path))
         return {};
     static constexpr char kHex[] = "0123456789abcdef";
     std::string hex;
@@ -81,12 +128,9 @@ std::string escapeText(std::string_view raw)
 
 std::string valueAsJson(const Value &value)
 {
-    if (const auto *number = std::get_if<int32_t>(&value))
-        return std::to_string(*number);
-    if (const auto *text = std::get_if<std::string>(&value))
-        return jsonString(*text);
-    const auto &bytes = std::get<ByteValue>(value);
-    return "{\"length\": " + std::to_string(bytes.length) + ", \"sha256\": " + jsonString(bytes.sha256) + "}";
+    std::string out;
+    appendValueJson(out, value);
+    return out;
 }
 
 std::string valueAsJsonLine(const std::string &path, MediaFileStatus status, const std::string &context, const std::string &cause,
@@ -160,12 +204,25 @@ std::string audioSummary(const MediaFileAudioProperties &audio)
     return out + ", " + playingTime(audio.durationMs);
 }
 
-std::string audioAsJson(const MediaFileAudioProperties &audio)
+namespace {
+
+void appendAudioJson(std::string &out, const MediaFileAudioProperties &audio)
 {
-    return "{\"codec\": " + jsonString(audio.codec ? audio.codec : "?") + ", \"durationMs\": " + std::to_string(audio.durationMs) +
-           ", \"sampleRate\": " + std::to_string(audio.sampleRate) + ", \"channels\": " + std::to_string(audio.channels) +
-           ", \"bitsPerSample\": " + std::to_string(audio.bitsPerSample) + ", \"bitRate\": " + std::to_string(audio.bitRate) + "}";
+    out += "{\"codec\": ";
+    appendJsonString(out, audio.codec ? audio.codec : "?");
+    const std::pair<const char *, uint64_t> figures[] = {{", \"durationMs\": ", audio.durationMs},
+                                                         {", \"sampleRate\": ", audio.sampleRate},
+                                                         {", \"channels\": ", audio.channels},
+                                                         {", \"bitsPerSample\": ", audio.bitsPerSample},
+                                                         {", \"bitRate\": ", audio.bitRate}};
+    for (const auto &[key, figure] : figures) {
+        out += key;
+        appendNumber(out, figure);
+    }
+    out += '}';
 }
+
+} // namespace
 
 std::string reportAsJson(const FileReport &report)
 {
@@ -178,14 +235,19 @@ std::string reportAsJson(const FileReport &report)
         out += ", \"error\": " + jsonString(error) + "}";
         return out;
     }
-    out += ", \"kind\": " + jsonString(kindNameOf(report));
-    if (report.audio)
-        out += ", \"audio\": " + audioAsJson(*report.audio);
+    out += ", \"kind\": ";
+    appendJsonString(out, kindNameOf(report));
+    if (report.audio) {
+        out += ", \"audio\": ";
+        appendAudioJson(out, *report.audio);
+    }
     out += ", \"status\": 0";
     if (!report.warnings.empty()) {
         out += ", \"warnings\": [";
-        for (size_t i = 0; i < report.warnings.size(); ++i)
-            out += (i ? ", " : "") + jsonString(report.warnings[i]);
+        for (size_t i = 0; i < report.warnings.size(); ++i) {
+            out += i ? ", " : "";
+            appendJsonString(out, report.warnings[i]);
+        }
         out += "]";
     }
     out += ", \"values\": {";
@@ -194,7 +256,9 @@ std::string reportAsJson(const FileReport &report)
         if (!first)
             out += ", ";
         first = false;
-        out += jsonString(entry.info->constantName) + ": " + valueAsJson(entry.value);
+        appendJsonString(out, entry.info->constantName);
+        out += ": ";
+        appendValueJson(out, entry.value);
     }
     return out + "}}";
 }

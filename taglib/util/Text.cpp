@@ -71,18 +71,25 @@ bool isValidUtf8(std::string_view text)
 
 std::string sanitizeUtf8(std::string_view text)
 {
+    // Valid runs are copied whole, not a code point at a time: nearly all text is valid, and
+    // every value read passes through here.
     std::string out;
     out.reserve(text.size());
+    size_t run = 0;
     for (size_t i = 0; i < text.size();) {
+        if (static_cast<uint8_t>(text[i]) < 0x80) {
+            ++i;
+            continue;
+        }
         uint32_t cp;
-        size_t start = i;
-        if (decodeUtf8(text, i, cp)) {
-            out.append(text.substr(start, i - start));
-        } else {
+        const size_t start = i;
+        if (!decodeUtf8(text, i, cp)) {
+            out.append(text.substr(run, start - run));
             appendUtf8(out, 0xFFFD);
-            i = start + 1;
+            i = run = start + 1;
         }
     }
+    out.append(text.substr(run));
     return out;
 }
 

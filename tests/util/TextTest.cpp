@@ -56,5 +56,5 @@ TEST(Text, LineEndingsAndUtf8Repair)
     EXPECT_EQ(convertLineEndings("a\nb\r\nc\rd", 2), "a\r\nb\r\nc\r\nd");
     EXPECT_EQ(convertLineEndings("a\r\nb\r\n\n", 3), "a\nb\n\n");
     EXPECT_TRUE(isValidUtf8("plain \xC3\xA9") && !isValidUtf8("bad \xFF"));
-    EXPECT_EQ(sanitizeUtf8("a\xFF" "b"), "a\xEF\xBF\xBD" "b");
+    EXPECT_EQ(sanitizeUtf8("\xC3\xA9" "a\xFF\xFE" "b\xE2\x82"), "\xC3\xA9" "a\uFFFD\uFFFD" "b\uFFFD\uFFFD");
 }
