@@ -3,6 +3,7 @@
 #include "FileOps.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -77,6 +78,28 @@ MediaFileStatus File::readAt(uint64_t offset, std::span<uint8_t> out) const
 
 MediaFileStatus File::readUpTo(uint64_t offset, size_t count, std::vector<uint8_t> *out) const
 {
+    // A small read asks for the bytes and keeps what came, without asking the size first: the
+    // readers make several of these per file, and the extra call was a visible share of an
+    // open. Larger ones size their buffer to the file.
+    constexpr size_t kDirectLimit = 16 * 1024;
+    if (count <= kDirectLimit && offset <= uint64_t(INT64_MAX) - kDirectLimit) {
+        std::vector<uint8_t> bytes(count);
+        size_t done = 0;
+        while (done < count) {
+            ssize_t n = ::pread(fd_, bytes.data() + done, count - done, static_cast<off_t>(offset + done));
+            if (n < 0) {
+                if (errno == EINTR)
+                    continue;
+                return statusFromErrno();
+            }
+            if (n == 0)
+                break;
+            done += static_cast<size_t>(n);
+        }
+        bytes.resize(done);
+        *out = std::move(bytes);
+        return kMediaFileNoErr;
+    }
     uint64_t total = 0;
     if (MediaFileStatus status = size(&total))
         return status;
