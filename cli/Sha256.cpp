@@ -67,6 +67,7 @@ __attribute__((target("sha,sse4.1"))) void compressShaNi(State &h, const uint8_t
         __m128i w[4];
         for (int i = 0; i < 4; ++i)
             w[i] = _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i *>(data + 16 * i)), bigEndian);
+#pragma GCC unroll 16
         for (int g = 0; g < 16; ++g) {
             if (g >= 4) {
                 const __m128i &older = w[g & 3], &old = w[(g + 1) & 3], &recent = w[(g + 2) & 3], &last = w[(g + 3) & 3];
