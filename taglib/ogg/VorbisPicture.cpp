@@ -12,6 +12,20 @@ namespace {
 
 constexpr char kBase64Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
+// Every byte's six-bit value, or what else it is. A table rather than a search of the alphabet
+// per character: a 30 KB cover is looked at by each of the three picture getters.
+constexpr uint8_t kBase64Space = 0xFD, kBase64Pad = 0xFE, kBase64Invalid = 0xFF;
+constexpr std::array<uint8_t, 256> kBase64Values = [] {
+    std::array<uint8_t, 256> values{};
+    values.fill(kBase64Invalid);
+    for (uint8_t i = 0; i < 64; ++i)
+        values[static_cast<uint8_t>(kBase64Alphabet[i])] = i;
+    for (char c : {' ', '\n', '\r', '\t'})
+        values[static_cast<uint8_t>(c)] = kBase64Space;
+    values['='] = kBase64Pad;
+    return values;
+}();
+
 bool readCounted(util::ByteReader &reader, std::string &out)
 {
     uint32_t length = 0;
@@ -157,16 +171,16 @@ std::optional<std::vector<uint8_t>> base64Decode(std::string_view text)
     int bits = 0;
     bool padding = false;
     for (char c : text) {
-        if (c == ' ' || c == '\n' || c == '\r' || c == '\t')
+        const uint8_t value = kBase64Values[static_cast<uint8_t>(c)];
+        if (value == kBase64Space)
             continue;
-        if (c == '=') {
+        if (value == kBase64Pad) {
             padding = true;
             continue;
         }
-        const char *at = std::char_traits<char>::find(kBase64Alphabet, 64, c);
-        if (!at || padding)
+        if (value == kBase64Invalid || padding)
             return std::nullopt;
-        group = group << 6 | static_cast<uint32_t>(at - kBase64Alphabet);
+        group = group << 6 | value;
         bits += 6;
         if (bits >= 8) {
             bits -= 8;

@@ -179,3 +179,25 @@ TEST(VorbisCommentNames, EachPictureSlotWritesItsType)
         }
     }
 }
+
+// METADATA_BLOCK_PICTURE text: white space passed over, padding only at the end, anything
+// outside the alphabet refused; every byte value (so every letter of the alphabet) round-trips.
+TEST(VorbisPicture, Base64Decode)
+{
+    using std::string_view_literals::operator""sv;
+    const std::pair<std::string_view, std::optional<std::string_view>> rows[] = {
+        {"", ""},           {"TWFu", "Man"},          {"TWE=", "Ma"},        {"TQ==", "M"},         {" TW\nF u\r\t", "Man"},
+        {"TWFu=", "Man"},   {"TW=Fu", std::nullopt}, {"TW*u", std::nullopt}, {"TW\0u"sv, std::nullopt}, {"TW\xC3u", std::nullopt},
+    };
+    for (const auto &[text, expected] : rows) {
+        std::optional<std::vector<uint8_t>> decoded = vorbis::base64Decode(text);
+        ASSERT_EQ(decoded.has_value(), expected.has_value()) << text;
+        if (expected) {
+            EXPECT_EQ(std::string(decoded->begin(), decoded->end()), *expected) << text;
+        }
+    }
+    std::vector<uint8_t> every(256);
+    for (size_t i = 0; i < every.size(); ++i)
+        every[i] = static_cast<uint8_t>(i);
+    EXPECT_EQ(vorbis::base64Decode(vorbis::base64Encode(every)), every);
+}
