@@ -188,6 +188,7 @@ TEST(VorbisPicture, Base64Decode)
     const std::pair<std::string_view, std::optional<std::string_view>> rows[] = {
         {"", ""},           {"TWFu", "Man"},          {"TWE=", "Ma"},        {"TQ==", "M"},         {" TW\nF u\r\t", "Man"},
         {"TWFu=", "Man"},   {"TW=Fu", std::nullopt}, {"TW*u", std::nullopt}, {"TW\0u"sv, std::nullopt}, {"TW\xC3u", std::nullopt},
+        {"TWFuTWE=", "ManMa"}, {"T\nWFuTWFu", "ManMan"}, {"TWFuTW*u", std::nullopt},
     };
     for (const auto &[text, expected] : rows) {
         std::optional<std::vector<uint8_t>> decoded = vorbis::base64Decode(text);
