@@ -157,6 +157,10 @@ private:
             return kMediaFileErrUnsupported;
         std::optional<vorbis::Picture> first;
         for (const ogg::CommentValue &entry : ogg::findComments(*file_->comment.get(), vorbis::kPictureComment)) {
+            // A picture of another type counts only as the first stand-in, so once that is
+            // found, or for a slot without one, its type is all that is decoded of it.
+            if ((first || !slot->firstWhenAbsent) && !mayBeOfType(entry.value, slot->type))
+                continue;
             std::optional<vorbis::Picture> picture = decode(entry.value);
             if (!picture)
                 continue;
@@ -209,6 +213,18 @@ private:
     {
         std::optional<std::vector<uint8_t>> bytes = vorbis::base64Decode(text);
         return bytes ? vorbis::parsePicture(*bytes) : std::nullopt;
+    }
+
+    // False only when the text is surely not a picture of the type: its first letters decode
+    // to another type, or do not decode (then neither does the whole).
+    static bool mayBeOfType(std::string_view text, uint32_t type)
+    {
+        std::optional<std::vector<uint8_t>> head = vorbis::base64Decode(text.substr(0, 8));
+        if (!head)
+            return false;
+        if (head->size() < 4)
+            return true;
+        return (uint32_t((*head)[0]) << 24 | uint32_t((*head)[1]) << 16 | uint32_t((*head)[2]) << 8 | (*head)[3]) == type;
     }
 
     // The handler's own code for running out of memory.

@@ -176,6 +176,13 @@ TEST(VorbisCommentNames, EachPictureSlotWritesItsType)
             EXPECT_EQ(peerEntries(flac, path, true), std::vector<std::string>{type});
             OpenFile file(path, kMediaFileFlagInterop);
             EXPECT_EQ(file.data(id), bytes);
+            // The front cover's slot alone takes another type's picture as its stand-in.
+            for (const auto &[other, otherImage, otherType] : kPictureCases) {
+                if (other == id)
+                    continue;
+                MediaFileStatus status = 0;
+                EXPECT_EQ(file.data(other, &status), other == kMediaFileDataIDArtwork ? bytes : Bytes()) << MediaFileGetDataIDName(other) << " " << status;
+            }
         }
     }
 }
