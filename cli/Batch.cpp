@@ -178,7 +178,7 @@ std::vector<std::string> batchFiles(const std::vector<std::string> &arguments, c
     for (const std::string &message : list.errors)
         printError(message);
     *folderErrors = !list.errors.empty();
-    return distinctFiles(std::move(list.files));
+    return distinctFiles(std::move(list));
 }
 
 int runBatch(const std::vector<std::string> &arguments, const BatchOptions &options, const Job &job, const Emit &emit)

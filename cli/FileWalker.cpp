@@ -38,8 +38,10 @@ void walk(const fs::path &folder, FileList *list)
             continue;
         if (entry.is_directory(statusError))
             walk(entry.path(), list);
-        else if (entry.is_regular_file(statusError) && isMediaFile(entry.path().string()))
+        else if (entry.is_regular_file(statusError) && isMediaFile(entry.path().string())) {
             list->files.push_back(entry.path().string());
+            list->identities.emplace_back();
+        }
     }
 }
 
@@ -53,15 +55,18 @@ bool isMediaFile(const std::string &path)
     return kind != kMediaFileTypeUnsupported && kind != kMediaFileTypeWMA;
 }
 
-std::vector<std::string> distinctFiles(std::vector<std::string> files)
+std::vector<std::string> distinctFiles(FileList list)
 {
     std::set<std::pair<dev_t, ino_t>> seen;
     std::vector<std::string> kept;
-    kept.reserve(files.size());
-    for (std::string &file : files) {
+    kept.reserve(list.files.size());
+    for (size_t i = 0; i < list.files.size(); ++i) {
+        FileList::Identity identity = list.identities[i];
         struct stat st {};
-        if (stat(file.c_str(), &st) != 0 || seen.insert({st.st_dev, st.st_ino}).second)
-            kept.push_back(std::move(file));
+        if (!identity.known && stat(list.files[i].c_str(), &st) == 0)
+            identity = {true, st.st_dev, st.st_ino};
+        if (!identity.known || seen.insert({identity.device, identity.inode}).second)
+            kept.push_back(std::move(list.files[i]));
     }
     return kept;
 }
@@ -70,9 +75,11 @@ FileList expandFileArguments(const std::vector<std::string> &arguments, bool rec
 {
     FileList list;
     for (const std::string &argument : arguments) {
-        std::error_code error;
-        if (!fs::is_directory(argument, error)) {
+        struct stat st {};
+        const bool found = stat(argument.c_str(), &st) == 0;
+        if (!found || !S_ISDIR(st.st_mode)) {
             list.files.push_back(argument);
+            list.identities.push_back({found, st.st_dev, st.st_ino});
         } else if (!recursive) {
             list.errors.push_back(argument + ": is a folder (use -r to go through it)");
         } else {

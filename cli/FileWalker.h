@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace kestrabel::cli {
@@ -9,6 +10,14 @@ namespace kestrabel::cli {
 struct FileList {
     std::vector<std::string> files;
     std::vector<std::string> errors; // complete messages, one per folder that could not be read
+    // Beside each file, its device and inode where the look-up that told it from a folder
+    // found them; distinctFiles then need not look the file up again.
+    struct Identity {
+        bool known = false;
+        dev_t device = 0;
+        ino_t inode = 0;
+    };
+    std::vector<Identity> identities;
 };
 
 // Files are kept as given (a missing one fails later, when it is opened). A folder is refused
@@ -20,7 +29,7 @@ FileList expandFileArguments(const std::vector<std::string> &arguments, bool rec
 // links, "..", overlapping folders or a name given twice), so that no file is worked on twice
 // and no two workers ever save one file. Names that cannot be looked up are kept; they fail
 // when they are opened.
-std::vector<std::string> distinctFiles(std::vector<std::string> files);
+std::vector<std::string> distinctFiles(FileList list);
 
 // Whether kind detection makes the file a kind that opens.
 bool isMediaFile(const std::string &path);
