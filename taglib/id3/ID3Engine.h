@@ -24,6 +24,9 @@ public:
 private:
     const util::File *file_ = nullptr;
     std::span<const uint8_t> bytes_;
+    // A source lives for one read of a file opened read-only, so its size is asked once.
+    mutable uint64_t fileSize_ = 0;
+    mutable bool fileSizeKnown_ = false;
 };
 
 // The ID3v2 tag at the start of the source, then the ID3v1 tag at its end merged in.

@@ -145,9 +145,12 @@ uint32_t fileKindForPath(const char *path)
 
 MediaFileStatus TagSource::size(uint64_t *out) const
 {
-    if (file_)
-        return util::fileSize(*file_, out);
-    *out = bytes_.size();
+    if (file_ && !fileSizeKnown_) {
+        if (MediaFileStatus status = util::fileSize(*file_, &fileSize_))
+            return status;
+        fileSizeKnown_ = true;
+    }
+    *out = file_ ? fileSize_ : bytes_.size();
     return kMediaFileNoErr;
 }
 
@@ -252,12 +255,13 @@ MediaFileStatus ID3OpenFile(const char *path, MediaFileFlags readOptions, ID3Tag
         return kMediaFileErrMemory;
     tag->fileKind = fileKindForPath(path);
     tag->rules = &id3RulesFor(readOptions);
-    MediaFileStatus status = ID3ReadTags(TagSource(file), readOptions, *tag);
+    const TagSource source(file);
+    MediaFileStatus status = ID3ReadTags(source, readOptions, *tag);
     if (status && !(readOptions & (kMediaFileFlagStrict | kMediaFileFlagIgnoreTagErrors)))
         return status;
     if (!(readOptions & kMediaFileFlagSkipMPEGInfo) || (readOptions & kMediaFileFlagStrict)) {
         uint64_t size = 0;
-        status = util::fileSize(file, &size);
+        status = source.size(&size);
         if (status == kMediaFileNoErr) {
             tag->audioByteCount = size > tag->parsedTagEnd ? size - tag->parsedTagEnd : 0;
             status = ID3ScanAudio(file, tag->parsedTagEnd, *tag);
