@@ -11,10 +11,12 @@
 
 namespace kestrabel::id3 {
 
-// Where a tag is read from: an open file or a memory image.
+// Where a tag is read from: an open file, through a reader that serves the small reads of an
+// open (header, tag, ID3v1 record, first frame) from one system call where they are near, or a
+// memory image.
 class TagSource {
 public:
-    explicit TagSource(const util::File &file) : file_(&file) {}
+    TagSource(util::CachedReader &reader, uint64_t fileSize) : reader_(&reader), fileSize_(fileSize) {}
     explicit TagSource(std::span<const uint8_t> bytes) : bytes_(bytes) {}
 
     MediaFileStatus size(uint64_t *out) const;
@@ -22,11 +24,9 @@ public:
     MediaFileStatus readAt(uint64_t offset, std::span<uint8_t> out) const;
 
 private:
-    const util::File *file_ = nullptr;
+    util::CachedReader *reader_ = nullptr;
+    uint64_t fileSize_ = 0;
     std::span<const uint8_t> bytes_;
-    // A source lives for one read of a file opened read-only, so its size is asked once.
-    mutable uint64_t fileSize_ = 0;
-    mutable bool fileSizeKnown_ = false;
 };
 
 // The ID3v2 tag at the start of the source, then the ID3v1 tag at its end merged in.

@@ -145,19 +145,14 @@ uint32_t fileKindForPath(const char *path)
 
 MediaFileStatus TagSource::size(uint64_t *out) const
 {
-    if (file_ && !fileSizeKnown_) {
-        if (MediaFileStatus status = util::fileSize(*file_, &fileSize_))
-            return status;
-        fileSizeKnown_ = true;
-    }
-    *out = file_ ? fileSize_ : bytes_.size();
+    *out = reader_ ? fileSize_ : bytes_.size();
     return kMediaFileNoErr;
 }
 
 MediaFileStatus TagSource::readAt(uint64_t offset, std::span<uint8_t> out) const
 {
-    if (file_)
-        return file_->readAt(offset, out);
+    if (reader_)
+        return reader_->readAt(offset, out);
     if (offset > bytes_.size() || out.size() > bytes_.size() - offset)
         return kMediaFileErrShortRead;
     if (!out.empty())
@@ -255,17 +250,16 @@ MediaFileStatus ID3OpenFile(const char *path, MediaFileFlags readOptions, ID3Tag
         return kMediaFileErrMemory;
     tag->fileKind = fileKindForPath(path);
     tag->rules = &id3RulesFor(readOptions);
-    const TagSource source(file);
-    MediaFileStatus status = ID3ReadTags(source, readOptions, *tag);
+    uint64_t size = 0;
+    if (MediaFileStatus status = util::fileSize(file, &size))
+        return status;
+    util::CachedReader reader(file, size);
+    MediaFileStatus status = ID3ReadTags(TagSource(reader, size), readOptions, *tag);
     if (status && !(readOptions & (kMediaFileFlagStrict | kMediaFileFlagIgnoreTagErrors)))
         return status;
     if (!(readOptions & kMediaFileFlagSkipMPEGInfo) || (readOptions & kMediaFileFlagStrict)) {
-        uint64_t size = 0;
-        status = source.size(&size);
-        if (status == kMediaFileNoErr) {
-            tag->audioByteCount = size > tag->parsedTagEnd ? size - tag->parsedTagEnd : 0;
-            status = ID3ScanAudio(file, tag->parsedTagEnd, *tag);
-        }
+        tag->audioByteCount = size > tag->parsedTagEnd ? size - tag->parsedTagEnd : 0;
+        status = ID3ScanAudio(reader, tag->parsedTagEnd, *tag);
         if (status && (readOptions & kMediaFileFlagStrict))
             return status;
     }

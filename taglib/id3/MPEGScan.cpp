@@ -120,13 +120,13 @@ void decodeFrame(std::span<const uint8_t> frame, uint64_t audioByteCount, MPEGIn
     *info = m;
 }
 
-MediaFileStatus ID3ScanAudio(const util::File &file, uint64_t start, ID3Tag &tag)
+MediaFileStatus ID3ScanAudio(util::CachedReader &reader, uint64_t start, ID3Tag &tag)
 {
     tag.mpeg = MPEGInfo{};
     uint64_t offset = start;
     std::vector<uint8_t> block;
     for (;;) {
-        if (MediaFileStatus status = file.readUpTo(offset, kScanBlock, &block))
+        if (MediaFileStatus status = reader.readUpTo(offset, kScanBlock, &block))
             return status;
         if (block.size() < 4)
             return kMediaFileErrTooSmall;
@@ -135,7 +135,7 @@ MediaFileStatus ID3ScanAudio(const util::File &file, uint64_t start, ID3Tag &tag
             if (!isFrameHeader(block.data() + i))
                 continue;
             std::vector<uint8_t> frame;
-            if (MediaFileStatus status = file.readUpTo(offset + i, kXingWindow, &frame))
+            if (MediaFileStatus status = reader.readUpTo(offset + i, kXingWindow, &frame))
                 return status;
             decodeFrame(frame, tag.audioByteCount, &tag.mpeg);
             return kMediaFileNoErr;

@@ -12,7 +12,7 @@ namespace kestrabel::id3 {
 
 // Searches from start byte by byte; kMediaFileErrTooSmall when no frame header is found.
 // tag.audioByteCount must already hold the size of the audio part.
-MediaFileStatus ID3ScanAudio(const util::File &file, uint64_t start, ID3Tag &tag);
+MediaFileStatus ID3ScanAudio(util::CachedReader &reader, uint64_t start, ID3Tag &tag);
 
 // Whether four bytes are an acceptable frame header.
 bool isFrameHeader(const uint8_t *bytes);
