@@ -5,7 +5,6 @@
 #include "util/ByteCursor.h"
 #include "util/File.h"
 
-#include <algorithm>
 #include <array>
 #include <cstring>
 #include <vector>
@@ -130,14 +129,11 @@ MediaFileStatus mpegPropertiesOfFile(const char *path, MediaFileAudioProperties 
     uint64_t size = 0;
     if (MediaFileStatus status = file.size(&size))
         return status;
-    // The size is known, so each read asks for what is there and no more, without asking again.
-    auto readWindow = [&](uint64_t offset, size_t count, std::vector<uint8_t> *bytes) {
-        bytes->resize(offset >= size ? 0 : static_cast<size_t>(std::min<uint64_t>(count, size - offset)));
-        return file.readAt(offset, *bytes);
-    };
+    // The header, the ID3v1 record and the first frames of a small file come from one read.
+    util::CachedReader reader(file, size);
     uint64_t start = 0;
     std::vector<uint8_t> block;
-    if (MediaFileStatus status = readWindow(0, 10, &block))
+    if (MediaFileStatus status = reader.readUpTo(0, 10, &block))
         return status;
     if (block.size() == 10 && std::memcmp(block.data(), "ID3", 3) == 0) {
         const uint64_t tagSize = uint64_t(block[6] & 0x7F) << 21 | uint64_t(block[7] & 0x7F) << 14 |
@@ -149,14 +145,14 @@ MediaFileStatus mpegPropertiesOfFile(const char *path, MediaFileAudioProperties 
     if (start >= size)
         start = 10;
     uint64_t end = size;
-    if (size >= 128 && readWindow(size - 128, 3, &block) == kMediaFileNoErr && block.size() == 3 &&
+    if (size >= 128 && reader.readUpTo(size - 128, 3, &block) == kMediaFileNoErr && block.size() == 3 &&
         std::memcmp(block.data(), "TAG", 3) == 0)
         end = size - 128;
     // The first header that a second one follows where its length says; a lone candidate
     // is taken only when nothing better turns up.
     uint64_t firstCandidate = UINT64_MAX;
     for (uint64_t offset = start; offset < end && offset - start < kSearchLimit;) {
-        if (MediaFileStatus status = readWindow(offset, 64 * 1024 + 4, &block))
+        if (MediaFileStatus status = reader.readUpTo(offset, 64 * 1024 + 4, &block))
             return status;
         if (block.size() < 4)
             break;
@@ -168,12 +164,12 @@ MediaFileStatus mpegPropertiesOfFile(const char *path, MediaFileAudioProperties 
             if (firstCandidate == UINT64_MAX)
                 firstCandidate = at;
             std::vector<uint8_t> next;
-            if (f.length == 0 || readWindow(at + f.length, 4, &next) != kMediaFileNoErr || next.size() < 4)
+            if (f.length == 0 || reader.readUpTo(at + f.length, 4, &next) != kMediaFileNoErr || next.size() < 4)
                 continue;
             Frame following;
             if (!decode(next.data(), &following) || following.sampleRate != f.sampleRate || following.layer != f.layer)
                 continue;
-            if (MediaFileStatus status = readWindow(at, kHeadWindow, &block))
+            if (MediaFileStatus status = reader.readUpTo(at, kHeadWindow, &block))
                 return status;
             return mpegPropertiesFromFrame(block, end - at, out);
         }
@@ -181,7 +177,7 @@ MediaFileStatus mpegPropertiesOfFile(const char *path, MediaFileAudioProperties 
     }
     if (firstCandidate == UINT64_MAX)
         return kMediaFileErrNotFound;
-    if (MediaFileStatus status = readWindow(firstCandidate, kHeadWindow, &block))
+    if (MediaFileStatus status = reader.readUpTo(firstCandidate, kHeadWindow, &block))
         return status;
     return mpegPropertiesFromFrame(block, end - firstCandidate, out);
 }
