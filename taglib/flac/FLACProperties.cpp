@@ -49,29 +49,31 @@ MediaFileStatus flacAudioProperties(const char *path, MediaFileAudioProperties *
     uint64_t size = 0;
     if (MediaFileStatus status = file.size(&size))
         return status;
+    // The block headers of a small file's metadata come from one read, not one each.
+    util::CachedReader reader(file, size);
     std::vector<uint8_t> head;
-    if (MediaFileStatus status = file.readUpTo(0, kID3HeaderSize, &head))
+    if (MediaFileStatus status = reader.readUpTo(0, kID3HeaderSize, &head))
         return status;
     uint64_t at = 0;
     // An ID3v2 tag some taggers put in front, which libFLAC steps over too.
     if (head.size() == kID3HeaderSize && std::memcmp(head.data(), "ID3", 3) == 0)
         at = kID3HeaderSize + (uint64_t(head[6] & 0x7F) << 21 | uint64_t(head[7] & 0x7F) << 14 |
                                uint64_t(head[8] & 0x7F) << 7 | (head[9] & 0x7F));
-    if (MediaFileStatus status = file.readUpTo(at, 4, &head))
+    if (MediaFileStatus status = reader.readUpTo(at, 4, &head))
         return status;
     if (head.size() < 4 || std::memcmp(head.data(), "fLaC", 4) != 0)
         return kMediaFileErrNotFound;
     at += 4;
     std::vector<uint8_t> streamInfo;
     for (int blocks = 0; blocks < kMaxBlocks; ++blocks) {
-        if (MediaFileStatus status = file.readUpTo(at, 4, &head))
+        if (MediaFileStatus status = reader.readUpTo(at, 4, &head))
             return status;
         if (head.size() < 4)
             return kMediaFileErrNotFound;
         const bool last = head[0] & 0x80;
         const uint32_t length = uint32_t(head[1]) << 16 | uint32_t(head[2]) << 8 | head[3];
         if ((head[0] & 0x7F) == 0 && streamInfo.empty())
-            if (MediaFileStatus status = file.readUpTo(at + 4, kStreamInfoSize, &streamInfo))
+            if (MediaFileStatus status = reader.readUpTo(at + 4, kStreamInfoSize, &streamInfo))
                 return status;
         at += 4 + uint64_t(length);
         if (last)
