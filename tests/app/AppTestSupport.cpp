@@ -121,10 +121,10 @@ QJsonObject trackEntry(const QString &trackId, const QString &title, const QStri
     return entry;
 }
 
-QString fileTag(const QString &path, int dataID)
+QString fileTag(const QString &path, int dataID, uint32_t flags)
 {
     MediaFileRef ref = nullptr;
-    if (MediaFileOpen(path.toUtf8().constData(), &ref, 0) != 0)
+    if (MediaFileOpen(path.toUtf8().constData(), &ref, flags) != 0)
         return {};
     char *text = nullptr;
     QString value;

@@ -44,8 +44,9 @@ QString copyDemoTrack(const QString &name, const QString &folder, const QString 
 QJsonObject trackEntry(const QString &trackId, const QString &title, const QString &artist, const QString &album,
                        const QString &genre, const QString &filePath = {});
 
-// Reads one text value of a file with the tag library; null when it has none.
-QString fileTag(const QString &path, int dataID);
+// Reads one text value of a file with the tag library (classic rules unless flags say otherwise);
+// null when it has none.
+QString fileTag(const QString &path, int dataID, uint32_t flags = 0);
 
 // Empties the application's settings and registers the defaults again.
 void resetSettings();

@@ -1,20 +1,18 @@
 // The whole application as a user meets it: an X server (Xvfb) with a compositor (xcompmgr), mpv
 // with its MPRIS plugin and Audacious both playing the sample album, and the kestrabel program. The
 // window must show the playing track, a title typed into it must land in that player's file while
-// both play on, and the hot key sent with xdotool must hide and show it. With KESTRABEL_SCREENSHOT set to a path, the
-// window is photographed there for the documentation.
+// both play on, and the hot key sent with xdotool must hide and show it. With KESTRABEL_SCREENSHOT
+// set to a path, the window is photographed there for the documentation.
 #include "AppTestSupport.h"
 
 #include <kestrabel/MediaFile.h>
 
 #include <QDBusArgument>
 #include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusVariant>
 #include <QDBusConnectionInterface>
+#include <QDBusVariant>
 #include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QStandardPaths>
@@ -23,378 +21,277 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <vector>
-
 using namespace kestrabel;
+using namespace Qt::StringLiterals;
+using apptest::ChildProcess;
+using apptest::waitUntil;
 
 namespace {
 
 constexpr int kWaitMs = 15000;
 
+#define SKIP_WITHOUT(...)                                                                            \
+    for (const char *tool : {__VA_ARGS__})                                                           \
+        if (QStandardPaths::findExecutable(QLatin1String(tool)).isEmpty())                           \
+            GTEST_SKIP() << tool << " is not installed";                                             \
+    if (!apptest::privateBusRunning())                                                               \
+    GTEST_SKIP() << "no dbus-daemon for a private bus"
+
 QString run(const QString &program, const QStringList &arguments, const QString &display)
 {
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("DISPLAY"), display);
+    environment.insert(u"DISPLAY"_s, display);
     process.setProcessEnvironment(environment);
     process.start(program, arguments);
-    if (!process.waitForFinished(kWaitMs))
-        return {};
-    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+    return process.waitForFinished(kWaitMs) ? QString::fromUtf8(process.readAllStandardOutput()).trimmed() : QString();
 }
 
-QVariant mprisProperty(const QString &service, const QString &name)
+QVariant call(const QString &service, const QString &path, const QString &interface, const QString &method,
+              const QVariantList &arguments = {})
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(service, QStringLiteral("/org/mpris/MediaPlayer2"),
-                                                       QStringLiteral("org.freedesktop.DBus.Properties"),
-                                                       QStringLiteral("Get"));
-    call << QStringLiteral("org.mpris.MediaPlayer2.Player") << name;
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 5000);
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
-        return {};
-    return reply.arguments().constFirst().value<QDBusVariant>().variant();
+    QDBusMessage message = QDBusMessage::createMethodCall(service, path, interface, method);
+    message.setArguments(arguments);
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(message, QDBus::Block, 5000);
+    return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0) : QVariant();
+}
+
+QVariant mpris(const QString &service, const QString &name)
+{
+    return call(service, u"/org/mpris/MediaPlayer2"_s, u"org.freedesktop.DBus.Properties"_s, u"Get"_s,
+                {u"org.mpris.MediaPlayer2.Player"_s, name})
+        .value<QDBusVariant>()
+        .variant();
 }
 
 QString playingFile(const QString &service)
 {
-    const QDBusArgument argument = mprisProperty(service, QStringLiteral("Metadata")).value<QDBusArgument>();
-    const QVariantMap metadata = qdbus_cast<QVariantMap>(argument);
-    return QUrl(metadata.value(QStringLiteral("xesam:url")).toString()).toLocalFile();
-}
-
-QVariant applicationCall(const QString &method)
-{
-    const QDBusMessage call = QDBusMessage::createMethodCall(
-        QStringLiteral("org.kestrabel.Kestrabel"), QStringLiteral("/org/kestrabel/Kestrabel"),
-        QStringLiteral("org.kestrabel.Kestrabel"), method);
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, 5000);
-    return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0) : QVariant();
-}
-
-struct Geometry {
-    int x = 0, y = 0, width = 0, height = 0;
-};
-
-Geometry windowGeometry(const QString &display)
-{
-    const QString ids = run(QStringLiteral("xdotool"),
-                            {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"),
-                             QStringLiteral("^Kestrabel$")},
-                            display);
-    const QString id = ids.section(QLatin1Char('\n'), 0, 0);
-    if (id.isEmpty())
-        return {};
-    const QString shell = run(QStringLiteral("xdotool"),
-                              {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), id}, display);
-    const auto value = [&](const char *key) {
-        const QRegularExpression line(QStringLiteral("^%1=(-?\\d+)$").arg(QLatin1String(key)),
-                                      QRegularExpression::MultilineOption);
-        return line.match(shell).captured(1).toInt();
-    };
-    return {value("X"), value("Y"), value("WIDTH"), value("HEIGHT")};
-}
-
-void writeSettings(const QString &config)
-{
-    // The window stays up until the hot key hides it; no update check.
-    QDir().mkpath(config + QStringLiteral("/Kestrabel"));
-    QFile settings(config + QStringLiteral("/Kestrabel/Kestrabel.conf"));
-    if (settings.open(QIODevice::WriteOnly))
-        settings.write("[General]\nkWindowShowStyle=0\nkDontCheckForUpdatesKey=true\n");
-}
-
-bool skipWithout(std::initializer_list<const char *> tools, std::string *missing)
-{
-    for (const char *tool : tools) {
-        if (QStandardPaths::findExecutable(QLatin1String(tool)).isEmpty()) {
-            *missing = std::string(tool) + " is not installed";
-            return true;
-        }
-    }
-    if (!apptest::privateBusRunning()) {
-        *missing = "no dbus-daemon for a private bus";
-        return true;
-    }
-    return false;
-}
-
-QStringList mprisServices()
-{
-    QStringList services;
-    for (const QString &name : QDBusConnection::sessionBus().interface()->registeredServiceNames().value())
-        if (name.startsWith(QLatin1String("org.mpris.MediaPlayer2.")))
-            services << name;
-    return services;
+    const QVariantMap metadata = qdbus_cast<QVariantMap>(mpris(service, u"Metadata"_s).value<QDBusArgument>());
+    return QUrl(metadata.value(u"xesam:url"_s).toString()).toLocalFile();
 }
 
 double positionSeconds(const QString &service)
 {
-    return mprisProperty(service, QStringLiteral("Position")).toLongLong() / 1e6;
+    return mpris(service, u"Position"_s).toLongLong() / 1e6;
 }
 
-QVariant mprisCall(const QString &service, const QString &interface, const QString &method)
+QVariant application(const QString &method)
 {
-    const QDBusMessage call =
-        QDBusMessage::createMethodCall(service, QStringLiteral("/org/mpris/MediaPlayer2"), interface, method);
-    return QDBusConnection::sessionBus().call(call, QDBus::Block, 5000).arguments().value(0);
+    return call(u"org.kestrabel.Kestrabel"_s, u"/org/kestrabel/Kestrabel"_s, u"org.kestrabel.Kestrabel"_s, method);
+}
+
+QStringList mprisServices()
+{
+    return QDBusConnection::sessionBus().interface()->registeredServiceNames().value().filter(
+        QRegularExpression(u"^org\\.mpris\\.MediaPlayer2\\."_s));
+}
+
+// The window's X, Y, WIDTH and HEIGHT as xdotool tells them; zeros while there is none.
+QList<int> windowGeometry(const QString &display)
+{
+    const QString shell = run(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Kestrabel$"_s,
+                                             u"getwindowgeometry"_s, u"--shell"_s, u"%1"_s}, display);
+    QList<int> values;
+    for (const char *key : {"X", "Y", "WIDTH", "HEIGHT"})
+        values << QRegularExpression(u"^%1=(-?\\d+)$"_s.arg(QLatin1String(key)), QRegularExpression::MultilineOption)
+                      .match(shell).captured(1).toInt();
+    return values;
+}
+
+// Settings of the test's own: the window stays up until the hot key hides it; no update check.
+QStringList applicationEnvironment(const QString &display, const QString &folder)
+{
+    const QString config = folder + u"/config"_s;
+    QDir().mkpath(config + u"/Kestrabel"_s);
+    QFile settings(config + u"/Kestrabel/Kestrabel.conf"_s);
+    if (settings.open(QIODevice::WriteOnly))
+        settings.write("[General]\nkWindowShowStyle=0\nkDontCheckForUpdatesKey=true\n");
+    return {u"DISPLAY="_s + display, u"QT_QPA_PLATFORM=xcb"_s, u"XDG_CONFIG_HOME="_s + config};
 }
 
 // Audacious has no null output, and no sound device is here: its SDL output on SDL's dummy driver
 // plays in real time. The output is chosen in the plugin registry Audacious writes at its first
 // start, so it starts once with nothing to play, quits, and starts again with the registry edited.
-std::unique_ptr<apptest::ChildProcess> startAudacious(const QString &config, const QString &file)
+// One file, repeated: like mpv's --loop-file, the position comes back near 0 without a track change.
+std::unique_ptr<ChildProcess> startAudacious(const QString &config, const QString &file)
 {
-    const QString service = QStringLiteral("org.mpris.MediaPlayer2.audacious");
-    const QStringList environment{QStringLiteral("XDG_CONFIG_HOME=") + config, QStringLiteral("SDL_AUDIODRIVER=dummy")};
-    QDir().mkpath(config + QStringLiteral("/audacious"));
-    QFile settings(config + QStringLiteral("/audacious/config"));
-    if (!settings.open(QIODevice::WriteOnly))
+    const QString service = u"org.mpris.MediaPlayer2.audacious"_s;
+    const QStringList environment{u"XDG_CONFIG_HOME="_s + config, u"SDL_AUDIODRIVER=dummy"_s};
+    QDir().mkpath(config + u"/audacious"_s);
+    QFile settings(config + u"/audacious/config"_s);
+    if (!settings.open(QIODevice::WriteOnly) || settings.write("[audacious]\nrepeat=TRUE\n") < 0)
         return nullptr;
-    // One file, repeated: like mpv's --loop-file, the position comes back near 0 without a track change.
-    settings.write("[audacious]\nrepeat=TRUE\n");
     settings.close();
     {
-        apptest::ChildProcess first(QStringLiteral("audacious"), {QStringLiteral("--headless")}, environment);
-        if (!apptest::waitUntil([&] { return apptest::busNameRegistered(service); }, kWaitMs))
+        ChildProcess first(u"audacious"_s, {u"--headless"_s}, environment);
+        if (!waitUntil([&] { return apptest::busNameRegistered(service); }, kWaitMs))
             return nullptr;
-        mprisCall(service, QStringLiteral("org.mpris.MediaPlayer2"), QStringLiteral("Quit"));
-        apptest::waitUntil([&] { return !first.running(); }, kWaitMs);
+        call(service, u"/org/mpris/MediaPlayer2"_s, u"org.mpris.MediaPlayer2"_s, u"Quit"_s);
+        waitUntil([&] { return !first.running(); }, kWaitMs);
     }
-    QFile registry(config + QStringLiteral("/audacious/plugin-registry"));
-    if (!registry.open(QIODevice::ReadOnly))
+    QFile registry(config + u"/audacious/plugin-registry"_s);
+    if (!registry.open(QIODevice::ReadWrite))
         return nullptr;
-    QStringList lines = QString::fromUtf8(registry.readAll()).split(QLatin1Char('\n'));
-    registry.close();
+    QStringList lines = QString::fromUtf8(registry.readAll()).split(u'\n');
     QString section;
     for (QString &line : lines) {
-        if (line.section(QLatin1Char(' '), 1, 1).startsWith(QLatin1Char('/')))
+        if (line.section(u' ', 1, 1).startsWith(u'/'))
             section = line;
-        if (section.startsWith(QLatin1String("output ")) && line.startsWith(QLatin1String("enabled ")))
-            line = section.contains(QLatin1String("/sdlout.")) ? QStringLiteral("enabled 1") : QStringLiteral("enabled 0");
+        if (section.startsWith(u"output "_s) && line.startsWith(u"enabled "_s))
+            line = section.contains(u"/sdlout."_s) ? u"enabled 1"_s : u"enabled 0"_s;
     }
-    if (!registry.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return nullptr;
-    registry.write(lines.join(QLatin1Char('\n')).toUtf8());
+    registry.resize(0);
+    registry.write(lines.join(u'\n').toUtf8());
     registry.close();
-    auto player = std::make_unique<apptest::ChildProcess>(QStringLiteral("audacious"),
-                                                         QStringList{QStringLiteral("--headless"), file}, environment);
-    if (!apptest::waitUntil([&] { return positionSeconds(service) > 0.5; }, kWaitMs))
-        return nullptr;
-    return player;
+    auto player = std::make_unique<ChildProcess>(u"audacious"_s, QStringList{u"--headless"_s, file}, environment);
+    return waitUntil([&] { return positionSeconds(service) > 0.5; }, kWaitMs) ? std::move(player) : nullptr;
 }
 
 // Two real players play at once, mpv and Audacious, each with its own copy of the album; the
 // window shows one of them, and an edit must pause, write and resume exactly that one.
 TEST(EndToEnd, WindowFollowsMpvEditsTheFileAndAnswersTheHotKey)
 {
-    std::string missing;
-    if (skipWithout({"Xvfb", "xcompmgr", "mpv", "audacious", "xdotool", "import"}, &missing))
-        GTEST_SKIP() << missing;
-
+    SKIP_WITHOUT("Xvfb", "xcompmgr", "mpv", "audacious", "xdotool", "import");
     QString display;
     const auto xvfb = apptest::startXvfb(&display);
     ASSERT_NE(xvfb, nullptr);
-    const QStringList displayEnvironment{QStringLiteral("DISPLAY=") + display};
-    apptest::ChildProcess compositor(QStringLiteral("xcompmgr"), {}, displayEnvironment);
+    ChildProcess compositor(u"xcompmgr"_s, {}, {u"DISPLAY="_s + display});
     ASSERT_TRUE(compositor.started());
-
     QTemporaryDir folder;
-    std::vector<std::unique_ptr<apptest::ChildProcess>> players;
-    for (const QString &copy : {QStringLiteral("mpv"), QStringLiteral("audacious")}) {
-        const QString album = folder.filePath(copy);
-        QDir().mkpath(album);
+    std::vector<std::unique_ptr<ChildProcess>> players;
+    for (const QString &copy : {u"mpv"_s, u"audacious"_s}) {
+        QDir().mkpath(folder.filePath(copy));
         QStringList tracks;
-        for (const QString &name : {QStringLiteral("01 Hovering.mp3"), QStringLiteral("02 Stoop.mp3")})
-            tracks << apptest::copyDemoTrack(name, album);
-        if (copy == QLatin1String("audacious")) {
-            players.push_back(startAudacious(folder.filePath(QStringLiteral("audacious-config")), tracks.first()));
+        for (const QString &name : {u"01 Hovering.mp3"_s, u"02 Stoop.mp3"_s})
+            tracks << apptest::copyDemoTrack(name, folder.filePath(copy));
+        if (copy == u"mpv"_s) {
+            players.push_back(std::make_unique<ChildProcess>(
+                u"mpv"_s, QStringList{u"--no-video"_s, u"--no-terminal"_s, u"--force-window=no"_s, u"--ao=null"_s, u"--loop-file=inf"_s, u"--"_s} + tracks,
+                QStringList{u"DISPLAY="_s + display}));
+            ASSERT_TRUE(waitUntil([&] { return mprisServices().size() == 1; }, kWaitMs)) << "no mpv-mpris on the bus";
+        } else {
+            players.push_back(startAudacious(folder.filePath(u"audacious-config"_s), tracks.first()));
             ASSERT_NE(players.back(), nullptr) << "Audacious did not play headless";
-            continue;
         }
-        players.push_back(std::make_unique<apptest::ChildProcess>(
-            QStringLiteral("mpv"),
-            QStringList{QStringLiteral("--no-video"), QStringLiteral("--no-terminal"), QStringLiteral("--force-window=no"),
-                        QStringLiteral("--ao=null"), QStringLiteral("--loop-file=inf"), QStringLiteral("--")}
-                + tracks,
-            displayEnvironment));
-        ASSERT_TRUE(players.back()->started());
-        ASSERT_TRUE(apptest::waitUntil([&] { return mprisServices().size() == 1; }, kWaitMs))
-            << "mpv-mpris did not appear on the bus";
     }
-
-    const QString config = folder.filePath(QStringLiteral("config"));
-    writeSettings(config);
-    apptest::ChildProcess application(QStringLiteral(KESTRABEL_APP_PATH), {},
-                                      {QStringLiteral("DISPLAY=") + display, QStringLiteral("QT_QPA_PLATFORM=xcb"),
-                                       QStringLiteral("XDG_CONFIG_HOME=") + config});
-    ASSERT_TRUE(application.started());
-    ASSERT_TRUE(apptest::waitUntil([&] { return apptest::busNameRegistered(QStringLiteral("org.kestrabel.Kestrabel")); },
-                                   kWaitMs));
+    const QStringList environment = applicationEnvironment(display, folder.path());
+    ChildProcess app(QStringLiteral(KESTRABEL_APP_PATH), {}, environment);
+    ASSERT_TRUE(app.started());
 
     // The window shows the track of one of the two players.
-    QString shownService;
-    ASSERT_TRUE(apptest::waitUntil(
-        [&] {
-            shownService = applicationCall(QStringLiteral("ShownPlayer")).toString();
-            const QStringList shown = applicationCall(QStringLiteral("ShownTrack")).toStringList();
-            return mprisServices().contains(shownService) && !shown.isEmpty() &&
-                   shown.first() == apptest::fileTag(playingFile(shownService), kMediaFileDataIDTitle) &&
-                   applicationCall(QStringLiteral("IsWindowVisible")).toBool();
-        },
-        kWaitMs));
-    QString otherService;
-    for (const QString &service : mprisServices())
-        if (service != shownService)
-            otherService = service;
-    const QStringList shown = applicationCall(QStringLiteral("ShownTrack")).toStringList();
-    EXPECT_EQ(shown.value(1), QStringLiteral("The Kestrabel Ensemble"));
-    EXPECT_EQ(shown.value(2), QStringLiteral("Demo Flight"));
-
-    Geometry window;
-    ASSERT_TRUE(apptest::waitUntil([&] { return (window = windowGeometry(display)).width > 0; }, kWaitMs));
+    QString shown;
+    ASSERT_TRUE(waitUntil([&] {
+        shown = application(u"ShownPlayer"_s).toString();
+        const QStringList track = application(u"ShownTrack"_s).toStringList();
+        return mprisServices().contains(shown) && application(u"IsWindowVisible"_s).toBool() &&
+               track.value(0) == apptest::fileTag(playingFile(shown), kMediaFileDataIDTitle) &&
+               track.mid(1, 2) == QStringList{u"The Kestrabel Ensemble"_s, u"Demo Flight"_s};
+    }, kWaitMs));
+    const QString other = mprisServices().at(mprisServices().at(0) == shown ? 1 : 0);
+    QList<int> window;
+    ASSERT_TRUE(waitUntil([&] { return (window = windowGeometry(display)).value(2) > 0; }, kWaitMs));
     apptest::spinEvents(800);
-    std::unique_ptr<apptest::ChildProcess> backdrop;
+    std::unique_ptr<ChildProcess> backdrop;
     if (const QString shot = qEnvironmentVariable("KESTRABEL_SCREENSHOT"); !shot.isEmpty()) {
         // A light desktop behind the window, as most users have: a plain light window under it.
-        backdrop = std::make_unique<apptest::ChildProcess>(
-            QStringLiteral("display"),
-            QStringList{QStringLiteral("-geometry"), QStringLiteral("+0+0"), QStringLiteral("-size"),
-                        QStringLiteral("2000x1400"), QStringLiteral("xc:#e9ecf1")},
-            displayEnvironment);
+        backdrop = std::make_unique<ChildProcess>(
+            u"display"_s, QStringList{u"-geometry"_s, u"+0+0"_s, u"-size"_s, u"2000x1400"_s, u"xc:#e9ecf1"_s},
+            QStringList{u"DISPLAY="_s + display});
         apptest::spinEvents(1500);
-        applicationCall(QStringLiteral("Toggle"));
-        applicationCall(QStringLiteral("Toggle"));
+        application(u"Toggle"_s);
+        application(u"Toggle"_s);
         apptest::spinEvents(1500);
-        const QString crop = QStringLiteral("%1x%2+%3+%4")
-                                 .arg(window.width + 40)
-                                 .arg(window.height + 40)
-                                 .arg(std::max(0, window.x - 20))
-                                 .arg(std::max(0, window.y - 20));
-        run(QStringLiteral("import"),
-            {QStringLiteral("-window"), QStringLiteral("root"), QStringLiteral("-crop"), crop, QStringLiteral("+repage"),
-             shot},
-            display);
+        const QString crop = u"%1x%2+%3+%4"_s.arg(window[2] + 40).arg(window[3] + 40).arg(std::max(0, window[0] - 20))
+                                 .arg(std::max(0, window[1] - 20));
+        run(u"import"_s, {u"-window"_s, u"root"_s, u"-crop"_s, crop, u"+repage"_s, shot}, display);
         EXPECT_TRUE(QFile::exists(shot));
     }
 
-    // Type a new title into the title field, the first row of the fields, early in the track
-    // (each file loops), so that the position after the edit can be told from a restart.
-    const QString file = playingFile(shownService);
-    const QString otherFile = playingFile(otherService);
-    ASSERT_FALSE(file.isEmpty());
-    ASSERT_FALSE(otherFile.isEmpty());
+    // A new title into the title field, the first row of the fields, early in the track (each file
+    // loops), so that the position after the edit can be told from a restart.
+    const QString file = playingFile(shown), otherFile = playingFile(other);
     const QString otherTitle = apptest::fileTag(otherFile, kMediaFileDataIDTitle);
-    const QString newTitle = QStringLiteral("Typed Under Xvfb");
-    const int fieldX = window.x + window.width * 6 / 10;
-    const int fieldY = window.y + 31;
-    run(QStringLiteral("xdotool"),
-        {QStringLiteral("mousemove"), QString::number(fieldX), QString::number(fieldY), QStringLiteral("click"),
-         QStringLiteral("1")},
-        display);
-    run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("ctrl+a")}, display);
-    run(QStringLiteral("xdotool"), {QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("20"), newTitle},
-        display);
-    ASSERT_TRUE(apptest::waitUntil([&] { return positionSeconds(shownService) < 4.0; }, kWaitMs));
-    const double before = positionSeconds(shownService);
+    ASSERT_FALSE(file.isEmpty() || otherFile.isEmpty());
+    run(u"xdotool"_s, {u"mousemove"_s, QString::number(window[0] + window[2] * 6 / 10), QString::number(window[1] + 31),
+                       u"click"_s, u"1"_s}, display);
+    run(u"xdotool"_s, {u"key"_s, u"ctrl+a"_s}, display);
+    run(u"xdotool"_s, {u"type"_s, u"--delay"_s, u"20"_s, u"Typed Under Xvfb"_s}, display);
+    ASSERT_TRUE(waitUntil([&] { return positionSeconds(shown) < 4.0; }, kWaitMs));
+    const double before = positionSeconds(shown);
     QElapsedTimer elapsed;
     elapsed.start();
-    run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("Return")}, display);
-    EXPECT_TRUE(apptest::waitUntil([&] { return apptest::fileTag(file, kMediaFileDataIDTitle) == newTitle; }, kWaitMs))
-        << "title of " << file.toStdString() << " is "
-        << apptest::fileTag(file, kMediaFileDataIDTitle).toStdString();
-    for (const QString &service : {shownService, otherService})
-        EXPECT_TRUE(apptest::waitUntil(
-            [&] { return mprisProperty(service, QStringLiteral("PlaybackStatus")).toString() == QLatin1String("Playing"); },
-            kWaitMs))
+    run(u"xdotool"_s, {u"key"_s, u"Return"_s}, display);
+    EXPECT_TRUE(waitUntil([&] { return apptest::fileTag(file, kMediaFileDataIDTitle) == u"Typed Under Xvfb"_s; }, kWaitMs));
+    for (const QString &service : {shown, other})
+        EXPECT_TRUE(waitUntil([&] { return mpris(service, u"PlaybackStatus"_s) == u"Playing"_s; }, kWaitMs))
             << service.toStdString();
-    const double after = positionSeconds(shownService);
     // Resumed where it was paused: no restart, and no more than the time the edit took.
+    const double after = positionSeconds(shown);
     EXPECT_GE(after, before - 1.0);
     EXPECT_LE(after, before + elapsed.elapsed() / 1000.0 + 1.0);
-    EXPECT_EQ(playingFile(shownService), file);
+    EXPECT_EQ(playingFile(shown), file);
     EXPECT_EQ(apptest::fileTag(otherFile, kMediaFileDataIDTitle), otherTitle);
     for (const auto &player : players)
         EXPECT_TRUE(player->running());
 
-    // The hot key hides the window and brings it back.
-    run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("super+Escape")}, display);
-    EXPECT_TRUE(apptest::waitUntil([&] { return !applicationCall(QStringLiteral("IsWindowVisible")).toBool(); }, kWaitMs));
-    run(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("super+Escape")}, display);
-    EXPECT_TRUE(apptest::waitUntil([&] { return applicationCall(QStringLiteral("IsWindowVisible")).toBool(); }, kWaitMs));
-
-    // A second start toggles the first one's window instead of opening another.
+    // The hot key hides the window and brings it back; a second start, with --toggle or without,
+    // toggles the first one's window instead of opening another.
     QProcess second;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("DISPLAY"), display);
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config);
-    second.setProcessEnvironment(environment);
-    second.start(QStringLiteral(KESTRABEL_APP_PATH), {QStringLiteral("--toggle")});
-    ASSERT_TRUE(second.waitForFinished(kWaitMs));
-    EXPECT_EQ(second.exitCode(), 0);
-    EXPECT_TRUE(apptest::waitUntil([&] { return !applicationCall(QStringLiteral("IsWindowVisible")).toBool(); }, kWaitMs));
-    // A plain second start does the same and leaves.
-    second.start(QStringLiteral(KESTRABEL_APP_PATH), {});
-    ASSERT_TRUE(second.waitForFinished(kWaitMs));
-    EXPECT_EQ(second.exitCode(), 0);
-    EXPECT_TRUE(apptest::waitUntil([&] { return applicationCall(QStringLiteral("IsWindowVisible")).toBool(); }, kWaitMs));
-    EXPECT_TRUE(application.running());
+    QProcessEnvironment secondEnvironment = QProcessEnvironment::systemEnvironment();
+    for (const QString &variable : environment)
+        secondEnvironment.insert(variable.section(u'=', 0, 0), variable.section(u'=', 1));
+    second.setProcessEnvironment(secondEnvironment);
+    for (const char *how : {"hot key", "hot key", "--toggle", ""}) {
+        const bool visible = application(u"IsWindowVisible"_s).toBool();
+        if (*how == 'h') {
+            run(u"xdotool"_s, {u"key"_s, u"super+Escape"_s}, display);
+        } else {
+            second.start(QStringLiteral(KESTRABEL_APP_PATH), *how ? QStringList{QLatin1String(how)} : QStringList{});
+            ASSERT_TRUE(second.waitForFinished(kWaitMs));
+            EXPECT_EQ(second.exitCode(), 0);
+        }
+        EXPECT_TRUE(waitUntil([&] { return application(u"IsWindowVisible"_s).toBool() != visible; }, kWaitMs)) << how;
+    }
+    EXPECT_TRUE(app.running());
 }
 
 // --help and --version answer on a terminal without any display.
 TEST(EndToEnd, HelpAndVersionNeedNoDisplay)
 {
-    const struct {
-        const char *option;
-        const char *shown;
-    } rows[] = {{"--help", "--toggle"}, {"--version", "Kestrabel "}, {"-h", "--demo"}};
-    for (const auto &row : rows) {
+    for (const auto &[option, shown] : {std::pair{"--help", "--toggle"}, {"--version", "Kestrabel "}, {"-h", "--demo"}}) {
         QProcess process;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
             environment.remove(QLatin1String(name));
         process.setProcessEnvironment(environment);
-        process.start(QStringLiteral(KESTRABEL_APP_PATH), {QLatin1String(row.option)});
-        ASSERT_TRUE(process.waitForFinished(kWaitMs)) << row.option;
-        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << row.option;
-        EXPECT_EQ(process.exitCode(), 0) << row.option;
-        EXPECT_TRUE(process.readAllStandardOutput().contains(row.shown)) << row.option;
+        process.start(QStringLiteral(KESTRABEL_APP_PATH), {QLatin1String(option)});
+        ASSERT_TRUE(process.waitForFinished(kWaitMs)) << option;
+        EXPECT_TRUE(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0) << option;
+        EXPECT_TRUE(process.readAllStandardOutput().contains(shown)) << option;
     }
 }
 
+// The demo plays a copy of the sample album in mpv and removes it when it ends.
 TEST(EndToEnd, DemoPlaysTheSampleAlbumAndCleansUpWhenEnded)
 {
-    std::string missing;
-    if (skipWithout({"Xvfb", "mpv"}, &missing))
-        GTEST_SKIP() << missing;
+    SKIP_WITHOUT("Xvfb", "mpv");
     QString display;
     const auto xvfb = apptest::startXvfb(&display);
     ASSERT_NE(xvfb, nullptr);
-
     QTemporaryDir folder;
-    const QString config = folder.filePath(QStringLiteral("config"));
-    writeSettings(config);
-    const QString temporary = folder.filePath(QStringLiteral("tmp"));
+    const QString temporary = folder.filePath(u"tmp"_s);
     QDir().mkpath(temporary);
-    apptest::ChildProcess application(QStringLiteral(KESTRABEL_APP_PATH), {QStringLiteral("--demo")},
-                                      {QStringLiteral("DISPLAY=") + display, QStringLiteral("QT_QPA_PLATFORM=xcb"),
-                                       QStringLiteral("XDG_CONFIG_HOME=") + config,
-                                       QStringLiteral("TMPDIR=") + temporary});
-    ASSERT_TRUE(application.started());
-    const QString mpvService = QStringLiteral("org.mpris.MediaPlayer2.mpv");
-    ASSERT_TRUE(apptest::waitUntil([&] { return apptest::busNameRegistered(mpvService); }, kWaitMs));
-    ASSERT_TRUE(apptest::waitUntil(
-        [&] {
-            return applicationCall(QStringLiteral("ShownTrack")).toStringList().value(2) == QLatin1String("Demo Flight");
-        },
-        kWaitMs));
-    // mpv plays the copy, not the bundled album.
-    EXPECT_TRUE(playingFile(mpvService).startsWith(temporary));
-
-    application.process().terminate();
-    ASSERT_TRUE(application.process().waitForFinished(kWaitMs));
-    EXPECT_EQ(application.process().exitStatus(), QProcess::NormalExit);
-    EXPECT_TRUE(apptest::waitUntil([&] { return !apptest::busNameRegistered(mpvService); }, kWaitMs));
+    ChildProcess app(QStringLiteral(KESTRABEL_APP_PATH), {u"--demo"_s},
+                     applicationEnvironment(display, folder.path()) + QStringList{u"TMPDIR="_s + temporary});
+    ASSERT_TRUE(app.started());
+    const QString mpv = u"org.mpris.MediaPlayer2.mpv"_s;
+    ASSERT_TRUE(waitUntil([&] { return apptest::busNameRegistered(mpv); }, kWaitMs));
+    ASSERT_TRUE(waitUntil([&] { return application(u"ShownTrack"_s).toStringList().value(2) == u"Demo Flight"_s; }, kWaitMs));
+    EXPECT_TRUE(playingFile(mpv).startsWith(temporary));
+    app.process().terminate();
+    ASSERT_TRUE(app.process().waitForFinished(kWaitMs));
+    EXPECT_EQ(app.process().exitStatus(), QProcess::NormalExit);
+    EXPECT_TRUE(waitUntil([&] { return !apptest::busNameRegistered(mpv); }, kWaitMs));
     EXPECT_TRUE(QDir(temporary).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot));
 }
 

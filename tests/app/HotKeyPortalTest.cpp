@@ -10,9 +10,6 @@
 #include "ShortcutPortal.h"
 
 #include <QDBusArgument>
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
@@ -116,17 +113,15 @@ private:
     QDBusConnection bus_;
 };
 
-struct HotKeyCase {
+// Row: the session, the portal and the stored key → the hot key's status and the preferences' note.
+constexpr struct {
     const char *situation;
     bool wayland;
     Portal portal;
     int keyCode;
     GlobalHotKey::Status expected;
-    // What the preferences' note must say.
     const char *note;
-};
-
-constexpr HotKeyCase kCases[] = {
+} kCases[] = {
     {"no hot key wanted", true, Portal::Grants, 0, GlobalHotKey::Status::NotSet, "No hot key"},
     {"neither X11 nor Wayland", false, Portal::Grants, 53, GlobalHotKey::Status::Unavailable, "kestrabel --toggle"},
     {"Wayland without a portal", true, Portal::Absent, 53, GlobalHotKey::Status::Unavailable, "kestrabel --toggle"},
@@ -140,7 +135,7 @@ TEST(HotKeySource, FollowsTheSessionAndTheDesktopPortal)
 {
     if (!apptest::privateBusRunning())
         GTEST_SKIP() << "dbus-daemon is not available";
-    for (const HotKeyCase &row : kCases) {
+    for (const auto &row : kCases) {
         SCOPED_TRACE(row.situation);
         apptest::resetSettings();
         UserDefaults::setInteger(row.keyCode, kShowWindowKeyCode);
@@ -175,15 +170,6 @@ TEST(HotKeySource, FollowsTheSessionAndTheDesktopPortal)
         controller.reset();
         EXPECT_TRUE(apptest::waitUntil([&] { return portal->closed; }));
     }
-}
-
-TEST(HotKeySource, TriggerNamesTheKeysymAndTheModifiers)
-{
-    EXPECT_EQ(ShortcutPortal::triggerFor(53, hotKeyModifierMask(kCommandKeyBit, 0)), "LOGO+Escape");
-    EXPECT_EQ(ShortcutPortal::triggerFor(116, hotKeyModifierMask(kOptionKeyBit, kControlKeyBit)), "CTRL+ALT+Page_Up");
-    EXPECT_EQ(ShortcutPortal::triggerFor(11, hotKeyModifierMask(kShiftKeyBit, 0)), "SHIFT+b");
-    EXPECT_EQ(ShortcutPortal::triggerFor(49, hotKeyModifierMask(0, 0)), "space");
-    EXPECT_EQ(ShortcutPortal::triggerFor(999, 0), "");
 }
 
 } // namespace

@@ -14,7 +14,6 @@
 #include <QLineEdit>
 #include <QPixmap>
 #include <QPlainTextEdit>
-#include <QSignalSpy>
 #include <QSlider>
 #include <QTabWidget>
 #include <QTest>
@@ -35,12 +34,6 @@ protected:
 
 QStringList capturedWarnings;
 
-void captureWarnings(QtMsgType type, const QMessageLogContext &, const QString &message)
-{
-    if (type == QtWarningMsg)
-        capturedWarnings << message;
-}
-
 // Row: what is stored under a key (nothing: the registered default or the getter's own) → what
 // each getter reads.
 TEST_F(Preferences, GettersReadStoredValuesDefaultsAndNumbersStoredAsText)
@@ -53,7 +46,6 @@ TEST_F(Preferences, GettersReadStoredValuesDefaultsAndNumbersStoredAsText)
         Read read;
         QVariant expected;
     } rows[] = {
-        {kWindowShowStyle, {}, [] { return UserDefaults::integerForKey(kWindowShowStyle); }, 1},
         {kWindowShowStyle, {}, [] { return UserDefaults::integerForKey(kWindowShowStyle, 5); }, 1},
         {kWindowShowStyle, 0, [] { return UserDefaults::integerForKey(kWindowShowStyle); }, 0},
         {kSecondsToShowWindow, {}, [] { return UserDefaults::floatForKey(kSecondsToShowWindow); }, 8.0f},
@@ -101,33 +93,26 @@ TEST_F(Preferences, GettersReadStoredValuesDefaultsAndNumbersStoredAsText)
     EXPECT_TRUE(QFile::exists(file));
 }
 
-TEST_F(Preferences, PanelShowsTheStoredValues)
+TEST_F(Preferences, PanelShowsTheStoredValuesAndWritesAChangeWithBothNotificationsInOrder)
 {
     UserDefaults::setInteger(0, kWindowShowStyle);
     UserDefaults::setFloat(12.7f, kSecondsToShowWindow);
-    UserDefaults::setBool(true, kDontCheckForUpdatesKey);
     UserDefaults::setInteger(122, kShowWindowKeyCode);
     UserDefaults::setInteger(12, kShowWindowKeyModifierKeyCode1);
     UserDefaults::setInteger(9, kShowWindowKeyModifierKeyCode2);
-
-    auto *panel = new PreferencesWindowController;
-    QWidget *window = panel->window();
-    EXPECT_EQ(window->findChild<RadioMatrix *>(QStringLiteral("_matrixWindowShowStyle"))->selectedRow(), 0);
-    EXPECT_EQ(window->findChild<QLineEdit *>(QStringLiteral("_textFieldSecondsToShow"))->text(), QStringLiteral("12"));
-    EXPECT_TRUE(window->findChild<QCheckBox *>(QStringLiteral("_checkBoxDontCheckForUpdates"))->isChecked());
-    auto *key = window->findChild<QComboBox *>(QStringLiteral("_popUpButtonKeyComboKey"));
-    EXPECT_EQ(tagOfSelectedItem(key), 122);
-    EXPECT_EQ(key->currentText(), QStringLiteral("F1"));
-    EXPECT_EQ(tagOfSelectedItem(window->findChild<QComboBox *>(QStringLiteral("_popUpButtonKeyCombo1"))), 12);
-    EXPECT_EQ(tagOfSelectedItem(window->findChild<QComboBox *>(QStringLiteral("_popUpButtonKeyCombo2"))), 9);
-    delete panel;
-}
-
-TEST_F(Preferences, PanelChangeWritesEverythingAndPostsBothNotificationsInOrder)
-{
     auto *panel = new PreferencesWindowController;
     QWidget *window = panel->window();
     window->show();
+    const auto popUp = [&](const char *name) { return window->findChild<QComboBox *>(QLatin1String(name)); };
+    auto *seconds = window->findChild<QLineEdit *>(QStringLiteral("_textFieldSecondsToShow"));
+    auto *style = window->findChild<RadioMatrix *>(QStringLiteral("_matrixWindowShowStyle"));
+    auto *dontCheck = window->findChild<QCheckBox *>(QStringLiteral("_checkBoxDontCheckForUpdates"));
+    EXPECT_EQ(style->selectedRow(), 0);
+    EXPECT_EQ(seconds->text(), QStringLiteral("12"));
+    EXPECT_FALSE(dontCheck->isChecked());
+    EXPECT_EQ(popUp("_popUpButtonKeyComboKey")->currentText(), QStringLiteral("F1"));
+    EXPECT_EQ(tagOfSelectedItem(popUp("_popUpButtonKeyCombo1")), 12);
+    EXPECT_EQ(tagOfSelectedItem(popUp("_popUpButtonKeyCombo2")), 9);
 
     QStringList order;
     PreferenceNotifier &center = PreferenceNotifier::defaultCenter();
@@ -135,88 +120,38 @@ TEST_F(Preferences, PanelChangeWritesEverythingAndPostsBothNotificationsInOrder)
                               [&] { order << QStringLiteral("modifiers"); });
     auto b = QObject::connect(&center, &PreferenceNotifier::kNotification_WindowShowParametersChangedKey,
                               [&] { order << QStringLiteral("parameters"); });
-
-    selectItemWithTag(window->findChild<QComboBox *>(QStringLiteral("_popUpButtonKeyComboKey")), 101);
-    selectItemWithTag(window->findChild<QComboBox *>(QStringLiteral("_popUpButtonKeyCombo1")), 11);
-    selectItemWithTag(window->findChild<QComboBox *>(QStringLiteral("_popUpButtonKeyCombo2")), 0);
-    window->findChild<QLineEdit *>(QStringLiteral("_textFieldSecondsToShow"))->setText(QStringLiteral("3.5"));
-    window->findChild<RadioMatrix *>(QStringLiteral("_matrixWindowShowStyle"))->selectCellAtRow(0);
+    selectItemWithTag(popUp("_popUpButtonKeyComboKey"), 101);
+    selectItemWithTag(popUp("_popUpButtonKeyCombo1"), 11);
+    selectItemWithTag(popUp("_popUpButtonKeyCombo2"), 0);
+    seconds->setText(QStringLiteral("3.5"));
+    style->selectCellAtRow(1);
     // The user's click is the action that writes.
-    QTest::mouseClick(window->findChild<QCheckBox *>(QStringLiteral("_checkBoxDontCheckForUpdates")), Qt::LeftButton);
-
+    QTest::mouseClick(dontCheck, Qt::LeftButton);
+    QObject::disconnect(a);
+    QObject::disconnect(b);
     EXPECT_EQ(order, (QStringList{QStringLiteral("modifiers"), QStringLiteral("parameters")}));
     EXPECT_TRUE(UserDefaults::boolForKey(kDontCheckForUpdatesKey));
     EXPECT_EQ(UserDefaults::integerForKey(kShowWindowKeyCode), 101);
     EXPECT_EQ(UserDefaults::integerForKey(kShowWindowKeyModifierKeyCode1), 11);
     EXPECT_EQ(UserDefaults::integerForKey(kShowWindowKeyModifierKeyCode2), 0);
-    EXPECT_EQ(UserDefaults::integerForKey(kWindowShowStyle), 0);
+    EXPECT_EQ(UserDefaults::integerForKey(kWindowShowStyle), 1);
     EXPECT_FLOAT_EQ(UserDefaults::floatForKey(kSecondsToShowWindow), 3.5f);
-    // Written to the file, not only held in memory.
     EXPECT_TRUE(QSettings(UserDefaults::standardUserDefaults()->fileName(), QSettings::IniFormat)
                     .contains(kShowWindowKeyCode));
-
     // A new panel reads the seconds back whole.
-    auto *second = new PreferencesWindowController;
-    EXPECT_EQ(second->window()->findChild<QLineEdit *>(QStringLiteral("_textFieldSecondsToShow"))->text(),
+    PreferencesWindowController second;
+    EXPECT_EQ(second.window()->findChild<QLineEdit *>(QStringLiteral("_textFieldSecondsToShow"))->text(),
               QStringLiteral("3"));
-    delete second;
-
-    QObject::disconnect(a);
-    QObject::disconnect(b);
     QPointer<PreferencesWindowController> gone(panel);
     panel->OKButtonClicked();
     EXPECT_TRUE(apptest::waitUntil([&] { return gone.isNull(); }, 2000));
 }
 
-// The text typed goes first, an earlier copy of it is dropped, and ten entries are kept.
-TEST_F(Preferences, ComboBoxHistoryPutsTheTextFirstWithoutRepeatsAndKeepsTen)
+// Every kind of control through the registry: saved under a window's name, changed, restored.
+TEST_F(Preferences, RegistryRestoresEveryKindOfControl)
 {
-    QComboBox box;
-    box.setEditable(true);
-    QStringList items;
-    for (int i = 1; i <= 12; ++i)
-        items << QStringLiteral("item %1").arg(i);
-    box.addItems(items);
-    box.setEditText(QStringLiteral("item 3"));
-    const QStringList saved = saveAutoSaveObject(&box).toStringList();
-    EXPECT_EQ(saved, QStringList{items[2]} + items.mid(0, 2) + items.mid(3, 7));
-
-    QComboBox restored;
-    restored.setEditable(true);
-    ASSERT_TRUE(restoreAutoSaveObject(&restored, saved));
-    EXPECT_EQ(restored.count(), 10);
-    EXPECT_EQ(restored.currentText(), items[2]);
-}
-
-TEST_F(Preferences, GenreBoxWithItsDataSourceSavesItsText)
-{
-    GenreComboBox genre;
-    genre.awakeFromNib();
-    genre.setStringValue(QStringLiteral("Jazz"));
-    EXPECT_EQ(saveAutoSaveObject(&genre), QVariant(QStringLiteral("Jazz")));
-    ASSERT_TRUE(restoreAutoSaveObject(&genre, QStringLiteral("Techno")));
-    EXPECT_EQ(genre.currentText(), QStringLiteral("Techno"));
-    // The data source's items are untouched by a restore.
-    EXPECT_EQ(genre.count(), 148);
-}
-
-TEST_F(Preferences, PopUpIndexBeyondItsItemsKeepsTheSelection)
-{
-    QComboBox popUp;
-    popUp.addItems({QStringLiteral("one"), QStringLiteral("two"), QStringLiteral("three")});
-    popUp.setCurrentIndex(1);
-    EXPECT_EQ(saveAutoSaveObject(&popUp), QVariant(1));
-    EXPECT_TRUE(restoreAutoSaveObject(&popUp, 7));
-    EXPECT_EQ(popUp.currentIndex(), 1);
-    EXPECT_TRUE(restoreAutoSaveObject(&popUp, 2));
-    EXPECT_EQ(popUp.currentIndex(), 2);
-}
-
-TEST_F(Preferences, RegistryRoundTripThroughTheSettings)
-{
-    const QString name = QStringLiteral("RoundTripWindow");
     QWidget window;
-    setFrameAutosaveName(&window, name);
+    setFrameAutosaveName(&window, QStringLiteral("RoundTripWindow"));
     auto *field = new QLineEdit(QStringLiteral("typed"), &window);
     auto *check = new QCheckBox(&window);
     check->setChecked(true);
@@ -227,27 +162,22 @@ TEST_F(Preferences, RegistryRoundTripThroughTheSettings)
     slider->setValue(42);
     auto *notes = new QPlainTextEdit(QStringLiteral("line one\nline two"), &window);
     auto *tabs = new QTabWidget(&window);
-    auto *first = new QWidget;
-    first->setObjectName(QStringLiteral("first"));
-    auto *second = new QWidget;
-    second->setObjectName(QStringLiteral("second"));
-    tabs->addTab(first, QStringLiteral("1"));
-    tabs->addTab(second, QStringLiteral("2"));
+    for (const char *name : {"first", "second"}) {
+        tabs->addTab(new QWidget, QLatin1String(name));
+        tabs->widget(tabs->count() - 1)->setObjectName(QLatin1String(name));
+    }
     tabs->setCurrentIndex(1);
     auto *image = new QLabel(&window);
     QPixmap pixmap(4, 3);
     pixmap.fill(Qt::red);
     image->setPixmap(pixmap);
-
-    addAutoSaveObjectForWindow(field, &window, QStringLiteral("field"));
-    addAutoSaveObjectForWindow(check, &window, QStringLiteral("check"));
-    addAutoSaveObjectForWindow(matrix, &window, QStringLiteral("matrix"));
-    addAutoSaveObjectForWindow(slider, &window, QStringLiteral("slider"));
-    addAutoSaveObjectForWindow(notes, &window, QStringLiteral("notes"));
-    addAutoSaveObjectForWindow(tabs, &window, QStringLiteral("tabs"));
-    addAutoSaveObjectForWindow(image, &window, QStringLiteral("image"));
+    auto *genre = new GenreComboBox(&window);
+    genre->awakeFromNib();
+    genre->setStringValue(QStringLiteral("Jazz"));
+    const QList<QWidget *> controls{field, check, matrix, slider, notes, tabs, image, genre};
+    for (QWidget *control : controls)
+        addAutoSaveObjectForWindow(control, &window, QString::number(controls.indexOf(control)));
     saveAutoSaveObjectsForWindow(&window);
-
     field->clear();
     check->setChecked(false);
     matrix->selectCellAtRow(0);
@@ -255,65 +185,81 @@ TEST_F(Preferences, RegistryRoundTripThroughTheSettings)
     notes->clear();
     tabs->setCurrentIndex(0);
     image->clear();
+    genre->setStringValue(QStringLiteral("Techno"));
     restoreAutoSaveObjectsForWindow(&window);
-
     EXPECT_EQ(field->text(), QStringLiteral("typed"));
     EXPECT_TRUE(check->isChecked());
     EXPECT_EQ(matrix->selectedRow(), 1);
     EXPECT_EQ(slider->value(), 42);
     EXPECT_EQ(notes->toPlainText(), QStringLiteral("line one\nline two"));
     EXPECT_EQ(tabs->currentIndex(), 1);
-    EXPECT_EQ(image->pixmap().size(), QSize(4, 3));
-    EXPECT_EQ(image->pixmap().toImage().pixelColor(0, 0), QColor(Qt::red));
+    EXPECT_EQ(image->pixmap().toImage().pixelColor(3, 2), QColor(Qt::red));
+    EXPECT_EQ(genre->currentText(), QStringLiteral("Jazz"));
+    // The data source's items are untouched by a restore.
+    EXPECT_EQ(genre->count(), 148);
 }
 
-TEST_F(Preferences, BadStoredValueIsLoggedAndTheOthersAreStillRestored)
+// The edge rules of single controls and of the registry.
+TEST_F(Preferences, RegistryKeepsWhatCannotBeRestoredAndRegistersNothingNameless)
 {
-    const QString name = QStringLiteral("BadValues");
+    // An editable box's history: the text first, an earlier copy of it dropped, ten kept.
+    QComboBox history;
+    history.setEditable(true);
+    QStringList items;
+    for (int i = 1; i <= 12; ++i)
+        items << QStringLiteral("item %1").arg(i);
+    history.addItems(items);
+    history.setEditText(QStringLiteral("item 3"));
+    const QStringList saved = saveAutoSaveObject(&history).toStringList();
+    EXPECT_EQ(saved, QStringList{items[2]} + items.mid(0, 2) + items.mid(3, 7));
+    QComboBox restored;
+    restored.setEditable(true);
+    ASSERT_TRUE(restoreAutoSaveObject(&restored, saved));
+    EXPECT_EQ(restored.count(), 10);
+    EXPECT_EQ(restored.currentText(), items[2]);
+    // A pop-up's index beyond its items keeps the selection.
     QComboBox popUp;
-    popUp.addItems({QStringLiteral("one"), QStringLiteral("two")});
+    popUp.addItems({QStringLiteral("one"), QStringLiteral("two"), QStringLiteral("three")});
     popUp.setCurrentIndex(1);
-    QLineEdit field;
-    addAutoSaveObject(&popUp, name, QStringLiteral("a popup"));
-    addAutoSaveObject(&field, name, QStringLiteral("b field"));
+    EXPECT_EQ(saveAutoSaveObject(&popUp), QVariant(1));
+    EXPECT_TRUE(restoreAutoSaveObject(&popUp, 7));
+    EXPECT_EQ(popUp.currentIndex(), 1);
+
+    // A bad stored value is logged, and the others are still restored.
+    QLineEdit field(QStringLiteral("unchanged"));
+    addAutoSaveObject(&popUp, QStringLiteral("Bad"), QStringLiteral("a popup"));
+    addAutoSaveObject(&field, QStringLiteral("Bad"), QStringLiteral("b field"));
     UserDefaults::setObject(QVariantMap{{QStringLiteral("a popup"), QStringLiteral("not a number")},
                                         {QStringLiteral("b field"), QStringLiteral("restored")}},
-                            name);
-
-    capturedWarnings.clear();
-    const QtMessageHandler previous = qInstallMessageHandler(captureWarnings);
-    restoreAutoSaveObjectsForName(name);
+                            QStringLiteral("Bad"));
+    const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &,
+                                                                const QString &message) {
+        if (type == QtWarningMsg)
+            capturedWarnings << message;
+    });
+    restoreAutoSaveObjectsForName(QStringLiteral("Bad"));
     qInstallMessageHandler(previous);
-
     EXPECT_EQ(popUp.currentIndex(), 1);
     EXPECT_EQ(field.text(), QStringLiteral("restored"));
     EXPECT_TRUE(capturedWarnings.contains(
         QStringLiteral("Exception throwing restoring auto-save preferences. Resetting to defaults.")));
-}
 
-TEST_F(Preferences, NothingIsRegisteredWithoutANameOrAControl)
-{
-    QLineEdit field(QStringLiteral("kept"));
-    addAutoSaveObject(&field, QString(), QStringLiteral("key"));
-    addAutoSaveObject(nullptr, QStringLiteral("NoControl"), QStringLiteral("key"));
-    saveAutoSaveObjectsForName(QStringLiteral("NoControl"));
-    EXPECT_FALSE(UserDefaults::objectForKey(QStringLiteral("NoControl")).isValid());
-    // A window without an auto-save name registers nothing either.
-    QWidget window;
-    addAutoSaveObjectForWindow(&field, &window, QStringLiteral("key"));
-    saveAutoSaveObjectsForWindow(&window);
-    EXPECT_TRUE(UserDefaults::standardUserDefaults()->allKeys().isEmpty());
-}
-
-TEST_F(Preferences, RestoreNeedsBothTheRegistrationAndTheStoredDictionary)
-{
-    QLineEdit field(QStringLiteral("unchanged"));
+    // Restoring needs both the registration and the stored dictionary.
+    field.setText(QStringLiteral("unchanged"));
     addAutoSaveObject(&field, QStringLiteral("NeverSaved"), QStringLiteral("key"));
     restoreAutoSaveObjectsForName(QStringLiteral("NeverSaved"));
-    EXPECT_EQ(field.text(), QStringLiteral("unchanged"));
     UserDefaults::setObject(QVariantMap{{QStringLiteral("key"), QStringLiteral("x")}}, QStringLiteral("Unregistered"));
     restoreAutoSaveObjectsForName(QStringLiteral("Unregistered"));
     EXPECT_EQ(field.text(), QStringLiteral("unchanged"));
+    // Nothing is registered without a name or a control, nor for a window without a name.
+    apptest::resetSettings();
+    addAutoSaveObject(&field, QString(), QStringLiteral("key"));
+    addAutoSaveObject(nullptr, QStringLiteral("NoControl"), QStringLiteral("key"));
+    saveAutoSaveObjectsForName(QStringLiteral("NoControl"));
+    QWidget nameless;
+    addAutoSaveObjectForWindow(&field, &nameless, QStringLiteral("key"));
+    saveAutoSaveObjectsForWindow(&nameless);
+    EXPECT_TRUE(UserDefaults::standardUserDefaults()->allKeys().isEmpty());
 }
 
 } // namespace

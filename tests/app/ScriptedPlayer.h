@@ -6,6 +6,8 @@
 
 #include <QStringList>
 
+#include <functional>
+
 namespace kestrabel::apptest {
 
 class ScriptedPlayer : public player::PlayerConnection {
@@ -34,75 +36,48 @@ public:
     QString copyCurrentTrackPath() override { return running ? path : QString(); }
     bool isPlaying() override { return running && playing; }
     bool isRunning() override { return running; }
+    bool canSetRating() override { return running && canRate; }
+    QString playerIdentity() override { return running ? QStringLiteral("Scripted") : QString(); }
 
     bool play() override { return command(QStringLiteral("play"), [&] { playing = true; }); }
     bool pause() override { return command(QStringLiteral("pause"), [&] { playing = false; }); }
     bool playPause() override { return command(QStringLiteral("playPause"), [&] { playing = !playing; }); }
     bool stop() override { return command(QStringLiteral("stop"), [&] { playing = false; }); }
-    bool nextTrack() override { return command(QStringLiteral("next"), [] {}); }
-    bool previousTrack() override { return command(QStringLiteral("previous"), [] {}); }
-
-    bool canSetRating() override { return running && canRate; }
+    bool nextTrack() override { return command(QStringLiteral("next")); }
+    bool previousTrack() override { return command(QStringLiteral("previous")); }
     bool setCurrentTrackRating(int value) override
     {
         return command(QStringLiteral("rating %1").arg(value), [&] { rating = value; });
     }
-    bool playTrackNamed(const QString &name) override
-    {
-        return command(QStringLiteral("playTrackNamed %1").arg(name), [] {});
-    }
+    bool playTrackNamed(const QString &name) override { return command(QStringLiteral("playTrackNamed ") + name); }
     QStringList copyAlbumTrackNames() override
     {
         log << QStringLiteral("albumTracks");
         return running ? albumTracks : QStringList();
     }
-
     bool launch() override
     {
         log << QStringLiteral("launch");
-        if (launchWorks)
-            running = true;
+        running = running || launchWorks;
         return launchWorks;
     }
     void scanLibraryLocations(bool) override {}
     void refreshTrackAtPath(const QString &) override {}
     void setPreferredPlayer(const QString &) override {}
-    QString playerIdentity() override { return running ? QStringLiteral("Scripted") : QString(); }
-
-    // Back to the answers above, for the next row of a table.
-    void reset(const QString &trackPath)
-    {
-        const ScriptedPlayer fresh;
-        running = fresh.running;
-        playing = fresh.playing;
-        canRate = fresh.canRate;
-        launchWorks = fresh.launchWorks;
-        title = fresh.title;
-        artist = fresh.artist;
-        album = fresh.album;
-        genre = fresh.genre;
-        path = trackPath;
-        rating = fresh.rating;
-        artwork.clear();
-        albumTracks = fresh.albumTracks;
-        log.clear();
-    }
 
     QStringList commands() const
     {
-        QStringList only;
-        for (const QString &entry : log) {
-            if (entry != QLatin1String("albumTracks"))
-                only << entry;
-        }
+        QStringList only = log;
+        only.removeAll(QStringLiteral("albumTracks"));
         return only;
     }
 
 private:
-    template <typename Change> bool command(const QString &name, Change change)
+    // Logged always; carried out only by a running player.
+    bool command(const QString &name, const std::function<void()> &change = {})
     {
         log << name;
-        if (running)
+        if (running && change)
             change();
         return running;
     }

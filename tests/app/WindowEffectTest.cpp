@@ -1,5 +1,4 @@
-// The fade's stage arithmetic and completion rules, the slide's per-stage moves, the borderless
-// window's drag clamp.
+// The fade's stages and completion, the slide's per-stage moves, the borderless window's drag clamp.
 #include "AppTestSupport.h"
 
 #include "CustomWindow.h"
@@ -7,9 +6,7 @@
 #include "WindowEffect.h"
 
 #include <QApplication>
-#include <QGuiApplication>
 #include <QMouseEvent>
-#include <QScreen>
 
 #include <gtest/gtest.h>
 
@@ -17,22 +14,6 @@ using namespace kestrabel;
 using namespace kestrabel::app;
 
 namespace {
-
-// One opacity step of QWidget: it keeps the window's alpha in 256 levels.
-constexpr double kAlphaStep = 1.0 / 255.0;
-
-struct Completion {
-    QObject target;
-    int count = 0;
-    WindowEffect *lastEffect = nullptr;
-    WindowEffect::CompletionSelector selector()
-    {
-        return [this](WindowEffect *effect) {
-            ++count;
-            lastEffect = effect;
-        };
-    }
-};
 
 class Effects : public ::testing::Test {
 protected:
@@ -42,119 +23,90 @@ protected:
         window.move(100, 100);
         window.show();
     }
+    WindowEffect::CompletionSelector counter()
+    {
+        return [this](WindowEffect *) { ++done; };
+    }
     QWidget window;
-    Completion done;
+    QObject target;
+    int done = 0;
 };
 
-TEST_F(Effects, FadeInOfHalfASecondTakesTenStagesThenCompletesOnce)
-{
-    auto effect = TransparencyWindowEffect::create(&window, done.selector(), &done.target);
-    effect->setFadeType(TransparencyWindowEffect::kFadeIn);
-    effect->setEffectLength(0.5f);
-    effect->start();
-    EXPECT_DOUBLE_EQ(window.windowOpacity(), 0.0);
-    EXPECT_FLOAT_EQ(effect->transparencyChangeIncrement(), 0.1f);
-    EXPECT_TRUE(effect->isRunning());
-    for (int stage = 1; stage <= 9; ++stage) {
-        effect->effectStageTimer();
-        EXPECT_EQ(done.count, 0) << "stage " << stage;
-        EXPECT_NEAR(window.windowOpacity(), stage * 0.1, kAlphaStep) << "stage " << stage;
-    }
-    effect->effectStageTimer();
-    EXPECT_EQ(done.count, 1);
-    EXPECT_EQ(done.lastEffect, effect.get());
-    EXPECT_FALSE(effect->isRunning());
-    EXPECT_DOUBLE_EQ(window.windowOpacity(), 1.0);
-}
-
-TEST_F(Effects, FadeOutStepsByTheAlphaOverTwentyTimesTheLength)
-{
-    window.setWindowOpacity(0.6);
-    auto effect = TransparencyWindowEffect::create(&window, done.selector(), &done.target);
-    effect->setFadeType(TransparencyWindowEffect::kFadeOut);
-    effect->setEffectLength(2.0f);
-    effect->start();
-    EXPECT_NEAR(effect->transparencyChangeIncrement(), 0.015f, 1e-6);
-    EXPECT_NEAR(effect->transparency(), 0.6f, 1e-6);
-    effect->effectStageTimer();
-    EXPECT_NEAR(effect->transparency(), 0.585f, 1e-6);
-    EXPECT_NEAR(window.windowOpacity(), 0.585, kAlphaStep);
-    int stages = 1;
-    while (done.count == 0 && stages < 100) {
-        effect->effectStageTimer();
-        ++stages;
-    }
-    // In 32-bit floats forty steps of 0.015 leave a sliver above zero; the forty-first ends it.
-    EXPECT_EQ(stages, 41);
-    EXPECT_EQ(done.count, 1);
-    EXPECT_DOUBLE_EQ(window.windowOpacity(), 0.0);
-}
-
-// Row: the window's opacity and the fade type → whether it completes at once; neither runs on.
-// A fade out of an invisible window never starts and so never completes; an unknown type ends at
-// once.
-TEST_F(Effects, FadesWithNothingToDoDoNotRun)
+// Row: the window's opacity, the fade type and length → the step, the stages until it completes
+// (0: at once, -1: never) and the opacity it ends at. A stage is 1/20 s; in 32-bit floats forty
+// steps of 0.015 leave a sliver above zero, so the forty-first ends that fade.
+TEST_F(Effects, FadeStepsByItsShareOfTheLengthAndCompletesOnce)
 {
     const struct {
         double opacity;
         uint32_t type;
-        int completions;
-    } rows[] = {{0.0, TransparencyWindowEffect::kFadeOut, 0}, {1.0, 0, 1}, {1.0, 3, 1}, {1.0, 99, 1}};
+        float length;
+        float step;
+        int stages;
+        double end;
+    } rows[] = {
+        {0.3, TransparencyWindowEffect::kFadeIn, 0.5f, 0.1f, 10, 1.0},
+        {0.6, TransparencyWindowEffect::kFadeOut, 2.0f, 0.015f, 41, 0.0},
+        {0.0, TransparencyWindowEffect::kFadeOut, 0.5f, 0.0f, -1, 0.0},
+        {1.0, 0, 0.5f, 0.0f, 0, 1.0},
+        {1.0, 3, 0.5f, 0.0f, 0, 1.0},
+        {1.0, 99, 0.5f, 0.0f, 0, 1.0},
+    };
     for (const auto &row : rows) {
-        done.count = 0;
+        SCOPED_TRACE(testing::Message() << row.type << " from " << row.opacity);
+        done = 0;
         window.setWindowOpacity(row.opacity);
-        auto effect = TransparencyWindowEffect::create(&window, done.selector(), &done.target);
+        auto effect = TransparencyWindowEffect::create(&window, counter(), &target);
         effect->setFadeType(row.type);
-        effect->setEffectLength(0.5f);
+        effect->setEffectLength(row.length);
         effect->start();
-        EXPECT_FALSE(effect->isRunning()) << row.type;
-        EXPECT_EQ(done.count, row.completions) << row.type;
-        apptest::spinEvents(50);
-        EXPECT_EQ(done.count, row.completions) << row.type;
+        EXPECT_EQ(effect->isRunning(), row.stages > 0);
+        if (row.stages <= 0) {
+            apptest::spinEvents(60);
+            EXPECT_EQ(done, row.stages == 0 ? 1 : 0);
+            EXPECT_DOUBLE_EQ(window.windowOpacity(), row.end);
+            continue;
+        }
+        EXPECT_NEAR(effect->transparencyChangeIncrement(), row.step, 1e-6);
+        const double first = row.type == TransparencyWindowEffect::kFadeIn ? 0.0 : row.opacity;
+        EXPECT_NEAR(window.windowOpacity(), first, 1.0 / 255);
+        int stages = 0;
+        while (done == 0 && stages < 100) {
+            effect->effectStageTimer();
+            if (++stages == 1) {
+                // QWidget keeps the window's alpha in 256 levels.
+                EXPECT_NEAR(window.windowOpacity(), row.end ? first + row.step : first - row.step, 1.0 / 255);
+            }
+        }
+        EXPECT_EQ(stages, row.stages);
+        EXPECT_EQ(done, 1);
+        EXPECT_FALSE(effect->isRunning());
+        EXPECT_DOUBLE_EQ(window.windowOpacity(), row.end);
     }
 }
 
-TEST_F(Effects, FadeRunsOnItsOwnTimer)
+TEST_F(Effects, FadeRunsOnItsOwnTimerAndAGoneTargetIsNotTold)
 {
-    auto effect = TransparencyWindowEffect::create(&window, done.selector(), &done.target);
+    auto effect = TransparencyWindowEffect::create(&window, counter(), &target);
     effect->setFadeType(TransparencyWindowEffect::kFadeIn);
     effect->setEffectLength(0.5f);
     effect->start();
     // Starting again replaces the stage timer rather than adding a second one.
     effect->start();
-    ASSERT_TRUE(apptest::waitUntil([&] { return done.count > 0; }, 5000));
+    ASSERT_TRUE(apptest::waitUntil([&] { return done > 0; }, 5000));
     apptest::spinEvents(150);
-    EXPECT_EQ(done.count, 1);
-    EXPECT_DOUBLE_EQ(window.windowOpacity(), 1.0);
+    EXPECT_EQ(done, 1);
+    auto gone = std::make_unique<QObject>();
+    auto orphan = TransparencyWindowEffect::create(&window, counter(), gone.get());
+    gone.reset();
+    orphan->start();
+    EXPECT_EQ(done, 1);
 }
 
-TEST_F(Effects, ATargetThatIsGoneIsNotTold)
-{
-    int told = 0;
-    auto target = std::make_unique<QObject>();
-    auto effect = TransparencyWindowEffect::create(&window, [&](WindowEffect *) { ++told; }, target.get());
-    effect->setFadeType(0);
-    target.reset();
-    effect->start();
-    EXPECT_EQ(told, 0);
-}
-
-class Slide : public Effects {
-protected:
-    QPointF origin() const { return bottomUpOrigin(window.pos(), window.size()); }
-    std::unique_ptr<MovePositionWindowEffect> slide(uint32_t direction, uint32_t distance)
-    {
-        auto effect = MovePositionWindowEffect::create(&window, done.selector(), &done.target);
-        effect->setFlyingDirection(direction);
-        effect->setFlightPlan(origin(), distance);
-        return effect;
-    }
-};
-
-// Row: the direction and the distance, stages run → where the window is, what was flown, whether
-// it is done. A stage moves 5 points sideways, 8 up or 10 down; the distance may be reached, not
-// passed; directions without a move stay put.
-TEST_F(Slide, EachDirectionMovesByItsOwnSteps)
+// Row: the direction and the distance, stages run → the move, what was flown, whether it is done.
+// A stage moves 5 points sideways, 8 up or 10 down; the distance may be reached, not passed; a
+// direction without a move stays put, plans no distance when started and ends at its first stage.
+TEST_F(Effects, EachSlideDirectionMovesByItsOwnSteps)
 {
     const struct {
         uint32_t direction;
@@ -177,30 +129,39 @@ TEST_F(Slide, EachDirectionMovesByItsOwnSteps)
     for (const auto &row : rows) {
         SCOPED_TRACE(row.direction);
         window.move(100, 100);
-        done.count = 0;
-        auto effect = slide(row.direction, row.distance);
+        done = 0;
+        auto effect = MovePositionWindowEffect::create(&window, counter(), &target);
+        effect->setFlyingDirection(row.direction);
+        effect->setFlightPlan(bottomUpOrigin(window.pos(), window.size()), row.distance);
         for (int stage = 0; stage < row.stages; ++stage)
             effect->moveWindow();
         EXPECT_EQ(window.pos(), QPoint(100, 100) + row.moved);
-        EXPECT_EQ(done.count, row.done ? 1 : 0);
+        EXPECT_EQ(done, row.done ? 1 : 0);
         EXPECT_EQ(effect->distanceFlown(), row.flown);
         if (!row.moved.isNull())
             continue;
-        // Started, such a direction plans no distance and ends at the first stage.
-        auto started = MovePositionWindowEffect::create(&window, done.selector(), &done.target);
-        started->setFlyingDirection(row.direction);
-        started->start();
-        EXPECT_EQ(started->distanceToFly(), 0u);
-        started->moveWindow();
-        EXPECT_EQ(done.count, 1);
-        EXPECT_FALSE(started->isRunning());
+        effect->start();
+        EXPECT_EQ(effect->distanceToFly(), 0u);
+        effect->moveWindow();
+        EXPECT_EQ(done, 1);
+        EXPECT_FALSE(effect->isRunning());
     }
+    // Started, a slide to the right crosses every screen from the leftmost point.
+    auto across = MovePositionWindowEffect::create(&window, counter(), &target);
+    across->setFlyingDirection(MovePositionWindowEffect::kFlyRight);
+    across->start();
+    EXPECT_EQ(across->distanceToFly(), uint32_t(widthOfAllScreens()));
+    EXPECT_EQ(window.pos().x(), leftmostPointOfAllScreens());
 }
 
-TEST_F(Slide, WaveFollowsTheSineAroundItsBaseLineAndNeverCompletes)
+TEST_F(Effects, WaveFollowsTheSineAroundItsBaseLineAndNeverCompletes)
 {
-    auto effect = MovePositionWindowEffect::create(&window, done.selector(), &done.target);
+    const auto origin = [&] { return bottomUpOrigin(window.pos(), window.size()); };
+    auto effect = MovePositionWindowEffect::create(&window, counter(), &target);
     effect->setFlyingDirection(MovePositionWindowEffect::kWave);
+    effect->prepareFlightPlan(window.size());
+    EXPECT_FLOAT_EQ(effect->waveHeight(), widthOfAllScreens() / 2.0f);
+    EXPECT_LE(effect->waveBaseLine(), mainScreenFrame().height() - effect->waveHeight() / 2.0f);
     effect->setFlightPlan(origin(), 1000, 200.0f, 100.0f);
     const double startX = origin().x();
     effect->moveWindow();
@@ -211,39 +172,16 @@ TEST_F(Slide, WaveFollowsTheSineAroundItsBaseLineAndNeverCompletes)
     EXPECT_NEAR(origin().y(), 102.5, 0.51);
     for (int stage = 0; stage < 300; ++stage)
         effect->moveWindow();
-    EXPECT_EQ(done.count, 0);
-    EXPECT_EQ(effect->distanceFlown(), 0u);
+    EXPECT_EQ(done, 0);
     EXPECT_NEAR(effect->wavePhase(), 302 * 0.05f, 1e-3);
-}
-
-TEST_F(Slide, FlightPlanCrossesAllScreens)
-{
-    auto effect = MovePositionWindowEffect::create(&window, done.selector(), &done.target);
-    effect->setFlyingDirection(MovePositionWindowEffect::kFlyRight);
-    effect->start();
-    EXPECT_EQ(effect->distanceToFly(), static_cast<uint32_t>(widthOfAllScreens()));
-    EXPECT_EQ(window.pos().x(), leftmostPointOfAllScreens());
-    EXPECT_TRUE(effect->isRunning());
-    effect->stop();
-    EXPECT_FALSE(effect->isRunning());
-
-    auto wave = MovePositionWindowEffect::create(&window, done.selector(), &done.target);
-    wave->setFlyingDirection(MovePositionWindowEffect::kWave);
-    wave->prepareFlightPlan(window.size());
-    EXPECT_FLOAT_EQ(wave->waveHeight(), widthOfAllScreens() / 2.0f);
-    EXPECT_LE(wave->waveBaseLine(), mainScreenFrame().height() - wave->waveHeight() / 2.0f);
-}
-
-TEST(RandomInRange, StaysWithinItsBoundsInSixteenBits)
-{
     for (int i = 0; i < 500; ++i) {
         const uint16_t value = randomInRange(10, 20);
-        EXPECT_GE(value, 10);
-        EXPECT_LE(value, 20);
+        ASSERT_TRUE(value >= 10 && value <= 20) << value;
     }
-    EXPECT_EQ(randomInRange(7, 7), 7);
 }
 
+// Row: where the pointer is dragged from the grab → where the window goes; its top stops at the
+// main screen's top.
 TEST(CustomWindowTest, DraggingUpwardsStopsWhereTheTopsOfWindowAndMainScreenMeet)
 {
     CustomWindow window;
@@ -251,24 +189,21 @@ TEST(CustomWindowTest, DraggingUpwardsStopsWhereTheTopsOfWindowAndMainScreenMeet
     const QRect screen = mainScreenFrame();
     window.move(screen.left() + 200, screen.top() + 150);
     window.show();
-
-    const QPoint grab(20, 30);
-    const QPoint grabOnScreen = window.pos() + grab;
-    QMouseEvent press(QEvent::MouseButtonPress, QPointF(grab), QPointF(grabOnScreen), Qt::LeftButton, Qt::LeftButton,
+    const QPoint grab = window.pos() + QPoint(20, 30);
+    QMouseEvent press(QEvent::MouseButtonPress, QPointF(20, 30), QPointF(grab), Qt::LeftButton, Qt::LeftButton,
                       Qt::NoModifier);
     QApplication::sendEvent(&window, &press);
-
-    auto dragTo = [&](QPoint onScreen) {
+    const struct {
+        QPoint drag;
+        QPoint at;
+    } rows[] = {{{-40, -100}, {160, 50}}, {{-400, -500}, {-200, 0}}, {{0, 60}, {200, 210}}};
+    for (const auto &row : rows) {
+        const QPoint onScreen = grab + row.drag;
         QMouseEvent move(QEvent::MouseMove, QPointF(onScreen - window.pos()), QPointF(onScreen), Qt::NoButton,
                          Qt::LeftButton, Qt::NoModifier);
         QApplication::sendEvent(&window, &move);
-    };
-    dragTo(grabOnScreen + QPoint(-40, -100));
-    EXPECT_EQ(window.pos(), QPoint(screen.left() + 160, screen.top() + 50));
-    dragTo(grabOnScreen + QPoint(-400, -500));
-    EXPECT_EQ(window.pos(), QPoint(screen.left() - 200, screen.top()));
-    dragTo(grabOnScreen + QPoint(0, 60));
-    EXPECT_EQ(window.pos(), QPoint(screen.left() + 200, screen.top() + 210));
+        EXPECT_EQ(window.pos(), screen.topLeft() + row.at);
+    }
 }
 
 } // namespace
