@@ -7,12 +7,10 @@
 #include <QApplication>
 #include <QDir>
 #include <QFile>
-#include <QJsonArray>
 #include <QRandomGenerator>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTemporaryDir>
-#include <QUrl>
 
 #include <gtest/gtest.h>
 
@@ -21,13 +19,7 @@
 namespace kestrabel::apptest {
 
 namespace {
-
-QString &displayName()
-{
-    static QString name;
-    return name;
-}
-
+QString displayName;
 } // namespace
 
 int runTests(int argc, char **argv, Display display)
@@ -47,9 +39,9 @@ int runTests(int argc, char **argv, Display display)
 
     std::unique_ptr<ChildProcess> xserver;
     if (display == Display::OwnX11) {
-        xserver = startXvfb(&displayName());
+        xserver = startXvfb(&displayName);
         if (xserver)
-            qputenv("DISPLAY", displayName().toUtf8());
+            qputenv("DISPLAY", displayName.toUtf8());
         qputenv("QT_QPA_PLATFORM", xserver ? "xcb" : "offscreen");
     } else {
         qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -71,7 +63,7 @@ int runTests(int argc, char **argv, Display display)
 
 QString ownDisplay()
 {
-    return displayName();
+    return displayName;
 }
 
 std::unique_ptr<ChildProcess> startXvfb(QString *display)
@@ -102,23 +94,6 @@ QString copyDemoTrack(const QString &name, const QString &folder, const QString 
         return {};
     QFile::setPermissions(target, QFile::ReadOwner | QFile::WriteOwner);
     return target;
-}
-
-QJsonObject trackEntry(const QString &trackId, const QString &title, const QString &artist, const QString &album,
-                       const QString &genre, const QString &filePath)
-{
-    QJsonObject entry{{QStringLiteral("mpris:trackid"), trackId}};
-    if (!title.isNull())
-        entry.insert(QStringLiteral("xesam:title"), title);
-    if (!artist.isNull())
-        entry.insert(QStringLiteral("xesam:artist"), QJsonArray{artist});
-    if (!album.isNull())
-        entry.insert(QStringLiteral("xesam:album"), album);
-    if (!genre.isNull())
-        entry.insert(QStringLiteral("xesam:genre"), QJsonArray{genre});
-    if (!filePath.isEmpty())
-        entry.insert(QStringLiteral("xesam:url"), QUrl::fromLocalFile(filePath).toString());
-    return entry;
 }
 
 QString fileTag(const QString &path, int dataID, uint32_t flags)

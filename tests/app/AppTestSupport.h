@@ -5,7 +5,6 @@
 
 #include "PlayerTestSupport.h"
 
-#include <QJsonObject>
 #include <QString>
 
 #include <memory>
@@ -40,9 +39,6 @@ std::unique_ptr<ChildProcess> startXvfb(QString *display);
 
 // A copy of a sample-album track ("01 Hovering.mp3") in folder.
 QString copyDemoTrack(const QString &name, const QString &folder, const QString &as = {});
-// One entry of the fake's track list.
-QJsonObject trackEntry(const QString &trackId, const QString &title, const QString &artist, const QString &album,
-                       const QString &genre, const QString &filePath = {});
 
 // Reads one text value of a file with the tag library (classic rules unless flags say otherwise);
 // null when it has none.

@@ -4,6 +4,8 @@
 
 #include "PlayerConnection.h"
 
+#include <QDir>
+#include <QFile>
 #include <QStringList>
 
 #include <functional>
@@ -64,6 +66,33 @@ public:
     void scanLibraryLocations(bool) override {}
     void refreshTrackAtPath(const QString &) override {}
     void setPreferredPlayer(const QString &) override {}
+
+    // Changes written as "title=Stoop;path+=.gone;playing=0": a value "-" is null; "folder" puts a
+    // folder in the file's place (permissions do not stop root, a folder stops anyone).
+    void script(const char *changes)
+    {
+        for (const QString &change : QString::fromUtf8(changes).split(QLatin1Char(';'), Qt::SkipEmptyParts)) {
+            const QString key = change.section(QLatin1Char('='), 0, 0), text = change.section(QLatin1Char('='), 1);
+            QString value = text;
+            if (text == QLatin1String("-"))
+                value = QString();
+            else if (text.isEmpty())
+                value = QLatin1String("");
+            if (key == QLatin1String("folder") && QFile::remove(path))
+                QDir().mkdir(path);
+            if (key == QLatin1String("artwork"))
+                artwork = value.toUtf8();
+            for (auto [name, field] : {std::pair{"title", &ScriptedPlayer::title}, {"artist", &ScriptedPlayer::artist},
+                                       {"album", &ScriptedPlayer::album}, {"genre", &ScriptedPlayer::genre},
+                                       {"path", &ScriptedPlayer::path}, {"path+", &ScriptedPlayer::path}})
+                if (key == QLatin1String(name))
+                    this->*field = key.endsWith(QLatin1Char('+')) ? this->*field + value : value;
+            for (auto [name, flag] : {std::pair{"running", &ScriptedPlayer::running}, {"playing", &ScriptedPlayer::playing},
+                                      {"canRate", &ScriptedPlayer::canRate}, {"launchWorks", &ScriptedPlayer::launchWorks}})
+                if (key == QLatin1String(name))
+                    this->*flag = value == QLatin1String("1");
+        }
+    }
 
     QStringList commands() const
     {

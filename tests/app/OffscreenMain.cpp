@@ -1,6 +1,0 @@
-#include "AppTestSupport.h"
-
-int main(int argc, char **argv)
-{
-    return kestrabel::apptest::runTests(argc, argv, kestrabel::apptest::Display::Offscreen);
-}
