@@ -24,6 +24,7 @@
 
 using namespace kestrabel;
 using namespace kestrabel::app;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -54,21 +55,21 @@ TEST_F(Preferences, GettersReadStoredValuesDefaultsAndNumbersStoredAsText)
         {kShowWindowKeyModifierKeyCode2, {}, [] { return UserDefaults::integerForKey(kShowWindowKeyModifierKeyCode2); }, 0},
         {kDontCheckForUpdatesKey, {}, [] { return UserDefaults::boolForKey(kDontCheckForUpdatesKey); }, false},
         {kLastUpdateCheckTimeKey, {}, [] { return UserDefaults::objectForKey(kLastUpdateCheckTimeKey); }, {}},
-        {"unknownKey", {}, [] { return UserDefaults::integerForKey(QStringLiteral("unknownKey"), 5); }, 5},
-        {"unknownKey", {}, [] { return UserDefaults::stringForKey(QStringLiteral("unknownKey"), "x"); }, "x"},
-        {"unknownKey", {}, [] { return UserDefaults::floatForKey(QStringLiteral("unknownKey"), 2.5f); }, 2.5f},
-        {"unknownKey", {}, [=] { return UserDefaults::dateForKey(QStringLiteral("unknownKey"), when); }, when},
-        {"zero", 0, [] { return UserDefaults::integerForKey(QStringLiteral("zero"), 5); }, 0},
-        {"no", false, [] { return UserDefaults::boolForKey(QStringLiteral("no"), true); }, false},
-        {"list", QVariantList{1, 2}, [] { return UserDefaults::arrayForKey(QStringLiteral("list"), {}).size(); }, 2},
+        {"unknownKey", {}, [] { return UserDefaults::integerForKey(u"unknownKey"_s, 5); }, 5},
+        {"unknownKey", {}, [] { return UserDefaults::stringForKey(u"unknownKey"_s, "x"); }, "x"},
+        {"unknownKey", {}, [] { return UserDefaults::floatForKey(u"unknownKey"_s, 2.5f); }, 2.5f},
+        {"unknownKey", {}, [=] { return UserDefaults::dateForKey(u"unknownKey"_s, when); }, when},
+        {"zero", 0, [] { return UserDefaults::integerForKey(u"zero"_s, 5); }, 0},
+        {"no", false, [] { return UserDefaults::boolForKey(u"no"_s, true); }, false},
+        {"list", QVariantList{1, 2}, [] { return UserDefaults::arrayForKey(u"list"_s, {}).size(); }, 2},
         // A float written by the panel is a whole number to the panel, a float to the window.
         {kSecondsToShowWindow, 8.7f, [] { return UserDefaults::integerForKey(kSecondsToShowWindow); }, 8},
         {kSecondsToShowWindow, 8.7f, [] { return UserDefaults::floatForKey(kSecondsToShowWindow); }, 8.7f},
-        {"text", "12.9", [] { return UserDefaults::integerForKey(QStringLiteral("text")); }, 12},
-        {"flag", "true", [] { return UserDefaults::boolForKey(QStringLiteral("flag")); }, true},
-        {"flag", "true", [] { return UserDefaults::integerForKey(QStringLiteral("flag")); }, 1},
-        {"flag", "0", [] { return UserDefaults::boolForKey(QStringLiteral("flag")); }, false},
-        {"huge", "1e99", [] { return UserDefaults::integerForKey(QStringLiteral("huge")); }, 0},
+        {"text", "12.9", [] { return UserDefaults::integerForKey(u"text"_s); }, 12},
+        {"flag", "true", [] { return UserDefaults::boolForKey(u"flag"_s); }, true},
+        {"flag", "true", [] { return UserDefaults::integerForKey(u"flag"_s); }, 1},
+        {"flag", "0", [] { return UserDefaults::boolForKey(u"flag"_s); }, false},
+        {"huge", "1e99", [] { return UserDefaults::integerForKey(u"huge"_s); }, 0},
         {kLastUpdateCheckTimeKey, when, [] { return UserDefaults::dateForKey(kLastUpdateCheckTimeKey); }, when},
     };
     for (const auto &row : rows) {
@@ -89,59 +90,54 @@ TEST_F(Preferences, GettersReadStoredValuesDefaultsAndNumbersStoredAsText)
     UserDefaults::setBool(true, kDontCheckForUpdatesKey);
     UserDefaults::synchronize();
     const QString file = UserDefaults::standardUserDefaults()->fileName();
-    EXPECT_TRUE(file.endsWith(QStringLiteral("/Kestrabel/Kestrabel.conf"))) << file.toStdString();
+    EXPECT_TRUE(file.endsWith(u"/Kestrabel/Kestrabel.conf"_s)) << file.toStdString();
     EXPECT_TRUE(QFile::exists(file));
 }
 
 TEST_F(Preferences, PanelShowsTheStoredValuesAndWritesAChangeWithBothNotificationsInOrder)
 {
-    UserDefaults::setInteger(0, kWindowShowStyle);
+    const auto store = [](std::initializer_list<std::pair<const char *, int>> values) {
+        for (const auto &[key, value] : values)
+            UserDefaults::setInteger(value, QLatin1String(key));
+    };
+    store({{kWindowShowStyle, 0}, {kShowWindowKeyCode, 122}, {kShowWindowKeyModifierKeyCode1, 12}, {kShowWindowKeyModifierKeyCode2, 9}});
     UserDefaults::setFloat(12.7f, kSecondsToShowWindow);
-    UserDefaults::setInteger(122, kShowWindowKeyCode);
-    UserDefaults::setInteger(12, kShowWindowKeyModifierKeyCode1);
-    UserDefaults::setInteger(9, kShowWindowKeyModifierKeyCode2);
     auto *panel = new PreferencesWindowController;
     QWidget *window = panel->window();
     window->show();
     const auto popUp = [&](const char *name) { return window->findChild<QComboBox *>(QLatin1String(name)); };
-    auto *seconds = window->findChild<QLineEdit *>(QStringLiteral("_textFieldSecondsToShow"));
-    auto *style = window->findChild<RadioMatrix *>(QStringLiteral("_matrixWindowShowStyle"));
-    auto *dontCheck = window->findChild<QCheckBox *>(QStringLiteral("_checkBoxDontCheckForUpdates"));
-    EXPECT_EQ(style->selectedRow(), 0);
-    EXPECT_EQ(seconds->text(), QStringLiteral("12"));
-    EXPECT_FALSE(dontCheck->isChecked());
-    EXPECT_EQ(popUp("_popUpButtonKeyComboKey")->currentText(), QStringLiteral("F1"));
-    EXPECT_EQ(tagOfSelectedItem(popUp("_popUpButtonKeyCombo1")), 12);
-    EXPECT_EQ(tagOfSelectedItem(popUp("_popUpButtonKeyCombo2")), 9);
-
+    auto *seconds = window->findChild<QLineEdit *>(u"_textFieldSecondsToShow"_s);
+    auto *style = window->findChild<RadioMatrix *>(u"_matrixWindowShowStyle"_s);
+    auto *dontCheck = window->findChild<QCheckBox *>(u"_checkBoxDontCheckForUpdates"_s);
+    const auto shown = [&] {
+        return QStringList{QString::number(style->selectedRow()), seconds->text(), QString::number(dontCheck->isChecked()),
+                           popUp("_popUpButtonKeyComboKey")->currentText(),
+                           QString::number(tagOfSelectedItem(popUp("_popUpButtonKeyCombo1"))),
+                           QString::number(tagOfSelectedItem(popUp("_popUpButtonKeyCombo2")))};
+    };
+    EXPECT_EQ(shown(), (QStringList{"0", "12", "0", "F1", "12", "9"}));
     QStringList order;
     PreferenceNotifier &center = PreferenceNotifier::defaultCenter();
-    auto a = QObject::connect(&center, &PreferenceNotifier::kNotification_ShowWindowKeyModifiersChangedKey,
-                              [&] { order << QStringLiteral("modifiers"); });
-    auto b = QObject::connect(&center, &PreferenceNotifier::kNotification_WindowShowParametersChangedKey,
-                              [&] { order << QStringLiteral("parameters"); });
+    auto a = QObject::connect(&center, &PreferenceNotifier::kNotification_ShowWindowKeyModifiersChangedKey, [&] { order << u"keys"_s; });
+    auto b = QObject::connect(&center, &PreferenceNotifier::kNotification_WindowShowParametersChangedKey, [&] { order << u"window"_s; });
     selectItemWithTag(popUp("_popUpButtonKeyComboKey"), 101);
     selectItemWithTag(popUp("_popUpButtonKeyCombo1"), 11);
     selectItemWithTag(popUp("_popUpButtonKeyCombo2"), 0);
-    seconds->setText(QStringLiteral("3.5"));
+    seconds->setText(u"3.5"_s);
     style->selectCellAtRow(1);
-    // The user's click is the action that writes.
+    // The user's click is the action that writes, to the file and not only to memory.
     QTest::mouseClick(dontCheck, Qt::LeftButton);
     QObject::disconnect(a);
     QObject::disconnect(b);
-    EXPECT_EQ(order, (QStringList{QStringLiteral("modifiers"), QStringLiteral("parameters")}));
-    EXPECT_TRUE(UserDefaults::boolForKey(kDontCheckForUpdatesKey));
-    EXPECT_EQ(UserDefaults::integerForKey(kShowWindowKeyCode), 101);
-    EXPECT_EQ(UserDefaults::integerForKey(kShowWindowKeyModifierKeyCode1), 11);
-    EXPECT_EQ(UserDefaults::integerForKey(kShowWindowKeyModifierKeyCode2), 0);
-    EXPECT_EQ(UserDefaults::integerForKey(kWindowShowStyle), 1);
-    EXPECT_FLOAT_EQ(UserDefaults::floatForKey(kSecondsToShowWindow), 3.5f);
-    EXPECT_TRUE(QSettings(UserDefaults::standardUserDefaults()->fileName(), QSettings::IniFormat)
-                    .contains(kShowWindowKeyCode));
+    EXPECT_EQ(order, (QStringList{"keys", "window"}));
+    QSettings file(UserDefaults::standardUserDefaults()->fileName(), QSettings::IniFormat);
+    for (const auto &[key, value] : {std::pair{kDontCheckForUpdatesKey, QVariant(true)}, {kShowWindowKeyCode, 101},
+                                     {kShowWindowKeyModifierKeyCode1, 11}, {kShowWindowKeyModifierKeyCode2, 0},
+                                     {kWindowShowStyle, 1}, {kSecondsToShowWindow, 3.5}})
+        EXPECT_EQ(file.value(QLatin1String(key)).toDouble(), value.toDouble()) << key;
     // A new panel reads the seconds back whole.
     PreferencesWindowController second;
-    EXPECT_EQ(second.window()->findChild<QLineEdit *>(QStringLiteral("_textFieldSecondsToShow"))->text(),
-              QStringLiteral("3"));
+    EXPECT_EQ(second.window()->findChild<QLineEdit *>(u"_textFieldSecondsToShow"_s)->text(), u"3"_s);
     QPointer<PreferencesWindowController> gone(panel);
     panel->OKButtonClicked();
     EXPECT_TRUE(apptest::waitUntil([&] { return gone.isNull(); }, 2000));
@@ -151,16 +147,16 @@ TEST_F(Preferences, PanelShowsTheStoredValuesAndWritesAChangeWithBothNotificatio
 TEST_F(Preferences, RegistryRestoresEveryKindOfControl)
 {
     QWidget window;
-    setFrameAutosaveName(&window, QStringLiteral("RoundTripWindow"));
-    auto *field = new QLineEdit(QStringLiteral("typed"), &window);
+    setFrameAutosaveName(&window, u"RoundTripWindow"_s);
+    auto *field = new QLineEdit(u"typed"_s, &window);
     auto *check = new QCheckBox(&window);
     check->setChecked(true);
-    auto *matrix = new RadioMatrix({QStringLiteral("a"), QStringLiteral("b")}, &window);
+    auto *matrix = new RadioMatrix({u"a"_s, u"b"_s}, &window);
     matrix->selectCellAtRow(1);
     auto *slider = new QSlider(&window);
     slider->setRange(0, 100);
     slider->setValue(42);
-    auto *notes = new QPlainTextEdit(QStringLiteral("line one\nline two"), &window);
+    auto *notes = new QPlainTextEdit(u"line one\nline two"_s, &window);
     auto *tabs = new QTabWidget(&window);
     for (const char *name : {"first", "second"}) {
         tabs->addTab(new QWidget, QLatin1String(name));
@@ -173,7 +169,7 @@ TEST_F(Preferences, RegistryRestoresEveryKindOfControl)
     image->setPixmap(pixmap);
     auto *genre = new GenreComboBox(&window);
     genre->awakeFromNib();
-    genre->setStringValue(QStringLiteral("Jazz"));
+    genre->setStringValue(u"Jazz"_s);
     const QList<QWidget *> controls{field, check, matrix, slider, notes, tabs, image, genre};
     for (QWidget *control : controls)
         addAutoSaveObjectForWindow(control, &window, QString::number(controls.indexOf(control)));
@@ -185,16 +181,16 @@ TEST_F(Preferences, RegistryRestoresEveryKindOfControl)
     notes->clear();
     tabs->setCurrentIndex(0);
     image->clear();
-    genre->setStringValue(QStringLiteral("Techno"));
+    genre->setStringValue(u"Techno"_s);
     restoreAutoSaveObjectsForWindow(&window);
-    EXPECT_EQ(field->text(), QStringLiteral("typed"));
+    EXPECT_EQ(field->text(), u"typed"_s);
     EXPECT_TRUE(check->isChecked());
     EXPECT_EQ(matrix->selectedRow(), 1);
     EXPECT_EQ(slider->value(), 42);
-    EXPECT_EQ(notes->toPlainText(), QStringLiteral("line one\nline two"));
+    EXPECT_EQ(notes->toPlainText(), u"line one\nline two"_s);
     EXPECT_EQ(tabs->currentIndex(), 1);
     EXPECT_EQ(image->pixmap().toImage().pixelColor(3, 2), QColor(Qt::red));
-    EXPECT_EQ(genre->currentText(), QStringLiteral("Jazz"));
+    EXPECT_EQ(genre->currentText(), u"Jazz"_s);
     // The data source's items are untouched by a restore.
     EXPECT_EQ(genre->count(), 148);
 }
@@ -207,9 +203,9 @@ TEST_F(Preferences, RegistryKeepsWhatCannotBeRestoredAndRegistersNothingNameless
     history.setEditable(true);
     QStringList items;
     for (int i = 1; i <= 12; ++i)
-        items << QStringLiteral("item %1").arg(i);
+        items << u"item %1"_s.arg(i);
     history.addItems(items);
-    history.setEditText(QStringLiteral("item 3"));
+    history.setEditText(u"item 3"_s);
     const QStringList saved = saveAutoSaveObject(&history).toStringList();
     EXPECT_EQ(saved, QStringList{items[2]} + items.mid(0, 2) + items.mid(3, 7));
     QComboBox restored;
@@ -219,45 +215,45 @@ TEST_F(Preferences, RegistryKeepsWhatCannotBeRestoredAndRegistersNothingNameless
     EXPECT_EQ(restored.currentText(), items[2]);
     // A pop-up's index beyond its items keeps the selection.
     QComboBox popUp;
-    popUp.addItems({QStringLiteral("one"), QStringLiteral("two"), QStringLiteral("three")});
+    popUp.addItems({u"one"_s, u"two"_s, u"three"_s});
     popUp.setCurrentIndex(1);
     EXPECT_EQ(saveAutoSaveObject(&popUp), QVariant(1));
     EXPECT_TRUE(restoreAutoSaveObject(&popUp, 7));
     EXPECT_EQ(popUp.currentIndex(), 1);
 
     // A bad stored value is logged, and the others are still restored.
-    QLineEdit field(QStringLiteral("unchanged"));
-    addAutoSaveObject(&popUp, QStringLiteral("Bad"), QStringLiteral("a popup"));
-    addAutoSaveObject(&field, QStringLiteral("Bad"), QStringLiteral("b field"));
-    UserDefaults::setObject(QVariantMap{{QStringLiteral("a popup"), QStringLiteral("not a number")},
-                                        {QStringLiteral("b field"), QStringLiteral("restored")}},
-                            QStringLiteral("Bad"));
+    QLineEdit field(u"unchanged"_s);
+    addAutoSaveObject(&popUp, u"Bad"_s, u"a popup"_s);
+    addAutoSaveObject(&field, u"Bad"_s, u"b field"_s);
+    UserDefaults::setObject(QVariantMap{{u"a popup"_s, u"not a number"_s},
+                                        {u"b field"_s, u"restored"_s}},
+                            u"Bad"_s);
     const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &,
                                                                 const QString &message) {
         if (type == QtWarningMsg)
             capturedWarnings << message;
     });
-    restoreAutoSaveObjectsForName(QStringLiteral("Bad"));
+    restoreAutoSaveObjectsForName(u"Bad"_s);
     qInstallMessageHandler(previous);
     EXPECT_EQ(popUp.currentIndex(), 1);
-    EXPECT_EQ(field.text(), QStringLiteral("restored"));
+    EXPECT_EQ(field.text(), u"restored"_s);
     EXPECT_TRUE(capturedWarnings.contains(
-        QStringLiteral("Exception throwing restoring auto-save preferences. Resetting to defaults.")));
+        u"Exception throwing restoring auto-save preferences. Resetting to defaults."_s));
 
     // Restoring needs both the registration and the stored dictionary.
-    field.setText(QStringLiteral("unchanged"));
-    addAutoSaveObject(&field, QStringLiteral("NeverSaved"), QStringLiteral("key"));
-    restoreAutoSaveObjectsForName(QStringLiteral("NeverSaved"));
-    UserDefaults::setObject(QVariantMap{{QStringLiteral("key"), QStringLiteral("x")}}, QStringLiteral("Unregistered"));
-    restoreAutoSaveObjectsForName(QStringLiteral("Unregistered"));
-    EXPECT_EQ(field.text(), QStringLiteral("unchanged"));
+    field.setText(u"unchanged"_s);
+    addAutoSaveObject(&field, u"NeverSaved"_s, u"key"_s);
+    restoreAutoSaveObjectsForName(u"NeverSaved"_s);
+    UserDefaults::setObject(QVariantMap{{u"key"_s, u"x"_s}}, u"Unregistered"_s);
+    restoreAutoSaveObjectsForName(u"Unregistered"_s);
+    EXPECT_EQ(field.text(), u"unchanged"_s);
     // Nothing is registered without a name or a control, nor for a window without a name.
     apptest::resetSettings();
-    addAutoSaveObject(&field, QString(), QStringLiteral("key"));
-    addAutoSaveObject(nullptr, QStringLiteral("NoControl"), QStringLiteral("key"));
-    saveAutoSaveObjectsForName(QStringLiteral("NoControl"));
+    addAutoSaveObject(&field, QString(), u"key"_s);
+    addAutoSaveObject(nullptr, u"NoControl"_s, u"key"_s);
+    saveAutoSaveObjectsForName(u"NoControl"_s);
     QWidget nameless;
-    addAutoSaveObjectForWindow(&field, &nameless, QStringLiteral("key"));
+    addAutoSaveObjectForWindow(&field, &nameless, u"key"_s);
     saveAutoSaveObjectsForWindow(&nameless);
     EXPECT_TRUE(UserDefaults::standardUserDefaults()->allKeys().isEmpty());
 }

@@ -1,5 +1,5 @@
 // The update check against an HTTP server of the test's own on loopback: the property-list answer,
-// failures, the 30-day rule at launch and the alert's buttons.
+// failures, the 30-day rule at launch, the alert's buttons; and the application menu.
 #include "AppTestSupport.h"
 
 #include "AppDelegate.h"
@@ -14,6 +14,7 @@
 #include <QFile>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QUrl>
@@ -22,61 +23,48 @@
 
 using namespace kestrabel;
 using namespace kestrabel::app;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-const QUrl kDownload(QStringLiteral("https://downloads.example.invalid/kestrabel.tar.gz"));
-const QUrl kInformation(QStringLiteral("https://www.example.invalid/kestrabel/news"));
+const QUrl kDownload(u"https://downloads.example.invalid/kestrabel.tar.gz"_s);
+const QUrl kInformation(u"https://www.example.invalid/kestrabel/news"_s);
 
 QByteArray answer(const QString &version)
 {
-    return QStringLiteral("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Version</key><string>%1</string>"
-                          "<key>Detail</key><string>Faster saves.</string><key>DownloadLocation</key><string>%2</string>"
-                          "<key>InformationLocation</key><string>%3</string></dict></plist>")
-        .arg(version, kDownload.toString(), kInformation.toString())
-        .toUtf8();
+    return u"<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Version</key><string>%1</string><key>Detail</key>"
+           "<string>Faster saves.</string><key>DownloadLocation</key><string>%2</string><key>InformationLocation</key>"
+           "<string>%3</string></dict></plist>"_s.arg(version, kDownload.toString(), kInformation.toString()).toUtf8();
 }
 
-// Answers every GET with the status and body it is given, and counts the requests.
-class HttpServer {
-public:
-    HttpServer()
-    {
-        server_.listen(QHostAddress::LocalHost, 0);
-        QObject::connect(&server_, &QTcpServer::newConnection, [this] {
-            while (QTcpSocket *socket = server_.nextPendingConnection()) {
-                QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] { serve(socket); });
-                QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-            }
-        });
-    }
-    QString location() const { return QStringLiteral("http://127.0.0.1:%1/version.plist").arg(server_.serverPort()); }
-
+// Answers every request, once it has come whole, with the status and body it is given; counts the
+// requests for the property list.
+struct HttpServer : QTcpServer {
     int status = 200;
     QByteArray body;
     int requests = 0;
-    QTcpServer server_;
-
-private:
-    void serve(QTcpSocket *socket)
+    HttpServer()
     {
-        QByteArray &request = pending_[socket];
-        request += socket->readAll();
-        if (!request.contains("\r\n\r\n"))
-            return;
-        requests += request.startsWith("GET /version.plist ");
-        socket->write("HTTP/1.1 " + QByteArray::number(status) + (status == 200 ? " OK" : " Not Found")
-                      + "\r\nConnection: close\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n"
-                      + body);
-        socket->disconnectFromHost();
-        pending_.remove(socket);
+        listen(QHostAddress::LocalHost, 0);
+        connect(this, &QTcpServer::newConnection, [this] {
+            while (QTcpSocket *socket = nextPendingConnection()) {
+                connect(socket, &QTcpSocket::readyRead, socket, [this, socket, request = QByteArray()]() mutable {
+                    if (!(request += socket->readAll()).contains("\r\n\r\n"))
+                        return;
+                    requests += request.startsWith("GET /version.plist ");
+                    socket->write("HTTP/1.1 " + QByteArray::number(status) + " X\r\nConnection: close\r\nContent-Length: " +
+                                  QByteArray::number(body.size()) + "\r\n\r\n" + body);
+                    socket->disconnectFromHost();
+                });
+                connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+            }
+        });
     }
-    QHash<QTcpSocket *, QByteArray> pending_;
+    QString location() const { return u"http://127.0.0.1:%1/version.plist"_s.arg(serverPort()); }
 };
 
 struct Result : ProductUpdateCheckDelegate {
-    void productUpdateCheckComplete(ProductUpdateCheck *, int error,
-                                    const std::optional<ProductUpdateResponse> &response) override
+    void productUpdateCheckComplete(ProductUpdateCheck *, int error, const std::optional<ProductUpdateResponse> &response) override
     {
         ++calls;
         this->error = error;
@@ -87,74 +75,61 @@ struct Result : ProductUpdateCheckDelegate {
     std::optional<ProductUpdateResponse> response;
 };
 
+// Row: where the check asks and what the server answers → the error (-2: any but 0) and whether a
+// newer version is offered (-1: no response).
 TEST(UpdateCheck, AnswersOfTheServer)
 {
-    enum Where { Served, Closed, Nowhere, Blank, FileUrl };
+    const QString served = u"served"_s, closed = u"closed"_s;
     const struct {
-        const char *situation;
-        Where where;
+        QString location;
         int status;
         QByteArray body;
-        int error;
-        int newer; // -1: no response
+        int error, newer;
     } rows[] = {
-        {"newer version", Served, 200, answer(QStringLiteral("99.1")), 0, 1},
-        {"the running version", Served, 200, answer(ProductUpdateCheck::runningVersion()), 0, 0},
-        {"older version", Served, 200, answer(QStringLiteral("0.0.1")), 0, 0},
-        {"no property list", Served, 200, "this is no property list", kUpdateCheckErrBadAnswer, -1},
-        {"a list, not a dictionary", Served, 200,
-         "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><string>1.0</string></array></plist>",
+        {served, 200, answer(u"99.1"_s), 0, 1},
+        {served, 200, answer(ProductUpdateCheck::runningVersion()), 0, 0},
+        {served, 200, answer(u"0.0.1"_s), 0, 0},
+        {served, 200, "this is no property list", kUpdateCheckErrBadAnswer, -1},
+        {served, 200, "<?xml version=\"1.0\"?><plist version=\"1.0\"><array><string>1.0</string></array></plist>",
          kUpdateCheckErrBadAnswer, -1},
-        {"no version number", Served, 200, answer(QStringLiteral("not a version")), kUpdateCheckErrBadAnswer, -1},
-        {"not found", Served, 404, "gone", 404, -1},
-        {"server gone", Closed, 200, {}, -2, -1},
-        {"no location", Nowhere, 200, {}, kUpdateCheckErrNoLocation, -1},
-        {"blank location", Blank, 200, {}, kUpdateCheckErrNoLocation, -1},
-        {"not a web location", FileUrl, 200, {}, kUpdateCheckErrNoLocation, -1},
+        {served, 200, answer(u"not a version"_s), kUpdateCheckErrBadAnswer, -1},
+        {served, 404, "gone", 404, -1},
+        {closed, 200, {}, -2, -1},
+        {QString(), 200, {}, kUpdateCheckErrNoLocation, -1},
+        {u"   "_s, 200, {}, kUpdateCheckErrNoLocation, -1},
+        {u"file:///etc/passwd"_s, 200, {}, kUpdateCheckErrNoLocation, -1},
     };
     for (const auto &row : rows) {
-        SCOPED_TRACE(row.situation);
+        SCOPED_TRACE(row.location.toStdString() + " " + row.body.left(30).toStdString());
         HttpServer server;
         server.status = row.status;
         server.body = row.body;
-        const QString location = row.where == Served || row.where == Closed ? server.location()
-                                 : row.where == Blank                       ? QStringLiteral("   ")
-                                 : row.where == FileUrl                     ? QStringLiteral("file:///etc/passwd")
-                                                                            : QString();
-        if (row.where == Closed)
-            server.server_.close();
+        if (row.location == closed)
+            server.close();
         Result result;
-        ProductUpdateCheck check(location, &result);
+        ProductUpdateCheck check(row.location == served || row.location == closed ? server.location() : row.location, &result);
         check.start();
         apptest::waitUntil([&] { return result.calls > 0; }, 10000);
         ASSERT_EQ(result.calls, 1);
-        if (row.error == -2)
-            EXPECT_NE(result.error, 0);
-        else
-            EXPECT_EQ(result.error, row.error);
-        EXPECT_EQ(server.requests, row.where == Served ? 1 : 0);
+        EXPECT_TRUE(row.error == -2 ? result.error != 0 : result.error == row.error) << result.error;
+        EXPECT_EQ(server.requests, row.location == served ? 1 : 0);
         ASSERT_EQ(result.response.has_value(), row.newer >= 0);
-        if (row.newer < 0)
-            continue;
-        EXPECT_EQ(result.response->isNewerVersionAvailable(), row.newer == 1);
-        EXPECT_EQ(result.response->detailString(), QStringLiteral("Faster saves."));
-        EXPECT_EQ(result.response->downloadLocation(), kDownload);
-        EXPECT_EQ(result.response->informationLocation(), kInformation);
+        if (row.newer >= 0) {
+            EXPECT_EQ(result.response->isNewerVersionAvailable(), row.newer == 1);
+            EXPECT_EQ(result.response->detailString(), u"Faster saves."_s);
+            EXPECT_EQ(result.response->downloadLocation(), kDownload);
+            EXPECT_EQ(result.response->informationLocation(), kInformation);
+        }
     }
     for (const auto &[offered, running, newer] : {std::tuple{"0.1.1", "0.1.0", true}, {"0.1.0", "0.1.0", false},
                                                   {"0.10", "0.9.9", true}, {"1.0", "1.0.1", false}})
         EXPECT_EQ(ProductUpdateResponse::fromPropertyList(answer(QLatin1String(offered)), QLatin1String(running))
-                      ->isNewerVersionAvailable(),
-                  newer)
-            << offered << " against " << running;
+                      ->isNewerVersionAvailable(), newer) << offered << " against " << running;
     const auto bare = ProductUpdateResponse::fromPropertyList(
         "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>Version</key><string>5.0</string>"
-        "<key>DownloadLocation</key><integer>3</integer></dict></plist>",
-        QStringLiteral("0.1.0"));
+        "<key>DownloadLocation</key><integer>3</integer></dict></plist>", u"0.1.0"_s);
     ASSERT_TRUE(bare);
-    EXPECT_TRUE(bare->detailString().isNull());
-    EXPECT_FALSE(bare->downloadLocation().isValid());
-    EXPECT_FALSE(bare->informationLocation().isValid());
+    EXPECT_TRUE(bare->detailString().isNull() && !bare->downloadLocation().isValid() && !bare->informationLocation().isValid());
 }
 
 class UrlCatcher : public QObject {
@@ -165,82 +140,73 @@ public slots:
     void open(const QUrl &url) { opened << url; }
 };
 
-// Row: the last check, the user's switch and the server's version → whether it asks and alerts.
+// Row: the last check (hours ago), the user's switch and the server's version → whether it asks
+// and alerts; the alert's default button downloads. Over a window the alert is its sheet, and More
+// Information opens the news page.
 TEST(UpdateCheckAtLaunch, FollowsTheThirtyDayRuleAndTheAlertOffersTheDownload)
 {
     const struct {
-        const char *situation;
-        std::optional<int> lastCheckHoursAgo;
+        std::optional<int> hoursAgo;
         bool turnedOff;
         const char *version;
-        bool asks;
-        bool alerts;
+        bool asks, alerts;
     } rows[] = {
-        {"first launch", std::nullopt, false, "42.0.1", true, true},
-        {"29 days 23 hours after", 29 * 24 + 23, false, "42.0.1", false, false},
-        {"30 days after", 30 * 24 + 1, false, "42.0.1", true, true},
-        {"a check dated in the future", -40 * 24, false, "42.0.1", false, false},
-        {"the user turned it off", std::nullopt, true, "42.0.1", false, false},
-        {"no newer version", std::nullopt, false, "0.0.9", true, false},
+        {std::nullopt, false, "42.0.1", true, true}, {29 * 24 + 23, false, "42.0.1", false, false},
+        {30 * 24 + 1, false, "42.0.1", true, true},  {-40 * 24, false, "42.0.1", false, false},
+        {std::nullopt, true, "42.0.1", false, false}, {std::nullopt, false, "0.0.9", true, false},
     };
     UrlCatcher catcher;
-    QDesktopServices::setUrlHandler(QStringLiteral("https"), &catcher, "open");
+    QDesktopServices::setUrlHandler(u"https"_s, &catcher, "open");
     const auto player = player::createPlayerConnection();
     for (const auto &row : rows) {
-        SCOPED_TRACE(row.situation);
+        SCOPED_TRACE(testing::Message() << row.hoursAgo.value_or(-1) << " " << row.turnedOff << " " << row.version);
         apptest::resetSettings();
         HttpServer server;
         server.body = answer(QLatin1String(row.version));
         UserDefaults::setObject(server.location(), kVersionCheckLocationKey);
         UserDefaults::setBool(row.turnedOff, kDontCheckForUpdatesKey);
         const QDateTime now = QDateTime::currentDateTimeUtc();
-        if (row.lastCheckHoursAgo)
-            UserDefaults::setObject(now.addSecs(-3600 * *row.lastCheckHoursAgo), kLastUpdateCheckTimeKey);
+        if (row.hoursAgo)
+            UserDefaults::setObject(now.addSecs(-3600 * *row.hoursAgo), kLastUpdateCheckTimeKey);
         const QVariant lastBefore = UserDefaults::objectForKey(kLastUpdateCheckTimeKey);
         AppDelegate delegate(*player);
         delegate.applicationDidFinishLaunching();
         apptest::waitUntil([&] { return !delegate.productUpdateCheck() && (!row.alerts || delegate.updateAlert()); });
         apptest::spinEvents(100);
         EXPECT_EQ(server.requests, row.asks ? 1 : 0);
-        EXPECT_EQ(delegate.updateAlert() != nullptr, row.alerts);
-        if (row.asks)
-            EXPECT_GE(UserDefaults::dateForKey(kLastUpdateCheckTimeKey), now.addSecs(-1));
-        else
-            EXPECT_EQ(UserDefaults::objectForKey(kLastUpdateCheckTimeKey), lastBefore);
-        if (!row.alerts)
-            continue;
+        EXPECT_TRUE(row.asks ? UserDefaults::dateForKey(kLastUpdateCheckTimeKey) >= now.addSecs(-1)
+                             : UserDefaults::objectForKey(kLastUpdateCheckTimeKey) == lastBefore);
         QMessageBox *alert = delegate.updateAlert();
-        EXPECT_EQ(alert->text(), QStringLiteral("Kestrabel 42.0.1 is available"));
-        EXPECT_EQ(alert->informativeText(), QStringLiteral("Faster saves."));
+        ASSERT_EQ(alert != nullptr, row.alerts);
+        if (!alert)
+            continue;
+        EXPECT_EQ(alert->text(), u"Kestrabel 42.0.1 is available"_s);
+        EXPECT_EQ(alert->informativeText(), u"Faster saves."_s);
         QStringList titles;
         for (QAbstractButton *button : alert->buttons())
             titles << button->text();
         titles.sort();
         EXPECT_EQ(titles, (QStringList{"Cancel", "Download", "More Information"}));
-        ASSERT_NE(alert->defaultButton(), nullptr);
-        EXPECT_EQ(alert->defaultButton()->text(), QStringLiteral("Download"));
         catcher.opened.clear();
         alert->defaultButton()->click();
         EXPECT_EQ(catcher.opened, QList<QUrl>{kDownload});
     }
-
-    // The alert over a window is that window's sheet; More Information opens the news page.
-    const auto response = ProductUpdateResponse::fromPropertyList(answer(QStringLiteral("7.0")), QStringLiteral("0.1"));
     QWidget window;
     window.show();
     std::optional<QMessageBox::ButtonRole> role;
-    QMessageBox *alert = showUpdateAlert(*response, &window, [&](QMessageBox::ButtonRole chosen) { role = chosen; });
-    EXPECT_EQ(alert->windowModality(), Qt::WindowModal);
-    EXPECT_EQ(alert->parentWidget(), &window);
+    QMessageBox *alert = showUpdateAlert(*ProductUpdateResponse::fromPropertyList(answer(u"7.0"_s), u"0.1"_s), &window,
+                                         [&](QMessageBox::ButtonRole chosen) { role = chosen; });
+    EXPECT_TRUE(alert->windowModality() == Qt::WindowModal && alert->parentWidget() == &window);
     catcher.opened.clear();
     for (QAbstractButton *button : alert->buttons())
-        if (button->text() == QLatin1String("More Information"))
+        if (button->text() == u"More Information"_s)
             button->click();
     EXPECT_EQ(role, QMessageBox::ActionRole);
     EXPECT_EQ(catcher.opened, QList<QUrl>{kInformation});
-    QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
+    QDesktopServices::unsetUrlHandler(u"https"_s);
 }
 
+// The menu opens a preferences window for each ask, one about box, and the bundled guide.
 TEST(ApplicationMenu, OpensPreferencesTheAboutBoxOnceAndTheGuide)
 {
     apptest::resetSettings();
@@ -249,26 +215,24 @@ TEST(ApplicationMenu, OpensPreferencesTheAboutBoxOnceAndTheGuide)
     AppDelegate delegate(*player);
     delegate.applicationDidFinishLaunching();
     EXPECT_FALSE(delegate.applicationShouldOpenUntitledFile());
-    auto visibleWindows = [](const QString &name) {
-        int count = 0;
-        for (QWidget *widget : QApplication::topLevelWidgets())
-            count += widget->objectName() == name && widget->isVisible();
-        return count;
-    };
     for (int tag : {2, 2, 3, 3, 7})
         delegate.createWindow(tag);
-    EXPECT_EQ(visibleWindows(QStringLiteral("PreferencesWindowController")), 2);
-    EXPECT_EQ(visibleWindows(QStringLiteral("AboutBox")), 1);
-
+    QStringList shown;
+    for (QWidget *widget : QApplication::topLevelWidgets())
+        if (widget->isVisible() && !widget->objectName().isEmpty())
+            shown << widget->objectName();
+    shown.sort();
+    EXPECT_EQ(shown.filter(QRegularExpression(u"^(AboutBox|PreferencesWindowController)$"_s)),
+              (QStringList{"AboutBox", "PreferencesWindowController", "PreferencesWindowController"}));
     UrlCatcher files;
-    QDesktopServices::setUrlHandler(QStringLiteral("file"), &files, "open");
+    QDesktopServices::setUrlHandler(u"file"_s, &files, "open");
     EXPECT_TRUE(delegate.showHelpFile());
-    QDesktopServices::unsetUrlHandler(QStringLiteral("file"));
+    QDesktopServices::unsetUrlHandler(u"file"_s);
     ASSERT_EQ(files.opened.size(), 1);
-    EXPECT_TRUE(files.opened.first().toLocalFile().endsWith(QStringLiteral("/UserGuide.html")));
+    EXPECT_TRUE(files.opened.first().toLocalFile().endsWith(u"/UserGuide.html"_s));
     EXPECT_TRUE(QFile::exists(files.opened.first().toLocalFile()));
     for (QWidget *widget : QApplication::topLevelWidgets())
-        if (widget->objectName() == QLatin1String("PreferencesWindowController"))
+        if (widget->objectName() == u"PreferencesWindowController"_s)
             widget->close();
 }
 
