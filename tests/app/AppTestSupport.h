@@ -5,9 +5,21 @@
 
 #include "PlayerTestSupport.h"
 
-#include <QString>
+// The Qt modules whole, as Qt's own tests take them: the tests use a wide and shifting part of each.
+#include <QtDBus/QtDBus>
+#include <QtNetwork/QtNetwork>
+#include <QtTest/QtTest>
+#include <QtWidgets/QtWidgets>
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
 #include <memory>
+#include <optional>
+#include <set>
+#include <vector>
 
 namespace kestrabel::apptest {
 

@@ -11,26 +11,6 @@
 
 #include <kestrabel/MediaFile.h>
 
-#include <QApplication>
-#include <QBuffer>
-#include <QComboBox>
-#include <QDBusConnection>
-#include <QDBusVirtualObject>
-#include <QFileInfo>
-#include <QImage>
-#include <QJsonArray>
-#include <QLabel>
-#include <QLineEdit>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QTimer>
-#include <QToolButton>
-
-#include <gtest/gtest.h>
-
-#include <optional>
-
 using namespace kestrabel;
 using namespace kestrabel::app;
 using namespace Qt::StringLiterals;

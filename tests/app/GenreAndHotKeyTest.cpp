@@ -8,14 +8,6 @@
 
 #include "core/Genres.h"
 
-#include <QLineEdit>
-#include <QTest>
-
-#include <gtest/gtest.h>
-
-#include <map>
-#include <set>
-
 // Last: Xlib's macros would clash with the names above.
 #include <X11/X.h>
 #include <X11/Xlib.h>

@@ -11,19 +11,7 @@
 #include "HotKeyMapping.h"
 #include "Preferences.h"
 
-#include <QGuiApplication>
-#include <QProcess>
-#include <QSignalSpy>
-#include <QStandardPaths>
-
 #include <xcb/xcb.h>
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdlib>
-#include <cstring>
-#include <vector>
 
 using namespace kestrabel;
 using namespace kestrabel::app;

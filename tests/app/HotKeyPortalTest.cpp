@@ -9,15 +9,6 @@
 #include "Preferences.h"
 #include "ShortcutPortal.h"
 
-#include <QDBusArgument>
-#include <QDBusObjectPath>
-#include <QDBusVariant>
-#include <QDBusVirtualObject>
-
-#include <gtest/gtest.h>
-
-#include <optional>
-
 using namespace kestrabel;
 using namespace kestrabel::app;
 

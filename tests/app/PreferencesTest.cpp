@@ -8,20 +8,6 @@
 #include "Preferences.h"
 #include "PreferencesWindowController.h"
 
-#include <QCheckBox>
-#include <QComboBox>
-#include <QLabel>
-#include <QLineEdit>
-#include <QPixmap>
-#include <QPlainTextEdit>
-#include <QSlider>
-#include <QTabWidget>
-#include <QTest>
-
-#include <gtest/gtest.h>
-
-#include <functional>
-
 using namespace kestrabel;
 using namespace kestrabel::app;
 using namespace Qt::StringLiterals;

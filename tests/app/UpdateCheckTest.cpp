@@ -8,19 +8,6 @@
 
 #include "PlayerConnection.h"
 
-#include <QAbstractButton>
-#include <QApplication>
-#include <QDesktopServices>
-#include <QFile>
-#include <QMessageBox>
-#include <QPushButton>
-#include <QRegularExpression>
-#include <QTcpServer>
-#include <QTcpSocket>
-#include <QUrl>
-
-#include <gtest/gtest.h>
-
 using namespace kestrabel;
 using namespace kestrabel::app;
 using namespace Qt::StringLiterals;
