@@ -44,6 +44,7 @@ default_tests() {
         cli/*) echo "cli_ id3_ iff_cli mp4_ objects_" ;;
         objects/*) echo "objects_" ;;
         player/*) echo "player_tests" ;;
+        app/*) echo "app_widget_ app_x11_" ;;
         *) echo "" ;;
     esac
 }
