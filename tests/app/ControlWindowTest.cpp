@@ -203,6 +203,7 @@ TEST_F(ControlWindow, EditsGoIntoTheFileAroundAPause)
         {nullptr, "playing=0", "_textFieldArtist", "New Artist", "", "New Artist", {}, true, nullptr, nullptr},
         {nullptr, "", "_textFieldTitle", "HOVERING", "", "HOVERING", pausePlay, true, nullptr, nullptr},
         {nullptr, "", "_textFieldAlbum", "Second Flight", "", "Second Flight", pausePlay, true, nullptr, nullptr},
+        {nullptr, "", "_textFieldAlbum", "DEMO FLIGHT", "", "DEMO FLIGHT", pausePlay, true, nullptr, nullptr},
         {nullptr, "", "_comboBoxGenre", "Chiptune", "", "Chiptune", pausePlay, true, nullptr, nullptr},
         {nullptr, "", "_textFieldTitle", "Hovering", "", nullptr, {}, false, nullptr, nullptr},
         {nullptr, "", "_textFieldTitle", "", "", "Hovering", pausePlay, true, nullptr, "01 Hovering.mp3"},
