@@ -554,7 +554,7 @@ TEST_F(MprisWindow, TrackChangeNotifiesOnlyWhenTheUserAskedForIt)
     for (const auto &[wanted, current, summaries] : {std::tuple{false, 1, QStringList{}}, {true, 2, QStringList{"Thermal"}}}) {
         UserDefaults::setBool(wanted, QLatin1String(kNotifyOnTrackChangeKey));
         ASSERT_TRUE(fake->script({{"current", current}}));
-        ASSERT_TRUE(apptest::waitUntil([&] { return title() == kTitles[current]; }));
+        ASSERT_TRUE(apptest::waitUntil([&, shown = kTitles[current]] { return title() == shown; }));
         apptest::spinEvents(200);
         EXPECT_EQ(server.summaries, summaries) << wanted;
     }
