@@ -91,6 +91,10 @@ ControlWindowController::ControlWindowController(player::PlayerConnection &playe
 
 ControlWindowController::~ControlWindowController()
 {
+    // An edit still open is written while the controller is whole; the window's own teardown
+    // moves the focus out of its fields and must not call back into a controller half gone.
+    _editingMonitor->endEditing();
+    disconnect(_editingMonitor, nullptr, this, nullptr);
     uninstallGlobalHotKey();
     _updateTimer.stop();
     _hideDisplayTimer.stop();
