@@ -158,8 +158,7 @@ MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out, const vorbis::C
     util::File input;
     InputStream stream;
     // A file that cannot be opened here is left to libFLAC, so that the status stays its own.
-    if (util::File::openRead(path, &input) == kMediaFileNoErr && ::fstat(input.fd(), &file->opened) == 0 &&
-        S_ISREG(file->opened.st_mode)) {
+    if (util::File::openRead(path, &input, &file->opened) == kMediaFileNoErr) {
         stream.file = &input;
         stream.size = static_cast<uint64_t>(file->opened.st_size);
         stream.cache.emplace(input, stream.size, kCacheBlock);

@@ -96,11 +96,8 @@ MediaFileStatus replaceBlocks(FLAC__Metadata_Chain *edited, FLAC__Metadata_Chain
 // Whether the file is still the one whose chain was read at open: the same inode, size and
 // times, and audio frames (or the end) where they began then. Another program's edit changes
 // the times; the frame check also catches one within the same clock tick that moved them.
-bool unchangedSinceOpen(const FLACFile &file, InputStream &stream)
+bool unchangedSinceOpen(const FLACFile &file, const struct stat &now, InputStream &stream)
 {
-    struct stat now {};
-    if (::fstat(stream.file->fd(), &now) != 0)
-        return false;
     const struct stat &then = file.opened;
     if (now.st_dev != then.st_dev || now.st_ino != then.st_ino || now.st_size != then.st_size ||
         now.st_mtim.tv_sec != then.st_mtim.tv_sec || now.st_mtim.tv_nsec != then.st_mtim.tv_nsec ||
@@ -118,25 +115,22 @@ MediaFileStatus FLACFileSave(FLACFile &file, MediaFileFlags flags)
 {
     file.pictureBlock = nullptr;
     file.commentBlock = nullptr;
-    // A rewrite through a new file would replace a file its owner made read-only; refuse it the
-    // way an in-place write is refused.
-    if (faccessat(AT_FDCWD, file.path.c_str(), W_OK, AT_EACCESS) != 0)
-        return util::statusFromErrno();
     FLAC__metadata_chain_sort_padding(file.chain.get());
 
-    // The file as it is now: its metadata may have moved since it was opened.
-    util::File input;
-    if (MediaFileStatus status = util::File::openRead(file.path, &input))
+    // The file as it is now: its metadata may have moved since it was opened. The saver writes
+    // through the same descriptor; a file the caller may not write is refused by the saver,
+    // before anything is written, whichever way the save goes.
+    util::OpenedForSave input;
+    if (MediaFileStatus status = util::openForSave(file.path, &input))
         return status;
     InputStream stream;
-    stream.file = &input;
-    if (MediaFileStatus status = util::fileSize(input, &stream.size))
-        return status;
-    stream.cache.emplace(input, stream.size, kCacheBlock);
+    stream.file = &input.file;
+    stream.size = static_cast<uint64_t>(input.st.st_size);
+    stream.cache.emplace(input.file, stream.size, kCacheBlock);
     ChainPtr reread;
     FLAC__Metadata_Chain *current = file.chain.get();
     uint64_t audioStart = file.audioStart;
-    const bool fromOpen = file.chainFromOpen && unchangedSinceOpen(file, stream);
+    const bool fromOpen = file.chainFromOpen && unchangedSinceOpen(file, input.st, stream);
     file.chainFromOpen = false;
     if (!fromOpen) {
         reread.reset(FLAC__metadata_chain_new());
@@ -152,6 +146,8 @@ MediaFileStatus FLACFileSave(FLACFile &file, MediaFileFlags flags)
     }
 
     Capture capture;
+    // libFLAC writes block by block; the metadata is usually about as long as before.
+    capture.bytes.reserve(static_cast<size_t>(audioStart));
     bool rewrite = FLAC__metadata_chain_check_if_tempfile_needed(current, true);
     bool written;
     if (rewrite) {
@@ -166,11 +162,11 @@ MediaFileStatus FLACFileSave(FLACFile &file, MediaFileFlags flags)
     if (capture.scattered || (rewrite && capture.start != 0) || (!rewrite && capture.start + capture.bytes.size() > audioStart))
         return kMediaFileErrWrite;
     uint64_t replaced = rewrite ? audioStart : capture.bytes.size();
-    input.close();
+    stream.cache.reset();
     // Moved in, not listed: a braced list would copy the metadata, picture and all.
     std::vector<util::Replacement> edits(1);
     edits[0] = util::Replacement{capture.start, replaced, std::move(capture.bytes)};
-    return util::saveReplacements(file.path, std::move(edits), flags);
+    return util::saveReplacements(file.path, input, std::move(edits), flags);
 }
 
 } // namespace kestrabel::flac

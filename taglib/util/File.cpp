@@ -35,7 +35,7 @@ MediaFileStatus File::close()
 
 // Non-blocking, so that a FIFO or a device named by mistake cannot hang the open; only
 // regular files go on (O_NONBLOCK does nothing to their reads and writes).
-static MediaFileStatus openWith(const std::string &path, int flags, File *out)
+static MediaFileStatus openWith(const std::string &path, int flags, File *out, struct stat *statOut)
 {
     int fd = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0)
@@ -53,11 +53,16 @@ static MediaFileStatus openWith(const std::string &path, int flags, File *out)
         return status;
     }
     *out = File(fd);
+    if (statOut)
+        *statOut = st;
     return kMediaFileNoErr;
 }
 
-MediaFileStatus File::openRead(const std::string &path, File *out) { return openWith(path, O_RDONLY, out); }
-MediaFileStatus File::openReadWrite(const std::string &path, File *out) { return openWith(path, O_RDWR, out); }
+MediaFileStatus File::openRead(const std::string &path, File *out, struct stat *st) { return openWith(path, O_RDONLY, out, st); }
+MediaFileStatus File::openReadWrite(const std::string &path, File *out, struct stat *st)
+{
+    return openWith(path, O_RDWR, out, st);
+}
 
 MediaFileStatus File::readAt(uint64_t offset, std::span<uint8_t> out) const
 {

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
+
 namespace kestrabel::util {
 
 class File {
@@ -23,8 +25,9 @@ public:
 
     // Read-only opens never ask for write access: a read-write open fires file watchers'
     // close-after-write events even when nothing was written.
-    static MediaFileStatus openRead(const std::string &path, File *out);
-    static MediaFileStatus openReadWrite(const std::string &path, File *out);
+    // The file's status goes to *st when given, so that the caller needs no fstat of its own.
+    static MediaFileStatus openRead(const std::string &path, File *out, struct stat *st = nullptr);
+    static MediaFileStatus openReadWrite(const std::string &path, File *out, struct stat *st = nullptr);
 
     bool isOpen() const { return fd_ >= 0; }
     int fd() const { return fd_; }

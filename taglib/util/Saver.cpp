@@ -135,6 +135,12 @@ MediaFileStatus validate(std::vector<Replacement> &edits, uint64_t size)
     return kMediaFileNoErr;
 }
 
+void dropEmptyEdits(std::vector<Replacement> &edits)
+{
+    edits.erase(std::remove_if(edits.begin(), edits.end(), [](const Replacement &e) { return e.length == 0 && e.bytes.empty(); }),
+                edits.end());
+}
+
 bool isAppend(const Replacement &edit, uint64_t size) { return edit.offset == size && edit.length == 0; }
 
 // True when no byte of the original has to move: every edit keeps its length or adds bytes at
@@ -150,11 +156,11 @@ bool movesNothing(const std::vector<Replacement> &edits, uint64_t size)
 // by writing them back and cutting the appended bytes off; the file is then the original.
 // This costs one small read per edit, and spares copying the whole file for what is usually a
 // few hundred bytes of tag. No fsync, as for any in-place edit: one cannot make it atomic.
-MediaFileStatus writeWithoutMoving(const std::string &path, const std::vector<Replacement> &edits, uint64_t size)
+// Of each overwrite only the bytes that differ from what is there are written: a handler that
+// renders its whole metadata (FLAC) changes a few bytes of it, and fewer bytes written are
+// fewer at risk.
+MediaFileStatus writeWithoutMoving(File &file, const std::vector<Replacement> &edits, uint64_t size)
 {
-    File file;
-    if (MediaFileStatus status = File::openReadWrite(path, &file))
-        return status;
     std::vector<std::vector<uint8_t>> before(edits.size());
     for (size_t i = 0; i < edits.size(); ++i) {
         if (isAppend(edits[i], size))
@@ -181,8 +187,22 @@ MediaFileStatus writeWithoutMoving(const std::string &path, const std::vector<Re
     for (size_t i = 0; i < edits.size(); ++i) {
         if (isAppend(edits[i], size))
             continue;
+        const std::vector<uint8_t> &now = edits[i].bytes, &was = before[i];
+        size_t first = 0, last = now.size();
+        // memcmp over blocks first: a byte loop over a 30 KB picture would cost more than the write.
+        constexpr size_t kBlock = 256;
+        while (last - first >= kBlock && std::memcmp(now.data() + first, was.data() + first, kBlock) == 0)
+            first += kBlock;
+        while (first < last && now[first] == was[first])
+            ++first;
+        while (last - first >= kBlock && std::memcmp(now.data() + last - kBlock, was.data() + last - kBlock, kBlock) == 0)
+            last -= kBlock;
+        while (last > first && now[last - 1] == was[last - 1])
+            --last;
+        if (first == last)
+            continue;
         // A failed write may have written part of its range, so it is restored as well.
-        if (MediaFileStatus status = file.writeAt(edits[i].offset, edits[i].bytes))
+        if (MediaFileStatus status = file.writeAt(edits[i].offset + first, std::span(now).subspan(first, last - first)))
             return undo(i + 1, status);
     }
     return file.close();
@@ -429,7 +449,10 @@ MediaFileStatus overwriteFromFile(const std::string &target, int fromFd, uint64_
     return file.close();
 }
 
-MediaFileStatus saveReplacements(const std::string &path, std::vector<Replacement> edits, MediaFileFlags flags)
+namespace {
+
+// The way for every edit that may move bytes, or a file the caller could not open read-write.
+MediaFileStatus saveByName(const std::string &path, std::vector<Replacement> edits, MediaFileFlags flags)
 {
     std::string target;
     File original;
@@ -439,20 +462,69 @@ MediaFileStatus saveReplacements(const std::string &path, std::vector<Replacemen
     uint64_t size = static_cast<uint64_t>(st.st_size);
     if (MediaFileStatus status = validate(edits, size))
         return status;
-    edits.erase(std::remove_if(edits.begin(), edits.end(), [](const Replacement &e) { return e.length == 0 && e.bytes.empty(); }),
-                edits.end());
+    dropEmptyEdits(edits);
     if (edits.empty())
         return kMediaFileNoErr;
     if (MediaFileStatus status = refuseUnwritable(target))
         return status;
-    if (movesNothing(edits, size))
-        return writeWithoutMoving(target, edits, size);
+    if (movesNothing(edits, size)) {
+        File file;
+        if (MediaFileStatus status = File::openReadWrite(target, &file))
+            return status;
+        return writeWithoutMoving(file, edits, size);
+    }
     if (!mustWriteInPlace(st, flags)) {
         MediaFileStatus status = writeThroughNewFile(target, original, edits, size);
         if (status != kNewFileRefused)
             return status;
     }
     return writeInPlaceMove(target, edits, size);
+}
+
+// Whether the edits can move nothing whatever the file's size: each keeps its length or only
+// inserts (an append, once the size is known); then the file is opened once, read-write.
+bool mayMoveNothing(const std::vector<Replacement> &edits)
+{
+    return std::any_of(edits.begin(), edits.end(), [](const Replacement &e) { return e.length != 0 || !e.bytes.empty(); }) &&
+           std::all_of(edits.begin(), edits.end(), [](const Replacement &e) { return e.bytes.size() == e.length || e.length == 0; });
+}
+
+} // namespace
+
+MediaFileStatus openForSave(const std::string &path, OpenedForSave *out)
+{
+    out->writable = File::openReadWrite(path, &out->file, &out->st) == kMediaFileNoErr;
+    if (out->writable)
+        return kMediaFileNoErr;
+    return File::openRead(path, &out->file, &out->st);
+}
+
+MediaFileStatus saveReplacements(const std::string &path, OpenedForSave &opened, std::vector<Replacement> edits,
+                                 MediaFileFlags flags)
+{
+    // Opened through the name, so symbolic links are followed as the kernel does: the file
+    // written is the one behind them, and no link is replaced.
+    if (opened.writable) {
+        uint64_t size = static_cast<uint64_t>(opened.st.st_size);
+        if (MediaFileStatus status = validate(edits, size))
+            return status;
+        dropEmptyEdits(edits);
+        if (edits.empty())
+            return kMediaFileNoErr;
+        if (movesNothing(edits, size))
+            return writeWithoutMoving(opened.file, edits, size);
+    }
+    opened.file.close();
+    return saveByName(path, std::move(edits), flags);
+}
+
+MediaFileStatus saveReplacements(const std::string &path, std::vector<Replacement> edits, MediaFileFlags flags)
+{
+    if (!mayMoveNothing(edits))
+        return saveByName(path, std::move(edits), flags);
+    OpenedForSave opened;
+    opened.writable = File::openReadWrite(path, &opened.file, &opened.st) == kMediaFileNoErr;
+    return saveReplacements(path, opened, std::move(edits), flags);
 }
 
 } // namespace kestrabel::util

@@ -36,6 +36,19 @@ struct Replacement {
 // is a replacement at offset == file size with length 0).
 MediaFileStatus saveReplacements(const std::string &path, std::vector<Replacement> edits, MediaFileFlags flags);
 
+// The file a handler reads its current state from and the saver writes, opened once: read-write
+// where the caller may write it, so that an edit that moves no byte goes through the same
+// descriptor; read-only otherwise, and the save then takes the ordinary way.
+struct OpenedForSave {
+    File file;
+    struct stat st {};
+    bool writable = false;
+};
+MediaFileStatus openForSave(const std::string &path, OpenedForSave *out);
+// saveReplacements on a file the handler opened with openForSave; the descriptor is closed.
+MediaFileStatus saveReplacements(const std::string &path, OpenedForSave &opened, std::vector<Replacement> edits,
+                                 MediaFileFlags flags);
+
 // The saver's rules for handlers that write their new file themselves (Ogg).
 //
 // Resolves symbolic links to the file behind them (*target, where the new file goes), opens it
