@@ -264,7 +264,7 @@ const char *MediaFileGetPath(MediaFileRef ref);
  * MediaFileSaveGroupCommit then flushes all held files together (one syncfs per file system),
  * renames each over its original and flushes each folder once, and frees the group; a crash at
  * any point still leaves each file as it was or fully updated. Saves that need no new file (in
- * place, Ogg, hard links) and saves with kMediaFileFlagPreserveDates are made at once. Once its
+ * place, hard links) and saves with kMediaFileFlagPreserveDates are made at once. Once its
  * save is held, a handle is for reading and closing: a further update fails with
  * kMediaFileErrParam. Each file at most once per group. The group may be used from several
  * threads at once. report, which may be null, is called for each held save that failed at the

@@ -7,6 +7,7 @@
 #include "VorbisCommentPacket.h"
 
 #include "util/FileOps.h"
+#include "util/SaveGroup.h"
 #include "util/Saver.h"
 
 #include <cerrno>
@@ -333,9 +334,11 @@ MediaFileStatus saveImpl(OggVorbisFile &file, MediaFileFlags flags)
     bool inPlace = util::mustWriteInPlace(st, flags) || !util::ownerRestorable(input.fd(), temp.fd());
     MediaFileStatus status =
         file.codec == OggCodec::Opus ? rewriteOpusStream(file, input, temp) : Rewriter(file, input, temp).run();
+    // In a save group the flush and the rename come at the commit, for all files at once.
+    const bool held = !inPlace && util::holdingSaves();
     if (status == kMediaFileNoErr && !inPlace) {
         util::copyFileAttributes(input.fd(), temp.fd());
-        if (util::fileOps().fsync(temp.fd()) != 0) {
+        if (!held && util::fileOps().fsync(temp.fd()) != 0) {
             file.lastError = kWriteFailed;
             status = kOggVorbisErrWrite;
         }
@@ -358,6 +361,10 @@ MediaFileStatus saveImpl(OggVorbisFile &file, MediaFileFlags flags)
         return discard(kOggVorbisErrWrite);
     }
     input.close();
+    if (held) {
+        util::holdNewFile(target, tempPath);
+        return kMediaFileNoErr;
+    }
     errno = 0;
     if (util::fileOps().rename(tempPath.c_str(), target.c_str()) != 0) {
         // The original is still whole here, since it is replaced by the rename alone; so the
