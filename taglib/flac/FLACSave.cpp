@@ -109,6 +109,43 @@ bool unchangedSinceOpen(const FLACFile &file, const struct stat &now, InputStrea
     return stream.file->readAt(file.audioStart, sync) == kMediaFileNoErr && sync[0] == 0xFF && (sync[1] & 0xFE) == 0xF8;
 }
 
+// Grows the last PADDING block (sorted to the end), or adds one, to the room the next edit
+// needs, and further until the audio moves by whole blocks, so that it keeps its place in a
+// block and the new file can share it with the old one.
+MediaFileStatus leaveRoomForNextEdit(FLAC__Metadata_Chain *chain, uint64_t audioStart, uint64_t fileSize)
+{
+    IteratorPtr iterator(FLAC__metadata_iterator_new());
+    if (!iterator)
+        return kMediaFileErrMemory;
+    FLAC__metadata_iterator_init(iterator.get(), chain);
+    uint64_t length = 4; // "fLaC"
+    do
+        length += FLAC__STREAM_METADATA_HEADER_LENGTH + FLAC__metadata_iterator_get_block(iterator.get())->length;
+    while (FLAC__metadata_iterator_next(iterator.get()));
+    FLAC__StreamMetadata *last = FLAC__metadata_iterator_get_block(iterator.get());
+    const bool padded = last->type == FLAC__METADATA_TYPE_PADDING;
+    uint64_t withoutPadding = length - (padded ? FLAC__STREAM_METADATA_HEADER_LENGTH + last->length : 0);
+    uint64_t room = util::roomForNextEdit(fileSize);
+    uint64_t newLength = withoutPadding + FLAC__STREAM_METADATA_HEADER_LENGTH + room;
+    if (newLength > audioStart)
+        room += (util::kShareableShift - (newLength - audioStart) % util::kShareableShift) % util::kShareableShift;
+    if (room >= (1u << FLAC__STREAM_METADATA_LENGTH_LEN))
+        return kMediaFileNoErr;
+    if (padded) {
+        if (last->length < room)
+            last->length = static_cast<unsigned>(room);
+        return kMediaFileNoErr;
+    }
+    BlockPtr padding(FLAC__metadata_object_new(FLAC__METADATA_TYPE_PADDING));
+    if (!padding)
+        return kMediaFileErrMemory;
+    padding->length = static_cast<unsigned>(room);
+    if (!FLAC__metadata_iterator_insert_block_after(iterator.get(), padding.get()))
+        return kMediaFileErrMemory;
+    padding.release();
+    return kMediaFileNoErr;
+}
+
 } // namespace
 
 MediaFileStatus FLACFileSave(FLACFile &file, MediaFileFlags flags)
@@ -149,10 +186,15 @@ MediaFileStatus FLACFileSave(FLACFile &file, MediaFileFlags flags)
     // libFLAC writes block by block; the metadata is usually about as long as before.
     capture.bytes.reserve(static_cast<size_t>(audioStart));
     bool rewrite = FLAC__metadata_chain_check_if_tempfile_needed(current, true);
+    // With the room left, libFLAC is not to fit the padding to the old length again.
+    const bool leaveRoom = rewrite && file.rules.roomToGrow;
+    if (leaveRoom)
+        if (MediaFileStatus status = leaveRoomForNextEdit(current, audioStart, stream.size))
+            return status;
     bool written;
     if (rewrite) {
         stream.limit = audioStart;
-        written = FLAC__metadata_chain_write_with_callbacks_and_tempfile(current, true, &stream, kInputCallbacks, &capture,
+        written = FLAC__metadata_chain_write_with_callbacks_and_tempfile(current, !leaveRoom, &stream, kInputCallbacks, &capture,
                                                                           kCaptureCallbacks);
     } else {
         written = FLAC__metadata_chain_write_with_callbacks(current, true, &capture, kCaptureCallbacks);

@@ -76,13 +76,14 @@ struct MP4Rules {
     bool checkFragments;     // moof/mfra offsets corrected when the tail moves, or the save refused
     bool createHdlr;         // a created meta gets the hdlr (mdir/appl) readers look for
     bool firstDataWins;      // an item reads its first data atom, and a set replaces them all
+    bool roomToGrow;         // a moov that grows gets a free atom after ilst for the next edit
 };
 
 inline constexpr MP4Rules kMP4Rules[] = {
     // classic
-    {false, false, false, false, false},
+    {false, false, false, false, false, false},
     // interop
-    {true, true, true, true, true},
+    {true, true, true, true, true, true},
 };
 
 constexpr const MP4Rules &mp4RulesFor(MediaFileFlags flags) { return kMP4Rules[(flags & kMediaFileFlagInterop) ? 1 : 0]; }

@@ -7,6 +7,8 @@
 
 #include "util/Saver.h"
 
+#include <algorithm>
+
 namespace kestrabel::mp4 {
 
 namespace {
@@ -121,20 +123,48 @@ void correctChunkOffsets(MP4File &file, int64_t difference)
     }
 }
 
-// Puts the payloads the save changed back as they were when the save fails.
+// Puts the payloads the save changed back as they were when the save fails, and takes out an
+// atom it added.
 class Rollback {
 public:
     void keep(MP4Atom *atom) { saved_.emplace_back(atom, atom->data); }
-    void commit() { saved_.clear(); }
+    void added(MP4Atom *atom) { added_ = atom; }
+    void commit()
+    {
+        saved_.clear();
+        added_ = nullptr;
+    }
     ~Rollback()
     {
         for (auto &[atom, data] : saved_)
             atom->data = std::move(data);
+        if (added_) {
+            auto &siblings = added_->parent->children;
+            siblings.erase(std::find_if(siblings.begin(), siblings.end(), [this](const auto &atom) { return atom.get() == added_; }));
+        }
     }
 
 private:
     std::vector<std::pair<MP4Atom *, std::vector<uint8_t>>> saved_;
+    MP4Atom *added_ = nullptr;
 };
+
+// The free atom after ilst, made there when there is none, as other taggers place theirs.
+MP4Atom *freeAtomForRoom(MP4File &file, Rollback &rollback)
+{
+    if (MP4Atom *free = freeAfterIlst(file)) {
+        rollback.keep(free);
+        return free;
+    }
+    auto &siblings = file.ilst->parent->children;
+    auto ilst = std::find_if(siblings.begin(), siblings.end(), [&](const auto &atom) { return atom.get() == file.ilst; });
+    std::unique_ptr<MP4Atom> made = MP4Atom::make(kFree);
+    made->parent = file.ilst->parent;
+    MP4Atom *free = made.get();
+    siblings.insert(ilst + 1, std::move(made));
+    rollback.added(free);
+    return free;
+}
 
 void refreshPlacement(MP4File &file, const std::vector<Placed> &placed, int64_t difference)
 {
@@ -178,6 +208,22 @@ MediaFileStatus MP4FileSave(MP4File &file, const std::string &path, MediaFileFla
                     return status;
                 difference = 0;
             }
+        }
+    }
+    // Room for the next edit, so that it fits in place; where media data follows moov, enough
+    // more that it moves by whole blocks and the new file can share them with the old one.
+    if (difference > 0 && file.rules->roomToGrow) {
+        MP4Atom *free = freeAtomForRoom(file, rollback);
+        free->data.assign(static_cast<size_t>(util::roomForNextEdit(file.fileSize)), 0);
+        if (MediaFileStatus status = renderMoov())
+            return status;
+        difference = static_cast<int64_t>(bytes.size()) - static_cast<int64_t>(moov.totalSize);
+        const uint64_t partBlock = static_cast<uint64_t>(difference) % util::kShareableShift;
+        if (moov.fileOffset + moov.totalSize < file.fileSize && partBlock != 0) {
+            free->data.resize(free->data.size() + static_cast<size_t>(util::kShareableShift - partBlock), 0);
+            if (MediaFileStatus status = renderMoov())
+                return status;
+            difference = static_cast<int64_t>(bytes.size()) - static_cast<int64_t>(moov.totalSize);
         }
     }
     if (difference != 0) {

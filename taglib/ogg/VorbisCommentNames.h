@@ -83,15 +83,18 @@ struct CommentRules {
     // (renumbered when the headers take another number of pages); the classic save repacks every
     // audio packet into pages of its own making.
     bool copyAudioPages;
+    // FLAC: a save that has to move the audio leaves a PADDING block for the next edit and
+    // moves the audio by whole 4 KiB blocks; the classic save keeps the padding it finds.
+    bool roomToGrow;
 };
 
 constexpr CommentRules kCommentRules[] = {
     // classic
     {.exactNames = false, .commonNames = false, .standardPictures = false, .keepVendor = false, .firstCommentBlock = false,
-     .refusePartlyReadComments = false, .absentIsNotFound = false, .copyAudioPages = false},
+     .refusePartlyReadComments = false, .absentIsNotFound = false, .copyAudioPages = false, .roomToGrow = false},
     // interop
     {.exactNames = true, .commonNames = true, .standardPictures = true, .keepVendor = true, .firstCommentBlock = true,
-     .refusePartlyReadComments = true, .absentIsNotFound = true, .copyAudioPages = true},
+     .refusePartlyReadComments = true, .absentIsNotFound = true, .copyAudioPages = true, .roomToGrow = true},
 };
 
 constexpr const CommentRules &commentRulesFor(MediaFileFlags flags)

@@ -210,6 +210,8 @@ TEST(Contract, AGrowingSaveLeavesRoomForTheNextEdit)
         {"id3v24-full.mp3", kMediaFileFlagInterop, true, false},
         {"no-tags.mp3", kMediaFileFlagInterop, true, true},
         {"id3v24-full.mp3", 0, false, false},
+        {"flac-tagged.flac", kMediaFileFlagInterop, true, true},
+        {"tagged-faststart.m4a", kMediaFileFlagInterop, true, true},
     };
     for (const auto &[fixture, profile, room, wholeBlocks] : rows) {
         SCOPED_TRACE(std::string(fixture) + (profile ? " interop" : " classic"));
