@@ -298,7 +298,8 @@ MediaFileStatus ID3WriteFile(const char *path, MediaFileFlags writeOptions, ID3T
     return kMediaFileNoErr;
 }
 
-MediaFileStatus ID3RenderToBuffer(ID3Tag &tag, MediaFileFlags writeOptions, std::vector<uint8_t> *out)
+MediaFileStatus ID3RenderToBuffer(ID3Tag &tag, MediaFileFlags writeOptions, std::vector<uint8_t> *out, uint64_t minimumLength,
+                                  uint64_t fileSize)
 {
     try {
         removeBlankAlbumArtist(tag);
@@ -306,7 +307,7 @@ MediaFileStatus ID3RenderToBuffer(ID3Tag &tag, MediaFileFlags writeOptions, std:
         const int version = resolveWriteVersion(tag, &options);
         std::vector<uint8_t> bytes;
         if (version != 0) {
-            if (MediaFileStatus status = renderV2(tag, version, options, 0, 0, &bytes))
+            if (MediaFileStatus status = renderV2(tag, version, options, minimumLength, fileSize, &bytes))
                 return status;
         }
         // A memory image carries its ID3v1 record behind the ID3v2 tag, where a parse of the

@@ -27,7 +27,10 @@ MediaFileStatus ID3NewTag(ID3TagPtr *out, MediaFileFlags flags = 0);
 // The ID3 version the tag was read in (2, 3, 4), or 0 for a tag made in memory.
 int ID3MajorVersion(const ID3Tag &tag);
 // Renders the tag into a new buffer (the chunk handler passes 0x4004: version 2.2, no padding).
-MediaFileStatus ID3RenderToBuffer(ID3Tag &tag, MediaFileFlags writeOptions, std::vector<uint8_t> *out);
+// With padding, a tag that fits in minimumLength bytes is padded to them, and one that does not
+// gets the room for the next edit that its tag rules give a file of fileSize bytes.
+MediaFileStatus ID3RenderToBuffer(ID3Tag &tag, MediaFileFlags writeOptions, std::vector<uint8_t> *out, uint64_t minimumLength = 0,
+                                  uint64_t fileSize = 0);
 
 // Data-ID access, the same that MP3 files get. Integer IDs printed with "%d" and scanned with
 // "%d" on the text accessors are included, so a caller needs nothing else.

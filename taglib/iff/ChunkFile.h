@@ -28,13 +28,14 @@ struct IFFRules {
     uint32_t minimumBextSize; // 602: the fixed part alone, as ffmpeg writes it
     bool tolerantEnd;       // a last chunk without its pad byte, or stray bytes after the last chunk
     bool keepID3Version;    // the chunk's tag is saved in the version it was read in; a new one as 2.3
+    bool id3Room;           // the chunk's tag keeps its padding, and one that grows gets room for the next edit
 };
 
 inline constexpr IFFRules kIFFRules[] = {
     // classic: 604 on purpose, so that every chunk accepted has room for an empty coding history
-    {false, 604, false, false},
+    {false, 604, false, false, false},
     // interop
-    {true, 602, true, true},
+    {true, 602, true, true, true},
 };
 
 constexpr const IFFRules &iffRulesFor(MediaFileFlags flags) { return kIFFRules[(flags & kMediaFileFlagInterop) ? 1 : 0]; }

@@ -16,15 +16,16 @@ namespace {
 // sort-order frames), and give a new chunk 2.3.
 MediaFileFlags id3ChunkRenderOptions(const iff::IFFRules &rules, const id3::ID3Tag &tag)
 {
+    const MediaFileFlags padding = rules.id3Room ? 0 : kMediaFileFlagID3NoPadding;
     if (!rules.keepID3Version)
-        return kMediaFileFlagID3NoPadding | kMediaFileFlagID3v22;
+        return padding | kMediaFileFlagID3v22;
     switch (id3::ID3MajorVersion(tag)) {
     case 2:
-        return kMediaFileFlagID3NoPadding | kMediaFileFlagID3v22;
+        return padding | kMediaFileFlagID3v22;
     case 4:
-        return kMediaFileFlagID3NoPadding | kMediaFileFlagID3v24;
+        return padding | kMediaFileFlagID3v24;
     default:
-        return kMediaFileFlagID3NoPadding | kMediaFileFlagID3v23;
+        return padding | kMediaFileFlagID3v23;
     }
 }
 
@@ -135,15 +136,7 @@ MediaFileStatus IFFHandler::update(const char *path, MediaFileFlags flags)
     std::vector<iff::ChunkWrite> writes;
     if (!bext_.empty())
         writes.push_back({&bextRecord, bext_});
-    if (id3_) {
-        if (MediaFileStatus status = id3::ID3RenderToBuffer(*id3_, id3ChunkRenderOptions(rules_, *id3_), &rendered))
-            return status;
-        // An empty chunk would make the file unreadable to us the next time.
-        if (rendered.empty())
-            return kMediaFileErrTooSmall;
-        writes.push_back({&id3Record, rendered});
-    }
-    if (writes.empty())
+    if (!id3_ && writes.empty())
         return kMediaFileNoErr;
 
     uint64_t fileSize = 0;
@@ -153,6 +146,17 @@ MediaFileStatus IFFHandler::update(const char *path, MediaFileFlags flags)
             return kMediaFileErrCantOpen;
         if (MediaFileStatus status = file.size(&fileSize))
             return status;
+    }
+    if (id3_) {
+        // With padding, the tag fills the chunk it has when it fits there, so that the chunk is
+        // written in place.
+        const uint64_t room = id3Record.inFile() ? id3Record.size : 0;
+        if (MediaFileStatus status = id3::ID3RenderToBuffer(*id3_, id3ChunkRenderOptions(rules_, *id3_), &rendered, room, fileSize))
+            return status;
+        // An empty chunk would make the file unreadable to us the next time.
+        if (rendered.empty())
+            return kMediaFileErrTooSmall;
+        writes.push_back({&id3Record, rendered});
     }
     std::vector<util::Replacement> edits;
     if (MediaFileStatus status = iff::planChunkWrites(container, writes, fileSize, &edits, chunksEnd_))

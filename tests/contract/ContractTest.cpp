@@ -212,6 +212,8 @@ TEST(Contract, AGrowingSaveLeavesRoomForTheNextEdit)
         {"id3v24-full.mp3", 0, false, false},
         {"flac-tagged.flac", kMediaFileFlagInterop, true, true},
         {"tagged-faststart.m4a", kMediaFileFlagInterop, true, true},
+        {"id3-middle.aiff", kMediaFileFlagInterop, true, false},
+        {"id3-lowercase.wav", kMediaFileFlagInterop, true, false},
     };
     for (const auto &[fixture, profile, room, wholeBlocks] : rows) {
         SCOPED_TRACE(std::string(fixture) + (profile ? " interop" : " classic"));
