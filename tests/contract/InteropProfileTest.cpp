@@ -47,6 +47,8 @@ void PrintTo(const InteropRow &row, std::ostream *out) { *out << row.name; }
 std::string tag(const std::string &value) { return "set -t " + shellQuote(value); }
 
 const std::string kLongTitle(256, 'T');
+// Longer than the padding any of the fixtures below has, so that the save has to grow.
+const std::string kLongComment(3000, 'c');
 
 const std::vector<InteropRow> kRows = {
     // MP3 files as ffmpeg and mutagen write them.
@@ -80,6 +82,8 @@ const std::vector<InteropRow> kRows = {
     {"WaveStrayBytesAtEnd", "IFFRules.tolerantEnd", "interop/stray-bytes.wav", tag("Title=New Title"),
      {"mutagen:TIT2=New Title", "ffprobe:format.title=New Title", "taglib:TITLE=New Title", "mutagen:id3-version=2.3", "chunks:ids=fmt ,data,ID3 "}, {}, Keeps,
      Refuses},
+    {"Id3ChunkLeavesRoom", "IFFRules.id3Room", "id3-middle.aiff", tag("Comment=" + kLongComment),
+     {"mutagen:COMM::eng=" + kLongComment, "taglib:COMMENT=" + kLongComment}, {}, Keeps, Loses},
     // MP4 files as ffmpeg and mutagen write them.
     {"Co64Corrected", "MP4Rules.fixCo64", "co64-faststart.m4a", tag("Title=" + kLongTitle),
      {"mutagen:©nam=[" + kLongTitle + "]", "ffprobe:format.title=" + kLongTitle, "taglib:TITLE=" + kLongTitle}, {}, Keeps, Loses},
@@ -95,6 +99,8 @@ const std::vector<InteropRow> kRows = {
      {"mutagen:©ART=[New Artist]", "ffprobe:format.artist=New Artist", "taglib:ARTIST=New Artist"}, {"Artist=First"}, Keeps, Loses},
     {"FirstCoverIsCoverArt", "MP4Rules.firstDataWins", "interop/two-covers.m4a", tag("Title=New Title"),
      {"mutagen:©nam=[New Title]", "ffprobe:format.title=New Title", "taglib:TITLE=New Title"}, {"Cover Art=JPEG image, 512 bytes"}, Keeps, Loses},
+    {"MoovLeavesRoom", "MP4Rules.roomToGrow", "tagged-faststart.m4a", tag("Comment=" + kLongComment),
+     {"*:COMMENT=" + kLongComment, "mutagen:©cmt=[" + kLongComment + "]"}, {}, Keeps, Keeps},
     // Ogg Vorbis, Ogg Opus and FLAC files as vorbiscomment, metaflac, mutagen, opusenc and ffmpeg write them.
     {"OggSetByExactName", "CommentRules.exactNames", "interop-albumartist.ogg", tag("Album=New Album"), {"*:ALBUM=New Album"}, {"Album=Sampler"}, Keeps, Loses},
     {"OggEveryEntryReplaced", "CommentRules.exactNames", "interop-albumartist.ogg", tag("Genre=Rock"), {"*:GENRE=Rock"}, {"Genre=Jazz"}, Keeps, Loses},
@@ -138,6 +144,8 @@ const std::vector<InteropRow> kRows = {
      {"Title=First Block"}, Keeps, Loses},
     {"FlacPartlyReadComments", "CommentRules.refusePartlyReadComments", "interop-comment-past-block.flac", tag("Title=Retitled"), {}, {"Title=Readable"},
      Refuses, Loses, "kMediaFileErrPastEnd (-6751)"},
+    {"FlacLeavesRoom", "CommentRules.roomToGrow", "flac-tagged.flac", tag("Comment=" + kLongComment), {"*:COMMENT=" + kLongComment, "flac-t:exit=0"}, {},
+     Keeps, Keeps},
     {"OggAbsentValue", "CommentRules.absentIsNotFound", "interop-pictures.ogg", "get Comment", {}, {}, Refuses, Refuses, "kMediaFileErrNotFound (-6727)",
      "kOggVorbisErrNoComment (2005)"},
     // Removal leaves no trace any peer sees; these rows exercise no rule of their own.
