@@ -481,12 +481,13 @@ MediaFileStatus saveByName(const std::string &path, std::vector<Replacement> edi
     return writeInPlaceMove(target, edits, size);
 }
 
-// Whether the edits can move nothing whatever the file's size: each keeps its length or only
-// inserts (an append, once the size is known); then the file is opened once, read-write.
-bool mayMoveNothing(const std::vector<Replacement> &edits)
+// Whether every edit keeps its length, whatever the file's size: then the file is opened once,
+// read-write. An insertion (an append or not) takes the way by name, so that a save that
+// moves the audio never opens the original for writing.
+bool keepsEveryLength(const std::vector<Replacement> &edits)
 {
-    return std::any_of(edits.begin(), edits.end(), [](const Replacement &e) { return e.length != 0 || !e.bytes.empty(); }) &&
-           std::all_of(edits.begin(), edits.end(), [](const Replacement &e) { return e.bytes.size() == e.length || e.length == 0; });
+    return std::any_of(edits.begin(), edits.end(), [](const Replacement &e) { return e.length != 0; }) &&
+           std::all_of(edits.begin(), edits.end(), [](const Replacement &e) { return e.bytes.size() == e.length; });
 }
 
 } // namespace
@@ -520,7 +521,7 @@ MediaFileStatus saveReplacements(const std::string &path, OpenedForSave &opened,
 
 MediaFileStatus saveReplacements(const std::string &path, std::vector<Replacement> edits, MediaFileFlags flags)
 {
-    if (!mayMoveNothing(edits))
+    if (!keepsEveryLength(edits))
         return saveByName(path, std::move(edits), flags);
     OpenedForSave opened;
     opened.writable = File::openReadWrite(path, &opened.file, &opened.st) == kMediaFileNoErr;
