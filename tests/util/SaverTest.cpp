@@ -41,6 +41,16 @@ Bytes expectedAfter(const Bytes &original, std::vector<Replacement> edits)
     return out;
 }
 
+// The file's own bytes at [offset, offset + length) but for three in the middle: a handler that
+// renders its whole metadata to change one value.
+Bytes changedInTheMiddle(size_t size, size_t offset, size_t length)
+{
+    Bytes original = sequence(size), bytes(original.begin() + long(offset), original.begin() + long(offset + length));
+    for (size_t i = length / 2; i < length / 2 + 3; ++i)
+        bytes[i] = static_cast<uint8_t>(~bytes[i]);
+    return bytes;
+}
+
 struct stat statOf(const std::string &path) { struct stat st {}; return stat(path.c_str(), &st), st; }
 
 size_t entriesIn(const std::filesystem::path &folder) { return size_t(std::distance(std::filesystem::directory_iterator(folder), {})); }
@@ -48,8 +58,8 @@ size_t entriesIn(const std::filesystem::path &folder) { return size_t(std::dista
 struct SaveRow { size_t size; std::vector<Replacement> edits; MediaFileFlags flags; bool hardLink, sameFile; /* the inode stays */ };
 
 // Same length; growing; shrinking; shrinking when asked in place; growing with a hard link;
-// appends and same-length chunks (nothing moves: nothing copied); and tails larger than the copy
-// buffer moved in several pieces each way.
+// appends and same-length chunks (nothing moves: nothing copied); tails larger than the copy
+// buffer moved in several pieces each way; and a same-length range that differs in three bytes.
 const SaveRow kSaves[] = {
     {300000, {{10, 3, {1, 2, 3}}, {200000, 2, {9, 9}}}, 0, false, true},
     {300000, {{0, 10, Bytes(5000, 0xAA)}, {150000, 0, {7, 7, 7}}, {300000, 0, {1}}}, 0, false, false},
@@ -59,6 +69,7 @@ const SaveRow kSaves[] = {
     {300000, {{300000, 0, Bytes(5000, 0xA1)}, {4, 4, {9, 9, 9, 9}}, {300000, 0, {0xB2, 0xB2}}}, 0, false, true},
     {20u << 20, {{1000, 10, Bytes(5000, 0xEE)}, {(9u << 20) + 3, 0, {1, 2, 3}}}, kMediaFileFlagInPlace, false, true},
     {20u << 20, {{7, 4990, {}}, {(17u << 20) + 1, 100, {4}}}, kMediaFileFlagInPlace, false, true},
+    {300000, {{1000, 30000, changedInTheMiddle(300000, 1000, 30000)}}, 0, false, true},
 };
 
 int gFilesSynced = 0;
