@@ -63,6 +63,8 @@ struct Case {
     User user = Self;
 };
 
+// Three folders of three songs, and a file that is no song; listed in reverse so the order comes from the sort.
+constexpr const char *kTree = "$ for d in c b a; do mkdir -p t/$d && for i in 3 2 1; do cp {d}/no-tags.mp3 t/$d/s$i.mp3; done; done; echo x > t/a/n.txt";
 constexpr const char *kSourceCover = "e7f0893138aeb54e20f94006b6522ba8331876b1dd2313f77d6c1861cd7b8472"; // id3v23-full.mp3's
 constexpr const char *kM4aCover = "b667e2935f7e3c6fde747c952634b4c7dc212a0f57f47ddad61c75e77eea8945";    // m4a-cover.jpg
 constexpr const char *kPlist = "<plist version=\"1.0\"><dict><key>kMediaFileDataExportKey</key><string>KESTRABEL MEDIA FILE DATA "
@@ -250,6 +252,11 @@ const std::vector<Case> &cases()
         {"SameFileRefusedOnce", "MP3", {kSong, {"$ ln -s \"$PWD/song.{ext}\" alias"}, {kNobodysReadOnly}},
          "set -j 4 -t Title=x song.{ext} alias song.{ext} alias", 1, {}, {{"$ test $(grep -o EACCES {io}/err | wc -l) = 1"}}, Nobody},
         {"MissingFile", "MP3", {}, "set -t Title=x missing.mp3", 1, {"No such file or directory"}},
+        // Parallel runs over a tree report in the serial order (folders, then names); a bar only on a terminal.
+        {"ParallelRunKeepsTheSerialOrder", "MP3", {{kTree}}, "show --json -r -j 3 t", 0, {"!9/9", "!n.txt"},
+         {{"$ kestrabel-tag show --json -r t | cmp - {io}/out && test $(grep -o 'path.: .t/[abc]/s[0-9]' {io}/out | grep -o '[abc]/s[0-9]' | tr -d '\\n') = a/s1a/s2a/s3b/s1b/s2b/s3c/s1c/s2c/s3"}}},
+        {"ParallelSetWithABarOnATerminal", "MP3", {{kTree}}, "set -r -j 4 -t Album=Parallel t", 0, {"!9/9"},
+         {{"t/b/s3.mp3", "Album", "Parallel"}, {"$ script -qec 'kestrabel-tag show -r -j 2 t >/dev/null' /dev/null | grep -q '9/9 files'"}}},
         {"ShowJsonOfAFifoNamesTheCause", "MP3", {{kFifoAndPlist}}, "show --json pipe.mp3", 1,
          {"\"error\": \"kMediaFileErrCantOpen: the file cannot be opened: not a regular file (a FIFO)\""}},
         {"GetOfAFifo", "MP3", {{kFifoAndPlist}}, "get Title pipe.mp3", 1, {"not a regular file (a FIFO)"}},

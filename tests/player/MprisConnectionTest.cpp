@@ -25,14 +25,14 @@ QJsonObject track(const QString &id, const QString &title, const QString &album 
             {"xesam:url", "http://radio.invalid" + id}};
 }
 
+// A player whose one track is a local file named after title; state's own keys win.
 QJsonObject player(const QString &title, const QString &status, QJsonObject state = {})
 {
     QJsonObject first = track("/t/1", title);
     first.insert("xesam:url", "file:///music/" + title + ".mp3");
-    for (const auto &[key, value] : {std::pair<QString, QJsonValue>{"identity", title + " Player"}, {"status", status}, {"current", 0},
-                                     {"tracks", QJsonArray{first}}})
-        if (!state.contains(key))
-            state.insert(key, value);
+    const QJsonObject defaults{{"identity", title + " Player"}, {"status", status}, {"current", 0}, {"tracks", QJsonArray{first}}};
+    for (auto it = defaults.begin(); it != defaults.end(); ++it)
+        state.insert(it.key(), state.value(it.key()).isUndefined() ? *it : state.value(it.key()));
     return state;
 }
 
@@ -43,10 +43,19 @@ protected:
         if (!privateBusRunning())
             GTEST_SKIP() << "dbus-daemon is not available";
     }
-    bool becomes(MprisConnection &connection, const QString &service)
+    // Ends the fakes of the row before, then starts these; the first of them is returned.
+    FakePlayer &start(const std::vector<std::pair<QString, QJsonObject>> &players)
+    {
+        fakes.clear();
+        for (const auto &[name, state] : players)
+            EXPECT_TRUE(fakes.emplace_back(name, state).ready()) << name.toStdString();
+        return fakes.front();
+    }
+    static bool becomes(MprisConnection &connection, const QString &service)
     {
         return waitUntil([&] { return connection.currentService() == service; });
     }
+    std::list<FakePlayer> fakes;
 };
 
 } // namespace
@@ -74,17 +83,12 @@ TEST_F(Mpris, ChoiceAmongPlayersAtFirstSight)
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(std::string(row.preference) + " " + (row.chosen ? row.chosen : "none"));
-        std::list<FakePlayer> fakes;
-        for (const auto &[name, state] : row.players)
-            ASSERT_TRUE(fakes.emplace_back(name, state).ready());
+        start(row.players);
         MprisConnection connection(QDBusConnection::sessionBus(), row.preference);
         EXPECT_EQ(connection.currentService(), row.chosen ? "org.mpris.MediaPlayer2." + QString(row.chosen) : QString());
         EXPECT_EQ(connection.isRunning(), row.chosen != nullptr);
-        if (row.players.size() == 1) {
-            EXPECT_EQ(MprisPlayerList(QDBusConnection::sessionBus()).players().size(), row.chosen ? 1 : 0);
-        }
-        for (FakePlayer &fake : fakes)
-            fake.vanish();
+        const qsizetype listed = MprisPlayerList(QDBusConnection::sessionBus()).players().size();
+        EXPECT_TRUE(row.players.size() > 1 || listed == (row.chosen ? 1 : 0)) << listed;
     }
 }
 
@@ -160,8 +164,7 @@ TEST_F(Mpris, EditFlowHungAndPinnedPlayers)
 // artwork the bridge gives. A local file the tag library cannot open still has its path.
 TEST_F(Mpris, CatalogueOperations)
 {
-    FakePlayer fake("fake", {{"identity", "Fake Player"}, {"status", "Stopped"}, {"current", 0}, {"tracks", QJsonArray{}}});
-    ASSERT_TRUE(fake.ready());
+    FakePlayer &fake = start({{"fake", {{"identity", "Fake Player"}, {"status", "Stopped"}, {"current", 0}, {"tracks", QJsonArray{}}}}});
     MprisConnection connection(QDBusConnection::sessionBus());
     // A running player without a track gives empty texts, not none.
     EXPECT_TRUE(connection.copyCurrentTrackName().isEmpty() && !connection.copyCurrentTrackName().isNull());
@@ -225,14 +228,12 @@ TEST_F(Mpris, Rating)
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
-        FakePlayer fake(row.name, player("One", "Playing", {{"tracks", QJsonArray{track("/t/1", "One")}}, {row.flag, true}}));
-        ASSERT_TRUE(fake.ready());
+        FakePlayer &fake = start({{row.name, player("One", "Playing", {{"tracks", QJsonArray{track("/t/1", "One")}}, {row.flag, true}})}});
         MprisConnection connection(QDBusConnection::sessionBus());
         EXPECT_EQ(connection.canSetRating(), row.call != nullptr);
         EXPECT_EQ(connection.setCurrentTrackRating(row.set), row.call != nullptr);
         EXPECT_EQ(fake.calls().filter(QRegularExpression("^Set")).value(0), row.call ? QString(row.call) : QString());
         EXPECT_EQ(connection.currentTrackRating(), row.after);
-        fake.vanish();
     }
 }
 
@@ -243,17 +244,14 @@ TEST_F(Mpris, TrackList)
 {
     QJsonObject anonymous = track("", "Neap Tide");
     anonymous.remove("mpris:trackid");
-    FakePlayer fake("vlc", player("Low Tide", "Paused", {{"trackList", true}, {"hasTrackList", false},
-                                                         {"tracks", QJsonArray{track("/t/1", "Low Tide"), track("/t/2", "Elsewhere", "Far Album"),
-                                                                               track("/t/3", "Spring Tide"),
-                                                                               track("/t/4", "Other Artist", "Harbour Lights", "Someone"), anonymous}}}));
-    ASSERT_TRUE(fake.ready());
+    const QJsonArray tracks{track("/t/1", "Low Tide"), track("/t/2", "Elsewhere", "Far Album"), track("/t/3", "Spring Tide"),
+                            track("/t/4", "Other Artist", "Harbour Lights", "Someone"), anonymous};
+    FakePlayer &fake = start({{"vlc", player("Low Tide", "Paused", {{"trackList", true}, {"hasTrackList", false}, {"tracks", tracks}})}});
     MprisConnection connection(QDBusConnection::sessionBus());
     EXPECT_EQ(connection.copyAlbumTrackNames(), (QStringList{"Low Tide", "Spring Tide", "Neap Tide"}));
     fake.clearCalls();
     EXPECT_TRUE(connection.playTrackNamed("Spring Tide"));
-    EXPECT_EQ(connection.copyCurrentTrackName(), "Spring Tide");
-    EXPECT_TRUE(connection.isPlaying());
+    EXPECT_TRUE(connection.copyCurrentTrackName() == "Spring Tide" && connection.isPlaying());
     EXPECT_TRUE(fake.calls().contains("GoTo /t/3") && fake.calls().contains("Play")) << fake.calls().join('\n').toStdString();
     // A title only found outside the album is still played, as the player's own list has it.
     EXPECT_TRUE(connection.playTrackNamed("Elsewhere"));
@@ -283,8 +281,7 @@ TEST_F(Mpris, FieldsArtworkAndTrackChoiceComeFromTheFiles)
                            {"xesam:genre", "Stale Genre"}, {"xesam:url", fileUrlForPath(QString::fromStdString(path))}};
     };
     {
-        FakePlayer player("fake", {{"status", "Playing"}, {"current", 0}, {"tracks", QJsonArray{entry(first, 1)}}});
-        ASSERT_TRUE(player.ready());
+        start({{"fake", {{"status", "Playing"}, {"current", 0}, {"tracks", QJsonArray{entry(first, 1)}}}}});
         MprisConnection connection(QDBusConnection::sessionBus());
         EXPECT_EQ(trackFields(connection), QStringList({"Low Tide", "Falco Tinnunculus", "Harbour", "Ambient", QString::fromStdString(first)}));
         const std::vector<uint8_t> cover = OpenFile(first).data(kMediaFileDataIDArtwork);
@@ -293,7 +290,6 @@ TEST_F(Mpris, FieldsArtworkAndTrackChoiceComeFromTheFiles)
         ASSERT_EQ(MediaFileSetString(file.ref(), kMediaFileDataIDTitle, "Low Tide (Live)")
                       | MediaFileUpdate(file.ref(), kMediaFileFlagKeepTagVersion), kMediaFileNoErr);
         EXPECT_EQ(connection.copyCurrentTrackName(), "Low Tide (Live)") << "an edit shows at once";
-        player.vanish();
     }
     const struct {
         const char *situation;
@@ -315,8 +311,7 @@ TEST_F(Mpris, FieldsArtworkAndTrackChoiceComeFromTheFiles)
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.situation);
-        FakePlayer player("fake", {{"status", "Playing"}, {"current", row.current}, {"tracks", row.queue}, {"canSkip", row.canSkip}});
-        ASSERT_TRUE(player.ready());
+        FakePlayer &player = start({{"fake", {{"status", "Playing"}, {"current", row.current}, {"tracks", row.queue}, {"canSkip", row.canSkip}}}});
         MprisConnection connection(QDBusConnection::sessionBus());
         EXPECT_EQ(connection.copyAlbumTrackNames(), (QStringList{"Low Tide (Live)", "Spring"}));
         EXPECT_EQ(connection.trackChoice().kind, row.before);
@@ -324,12 +319,9 @@ TEST_F(Mpris, FieldsArtworkAndTrackChoiceComeFromTheFiles)
         EXPECT_EQ(connection.playTrackNamed(row.choose), row.played);
         EXPECT_EQ(player.calls().filter(QRegularExpression("^(Next|Previous|OpenUri|GoTo)")), row.steps);
         EXPECT_EQ(player.calls().contains("Play"), row.played);
-        if (row.played) {
-            EXPECT_EQ(connection.copyCurrentTrackName(), row.choose);
-        }
+        EXPECT_TRUE(!row.played || connection.copyCurrentTrackName() == row.choose) << connection.copyCurrentTrackName().toStdString();
         EXPECT_EQ(connection.trackChoice().kind, row.after);
         EXPECT_EQ(connection.trackChoice().reason.isEmpty(), row.after != TrackChoice::Unavailable);
-        player.vanish();
     }
 }
 
@@ -356,19 +348,17 @@ TEST_F(Mpris, NowCommand)
         {"--player alpha", 0, "(not a local file)"}, {"@hang", 0, ""}, {"", 0, "Alpha (not playing)"},
         {"--player fake", 1, "the player org.mpris.MediaPlayer2.fake does not answer"},
     };
-    std::optional<FakePlayer> fake, alpha;
     for (const auto &row : rows) {
         if (std::string(row.arguments) == "@start") {
-            fake.emplace("fake", playerWith("Fake Player", "Playing",
-                                            {{"mpris:trackid", "/t/1"}, {"xesam:title", "Low \"Tide\""}, {"xesam:artist", QJsonArray{"The Gulls", "Mara"}},
-                                             {"xesam:album", "Harbour Lights"}, {"xesam:genre", "Shanty"}, {"xesam:userRating", 0.6},
-                                             {"xesam:url", "file:///no/such/Low%20Tide.mp3"}, {"mpris:artUrl", "data:image/jpeg;base64,/9j/4AAQ"}}));
-            alpha.emplace("alpha", playerWith("Alpha", "Paused", {{"xesam:title", "From Alpha"}, {"xesam:url", "http://stream.invalid/a"}}));
-            ASSERT_TRUE(fake->ready() && alpha->ready());
+            start({{"fake", playerWith("Fake Player", "Playing",
+                                       {{"mpris:trackid", "/t/1"}, {"xesam:title", "Low \"Tide\""}, {"xesam:artist", QJsonArray{"The Gulls", "Mara"}},
+                                        {"xesam:album", "Harbour Lights"}, {"xesam:genre", "Shanty"}, {"xesam:userRating", 0.6},
+                                        {"xesam:url", "file:///no/such/Low%20Tide.mp3"}, {"mpris:artUrl", "data:image/jpeg;base64,/9j/4AAQ"}})},
+                   {"alpha", playerWith("Alpha", "Paused", {{"xesam:title", "From Alpha"}, {"xesam:url", "http://stream.invalid/a"}})}});
             continue;
         }
         if (std::string(row.arguments) == "@hang") {
-            fake->hang();
+            fakes.front().hang();
             continue;
         }
         std::string output;
@@ -380,5 +370,5 @@ TEST_F(Mpris, NowCommand)
             EXPECT_NE(output.find(row.shows), std::string::npos) << row.arguments << ": " << output;
         }
     }
-    fake->resume();
+    fakes.front().resume();
 }
