@@ -176,20 +176,14 @@ private:
 
     QVariant refuse(const QString &error, const QString &what) { return error_ = error, what_ = what, QVariant(); }
     QVariant setStatus(const QString &status) { return state_.insert("status", status), changed_ << "PlaybackStatus", QVariant(); }
-    QVariant setCurrent(int index)
-    {
-        if (index >= 0 && index < tracks().size())
-            state_.insert("current", index), changed_ << "Metadata";
-        return {};
-    }
+    QVariant setCurrent(int index) { return index >= 0 && index < tracks().size() ? change("current", index) : QVariant(); }
     QVariant setRating(int index, double rating)
     {
         QJsonArray list = tracks();
         QJsonObject rated = track(index);
-        if (!rated.isEmpty())
-            rated.insert("xesam:userRating", rating), list.replace(index, rated), state_.insert("tracks", list), changed_ << "Metadata";
-        return {};
+        return rated.isEmpty() ? QVariant() : (rated.insert("xesam:userRating", rating), list.replace(index, rated), change("tracks", list));
     }
+    QVariant change(const QString &key, const QJsonValue &value) { return state_.insert(key, value), changed_ << "Metadata", QVariant(); }
 
     // Sent after the reply to the call that made the change.
     void announceChanges()

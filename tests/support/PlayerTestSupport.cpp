@@ -99,10 +99,8 @@ void ChildProcess::kill()
     if (process_->state() == QProcess::NotRunning)
         return;
     process_->terminate();
-    if (!process_->waitForFinished(2000)) {
-        process_->kill();
-        process_->waitForFinished(kCallTimeoutMs);
-    }
+    if (!process_->waitForFinished(2000))
+        process_->kill(), process_->waitForFinished(kCallTimeoutMs);
 }
 
 bool busNameRegistered(const QString &name)
@@ -147,8 +145,7 @@ void FakePlayer::resume() { ::kill(pid_t(child_->process().processId()), SIGCONT
 
 void FakePlayer::vanish()
 {
-    resume();
-    child_->kill();
+    resume(), child_->kill();
     waitUntil([&] { return !busNameRegistered(service_); });
 }
 
@@ -162,9 +159,8 @@ void FakePlayer::vanishWithoutEvents()
 std::optional<QVariantMap> playerProperties(const QString &service, const QString &interface)
 {
     const QDBusMessage reply = call(service, "/org/mpris/MediaPlayer2", "org.freedesktop.DBus.Properties", "GetAll", {interface});
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty())
-        return std::nullopt;
-    return qdbus_cast<QVariantMap>(reply.arguments().constFirst().value<QDBusArgument>());
+    return reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()
+               ? std::nullopt : std::optional(qdbus_cast<QVariantMap>(reply.arguments().constFirst().value<QDBusArgument>()));
 }
 
 ScopedEnv::ScopedEnv(const char *name, const QByteArray &value) : name_(name)

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <stdexcept>
 #include <sys/wait.h>
+#include <utility>
 
 namespace kestrabel::test {
 
@@ -50,16 +51,13 @@ void writeFile(const std::string &path, const std::string &text) { writeFile(pat
 
 int runCommand(const std::string &command, std::string *output, bool mergeStderr)
 {
-    std::string full = command + (mergeStderr ? " 2>&1" : "");
-    FILE *pipe = popen(full.c_str(), "r");
+    FILE *pipe = popen((command + (mergeStderr ? " 2>&1" : "")).c_str(), "r");
     if (!pipe)
         return -1;
     std::string collected;
-    char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0)
+    for (char buffer[4096]; const size_t n = fread(buffer, 1, sizeof buffer, pipe);)
         collected.append(buffer, n);
-    int status = pclose(pipe);
+    const int status = pclose(pipe);
     if (output)
         *output = collected;
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -88,14 +86,7 @@ OpenFile::OpenFile(const std::string &path, MediaFileFlags flags) : status_(Medi
 
 OpenFile::~OpenFile() { close(); }
 
-MediaFileStatus OpenFile::close()
-{
-    if (!ref_)
-        return kMediaFileNoErr;
-    MediaFileStatus status = MediaFileClose(ref_);
-    ref_ = nullptr;
-    return status;
-}
+MediaFileStatus OpenFile::close() { return ref_ ? MediaFileClose(std::exchange(ref_, nullptr)) : kMediaFileNoErr; }
 
 // The getters report their status when asked and free what the library handed out.
 static MediaFileStatus report(MediaFileStatus result, MediaFileStatus *status) { return status ? *status = result : result; }
