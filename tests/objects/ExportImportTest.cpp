@@ -104,12 +104,9 @@ TEST(Import, Rules)
         TempDir dir;
         const std::string path = dir.copyFixture(plainFixture(kMp3), std::string(row.fileName) + ".mp3");
         MediaFileWrapper w = openWrapper(path);
-        ASSERT_EQ(w.setMediaFileString(QStringLiteral("Mine"), kMediaFileDataIDTitle, true), kMediaFileNoErr);
-        ASSERT_EQ(w.setMediaFileString(QStringLiteral("Kept"), kMediaFileDataIDArtist, true), kMediaFileNoErr);
-        ASSERT_EQ(w.setMediaFileInteger(2, kMediaFileDataIDTrackNumber, true), kMediaFileNoErr);
-        if (row.hasCover) {
-            ASSERT_EQ(w.setMediaFileData(cover, kMediaFileDataIDArtwork), kMediaFileNoErr);
-        }
+        ASSERT_EQ(w.setMediaFileString(QStringLiteral("Mine"), kMediaFileDataIDTitle, true) | w.setMediaFileInteger(2, kMediaFileDataIDTrackNumber, true)
+                      | w.setMediaFileString(QStringLiteral("Kept"), kMediaFileDataIDArtist, true)
+                      | (row.hasCover ? w.setMediaFileData(cover, kMediaFileDataIDArtwork) : kMediaFileNoErr), kMediaFileNoErr);
         const MediaFileStatus status = row.fromArchive ? w.setMediaFileDataFromArchiveAtPath(qpath(row.source), row.overwrite)
                                        : row.source.empty() ? w.setMediaFileDataFromDictionaryRepresentation(row.dictionary, row.overwrite)
                                                             : w.setMediaFileDataFromDictionaryRepresentationAtPath(qpath(row.source), row.overwrite);

@@ -7,6 +7,7 @@
 #include <QTimeZone>
 
 #include <filesystem>
+#include <numeric>
 
 using namespace kestrabel;
 using namespace kestrabel::test;
@@ -56,8 +57,7 @@ TEST(PropertyList, EveryTypeRoundTripsAndPlistlibAgrees)
         runCommand("python3 -c 'import plistlib,sys; plistlib.dump({\"s\": \"Ünïcode\", \"i\": -3, \"b\": bytes(range(256)), "
                    "\"a\": {\"k\": [1, 2]}}, open(sys.argv[1], \"wb\"), fmt=plistlib." + format + ")' " + shellQuote(made));
         QByteArray all(256, '\0');
-        for (int i = 0; i < 256; ++i)
-            all[i] = char(i);
+        std::iota(all.begin(), all.end(), '\0');
         EXPECT_EQ(readPropertyListDictionary(qpath(made)),
                   format == "FMT_XML" ? std::optional(QVariantMap{{"s", QStringLiteral("Ünïcode")}, {"i", -3}, {"b", all},
                                                                   {"a", QVariantMap{{"k", QVariantList{1, 2}}}}})
