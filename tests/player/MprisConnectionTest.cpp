@@ -330,10 +330,6 @@ TEST_F(Mpris, FieldsArtworkAndTrackChoiceComeFromTheFiles)
 // answering is left out after a second; asked for by name, it is an error.
 TEST_F(Mpris, NowCommand)
 {
-    const auto playerWith = [](const char *identity, const char *status, const QJsonObject &current) {
-        return QJsonObject{{"identity", identity}, {"status", status}, {"current", 0}, {"trackList", current.contains("mpris:trackid")},
-                           {"tracks", QJsonArray{current}}};
-    };
     const struct {
         const char *arguments;
         int status;
@@ -350,11 +346,12 @@ TEST_F(Mpris, NowCommand)
     };
     for (const auto &row : rows) {
         if (std::string(row.arguments) == "@start") {
-            start({{"fake", playerWith("Fake Player", "Playing",
-                                       {{"mpris:trackid", "/t/1"}, {"xesam:title", "Low \"Tide\""}, {"xesam:artist", QJsonArray{"The Gulls", "Mara"}},
-                                        {"xesam:album", "Harbour Lights"}, {"xesam:genre", "Shanty"}, {"xesam:userRating", 0.6},
-                                        {"xesam:url", "file:///no/such/Low%20Tide.mp3"}, {"mpris:artUrl", "data:image/jpeg;base64,/9j/4AAQ"}})},
-                   {"alpha", playerWith("Alpha", "Paused", {{"xesam:title", "From Alpha"}, {"xesam:url", "http://stream.invalid/a"}})}});
+            const QJsonObject low{{"mpris:trackid", "/t/1"}, {"xesam:title", "Low \"Tide\""}, {"xesam:artist", QJsonArray{"The Gulls", "Mara"}},
+                                  {"xesam:album", "Harbour Lights"}, {"xesam:genre", "Shanty"}, {"xesam:userRating", 0.6},
+                                  {"xesam:url", "file:///no/such/Low%20Tide.mp3"}, {"mpris:artUrl", "data:image/jpeg;base64,/9j/4AAQ"}};
+            start({{"fake", player("Fake", "Playing", {{"trackList", true}, {"tracks", QJsonArray{low}}})},
+                   {"alpha", player("Alpha", "Paused", {{"identity", "Alpha"}, {"tracks", QJsonArray{QJsonObject{{"xesam:title", "From Alpha"},
+                                                                                                                 {"xesam:url", "http://stream.invalid/a"}}}}})}});
             continue;
         }
         if (std::string(row.arguments) == "@hang") {
