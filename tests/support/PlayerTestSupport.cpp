@@ -7,7 +7,6 @@
 #include <QDBusMessage>
 #include <QDeadlineTimer>
 #include <QJsonDocument>
-#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QThread>
 
@@ -134,11 +133,6 @@ QStringList FakePlayer::calls()
 }
 
 void FakePlayer::clearCalls() { control(service_, "ClearCalls"); }
-
-bool FakePlayer::waitForCall(const QString &prefix, int timeoutMs)
-{
-    return waitUntil([&] { return !calls().filter(QRegularExpression("^" + QRegularExpression::escape(prefix))).isEmpty(); }, timeoutMs);
-}
 
 void FakePlayer::hang() { ::kill(pid_t(child_->process().processId()), SIGSTOP); }
 void FakePlayer::resume() { ::kill(pid_t(child_->process().processId()), SIGCONT); }

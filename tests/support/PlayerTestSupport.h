@@ -59,7 +59,6 @@ public:
     // Every method call since the last clear, as "Method arg arg".
     QStringList calls();
     void clearCalls();
-    bool waitForCall(const QString &prefix, int timeoutMs = 5000);
     // SIGSTOP: its names stay on the bus, but it answers nothing until resume().
     void hang();
     void resume();
