@@ -6,6 +6,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <regex>
 #include <sstream>
 
 namespace kestrabel::test {
@@ -27,8 +28,6 @@ ogg_packet packetOf(const Bytes &bytes, size_t number)
     packet.packetno = static_cast<int64_t>(number);
     return packet;
 }
-
-uint32_t le32(const Bytes &b, size_t at) { return uint32_t(b.at(at)) | uint32_t(b.at(at + 1)) << 8 | uint32_t(b.at(at + 2)) << 16 | uint32_t(b.at(at + 3)) << 24; }
 
 } // namespace
 
@@ -108,21 +107,6 @@ std::string vorbisGranuleProblems(const OggStream &stream)
     return problems;
 }
 
-std::vector<std::string> FlacLayout::comments() const
-{
-    for (const auto &[type, b] : blocks) {
-        if (type != 4)
-            continue;
-        std::vector<std::string> out;
-        size_t at = 4 + le32(b, 0);
-        uint32_t count = le32(b, at);
-        for (at += 4; out.size() < count; at += 4 + le32(b, at))
-            out.emplace_back(b.begin() + long(at + 4), b.begin() + long(at + 4 + le32(b, at)));
-        return out;
-    }
-    return {};
-}
-
 FlacLayout readFlacLayout(const std::string &path)
 {
     Bytes bytes = readFile(path);
@@ -164,17 +148,26 @@ std::string validatorProblems(const std::string &path)
     std::string problems;
     std::istringstream in(output);
     for (std::string line; std::getline(in, line);)
-        if (line.find("WARNING") != std::string::npos || line.find("ERROR") != std::string::npos ||
-            line.find("Warning") != std::string::npos || line.find("Error") != std::string::npos)
+        if (std::regex_search(line, std::regex("warning|error", std::regex::icase)))
             problems += line + "\n";
     return status ? problems + "exit status " + std::to_string(status) + "\n" : problems;
 }
 
-std::string decodedMd5(const std::string &path)
+std::vector<std::string> peerEntries(const std::string &path)
 {
-    std::string out;
-    runCommand("ffmpeg -nostdin -v error -i " + shellQuote(path) + " -map 0:a -f md5 -", &out);
-    return out;
+    return toolLines((readFlacLayout(path).valid ? "metaflac --export-tags-to=- " : "vorbiscomment -l ") + shellQuote(path));
+}
+
+MediaFileStatus saveEdits(const std::string &path, const Edits &edits, MediaFileFlags flags)
+{
+    OpenFile file(path, flags);
+    MediaFileStatus status = file.status();
+    for (auto edit = edits.begin(); !status && edit != edits.end(); ++edit) {
+        const auto &[id, value] = *edit;
+        bool picture = MediaFileGetDataIDInfo(id)->valueType == 'D';
+        status = picture ? MediaFileSetData(file.ref(), id, value.data(), value.size()) : MediaFileSetString(file.ref(), id, value.c_str());
+    }
+    return status ? status : MediaFileUpdate(file.ref(), flags);
 }
 
 } // namespace kestrabel::test

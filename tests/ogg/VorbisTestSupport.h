@@ -5,7 +5,6 @@
 
 #include "TestSupport.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -41,13 +40,6 @@ struct FlacLayout {
     bool valid = false;
     std::vector<std::pair<int, Bytes>> blocks; // type, body
     Bytes audio;                               // everything after the last metadata block
-    std::vector<int> types() const
-    {
-        std::vector<int> out;
-        std::transform(blocks.begin(), blocks.end(), std::back_inserter(out), [](const auto &block) { return block.first; });
-        return out;
-    }
-    std::vector<std::string> comments() const; // the entries of the first VORBIS_COMMENT block
 };
 
 FlacLayout readFlacLayout(const std::string &path);
@@ -58,7 +50,11 @@ std::vector<std::string> toolLines(const std::string &command);
 // Empty when ogginfo (Ogg) or flac -t (FLAC) finds nothing to complain about, else what it says.
 std::string validatorProblems(const std::string &path);
 
-// The MD5 of the decoded audio, by ffmpeg.
-std::string decodedMd5(const std::string &path);
+// The comment entries as metaflac (FLAC) or vorbiscomment (Ogg) lists them.
+std::vector<std::string> peerEntries(const std::string &path);
+
+using Edits = std::vector<std::pair<MediaFileDataID, std::string>>;
+// Opens the file, sets every value (bytes for the picture IDs) and saves; the first failing status.
+MediaFileStatus saveEdits(const std::string &path, const Edits &edits, MediaFileFlags flags = 0);
 
 } // namespace kestrabel::test
