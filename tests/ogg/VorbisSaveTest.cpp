@@ -66,18 +66,12 @@ const SaveRow kSaves[] = {
 std::vector<Bytes> audioPages(const OggStream &stream, bool blankNumbering)
 {
     std::vector<Bytes> pages;
-    for (size_t offset = 0, index = 0; offset + 27 <= stream.pageBytes.size(); ++index) {
-        const uint8_t *header = stream.pageBytes.data() + offset;
-        size_t size = 27 + header[26];
-        for (int segment = 0; segment < header[26]; ++segment)
-            size += header[27 + segment];
-        Bytes page(header, header + size);
-        offset += size;
-        if (blankNumbering)
-            std::fill(page.begin() + 18, page.begin() + 26, 0);
-        if (index > 0 && stream.packetsDoneAfterPage.at(index - 1) >= 3)
-            pages.push_back(std::move(page));
-    }
+    for (size_t index = 1; index < stream.pages.size(); ++index)
+        if (stream.packetsDoneAfterPage[index - 1] >= 3) {
+            pages.push_back(stream.pages[index]);
+            if (blankNumbering)
+                std::fill(pages.back().begin() + 18, pages.back().begin() + 26, 0);
+        }
     return pages;
 }
 
@@ -173,7 +167,7 @@ TEST_P(VorbisSave, KeepsTheAudioAndTheStreamsOrder)
     EXPECT_EQ(std::pair(after.firstPages, after.lastSerial), std::pair(before.firstPages, before.lastSerial)) << "the streams' order";
     ASSERT_EQ(after.streams.size(), before.streams.size());
     for (size_t i = 1; i < after.streams.size(); ++i)
-        EXPECT_EQ(after.streams[i].pageBytes, before.streams[i].pageBytes) << "the other stream " << i;
+        EXPECT_EQ(after.streams[i].pages, before.streams[i].pages) << "the other stream " << i;
     const OggStream &old = before.streams[0], &now = after.streams[0];
     const size_t headers = opus ? 2 : 3;
     EXPECT_EQ(now.packets.at(0), old.packets.at(0)) << "the identification header";
@@ -181,9 +175,6 @@ TEST_P(VorbisSave, KeepsTheAudioAndTheStreamsOrder)
     EXPECT_TRUE(std::equal(old.packets.begin() + headers, old.packets.end(), now.packets.begin() + headers, now.packets.end())) << "the audio packets";
     EXPECT_EQ(now.pageGranules.back(), old.pageGranules.back());
     EXPECT_TRUE(now.endsWithEos);
-    if (!opus && !before.brokenPages) { // a dropped page takes its samples along
-        EXPECT_EQ(vorbisGranuleProblems(now), "");
-    }
     if (row.pages >= 0) {
         EXPECT_EQ(audioPages(now, true), audioPages(old, true)) << "all but the numbering kept";
         EXPECT_EQ(audioPages(now, false) == audioPages(old, false), row.pages == 0) << "renumbered only when the header pages grow";

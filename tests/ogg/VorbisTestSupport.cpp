@@ -1,7 +1,6 @@
 #include "VorbisTestSupport.h"
 
 #include <ogg/ogg.h>
-#include <vorbis/codec.h>
 
 #include <cstring>
 #include <map>
@@ -18,16 +17,6 @@ struct StreamReader {
     ~StreamReader() { ogg_stream_clear(&state); }
     ogg_stream_state state{};
 };
-
-ogg_packet packetOf(const Bytes &bytes, size_t number)
-{
-    ogg_packet packet{};
-    packet.packet = const_cast<unsigned char *>(bytes.data());
-    packet.bytes = static_cast<long>(bytes.size());
-    packet.b_o_s = number == 0;
-    packet.packetno = static_cast<int64_t>(number);
-    return packet;
-}
 
 } // namespace
 
@@ -59,8 +48,7 @@ OggLayout readOggLayout(const std::string &path)
         }
         OggStream &stream = layout.streams[index[serial]];
         stream.pageGranules.push_back(ogg_page_granulepos(&page));
-        stream.pageBytes.insert(stream.pageBytes.end(), page.header, page.header + page.header_len);
-        stream.pageBytes.insert(stream.pageBytes.end(), page.body, page.body + page.body_len);
+        stream.pages.emplace_back(page.header, page.header + page.header_len).insert(stream.pages.back().end(), page.body, page.body + page.body_len);
         stream.endsWithEos = ogg_page_eos(&page) != 0;
         ogg_stream_pagein(&readers[serial]->state, &page);
         ogg_packet packet;
@@ -70,41 +58,6 @@ OggLayout readOggLayout(const std::string &path)
     }
     ogg_sync_clear(&sync);
     return layout;
-}
-
-std::string vorbisGranuleProblems(const OggStream &stream)
-{
-    if (stream.packets.size() < 3)
-        return "no headers";
-    vorbis_info info;
-    vorbis_comment comment;
-    vorbis_info_init(&info);
-    vorbis_comment_init(&comment);
-    std::vector<int64_t> samplesThrough(stream.packets.size(), 0);
-    std::string problems;
-    for (size_t i = 0; i < stream.packets.size(); ++i) {
-        ogg_packet packet = packetOf(stream.packets[i], i);
-        if (i < 3 && vorbis_synthesis_headerin(&info, &comment, &packet) != 0)
-            problems = "bad header " + std::to_string(i);
-        // The first audio packet gives no samples; each later one gives a quarter of its own
-        // block size and a quarter of the previous packet's.
-        if (i > 3) {
-            ogg_packet before = packetOf(stream.packets[i - 1], i - 1);
-            samplesThrough[i] = samplesThrough[i - 1] + (vorbis_packet_blocksize(&info, &before) + vorbis_packet_blocksize(&info, &packet)) / 4;
-        }
-    }
-    vorbis_comment_clear(&comment);
-    vorbis_info_clear(&info);
-    size_t donePreviously = 0;
-    for (size_t page = 0; page < stream.pageGranules.size(); ++page) {
-        size_t done = stream.packetsDoneAfterPage[page];
-        int64_t granule = stream.pageGranules[page];
-        int64_t expected = done == donePreviously ? -1 : done <= 3 ? 0 : samplesThrough[done - 1];
-        if (granule != expected && !(page + 1 == stream.pageGranules.size() && granule < expected))
-            problems += "page " + std::to_string(page) + ": granule " + std::to_string(granule) + ", expected " + std::to_string(expected) + "\n";
-        donePreviously = done;
-    }
-    return problems;
 }
 
 FlacLayout readFlacLayout(const std::string &path)

@@ -18,7 +18,7 @@ struct OggStream {
     std::vector<Bytes> packets;
     std::vector<int64_t> pageGranules;
     std::vector<size_t> packetsDoneAfterPage; // packets completed once each page is read
-    Bytes pageBytes;                          // every page of the stream, as stored
+    std::vector<Bytes> pages;                 // as stored
     bool endsWithEos = false;
 };
 
@@ -30,11 +30,6 @@ struct OggLayout {
 };
 
 OggLayout readOggLayout(const std::string &path);
-
-// Where a page's granule position differs from the sample count that the Vorbis block sizes of
-// the packets completed so far give (the last page may end earlier: the stream's end is trimmed);
-// empty when every page agrees.
-std::string vorbisGranuleProblems(const OggStream &stream);
 
 struct FlacLayout {
     bool valid = false;
