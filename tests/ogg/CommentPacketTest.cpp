@@ -1,6 +1,4 @@
-// The one-pass reader of Vorbis comment headers against libvorbis's own header reader as the
-// oracle: for real packets and for every kind of damage, both accept or refuse alike and leave
-// the same comments behind.
+// The one-pass reader of Vorbis comment headers against libvorbis's header reader as the oracle.
 #include "VorbisTestSupport.h"
 #include "ogg/VorbisCommentPacket.h"
 
@@ -21,8 +19,7 @@ ogg_packet packetOf(Bytes &bytes, bool first = false) { return {bytes.data(), lo
 struct ReaderState {
     explicit ReaderState(bool bare = false)
     {
-        vorbis_info_init(&info);
-        vorbis_comment_init(&comment);
+        vorbis_info_init(&info), vorbis_comment_init(&comment);
         Bytes identification = headerOf("vorbis-tagged.ogg", 0);
         ogg_packet packet = packetOf(identification, true);
         EXPECT_TRUE(bare || vorbis_synthesis_headerin(&info, &comment, &packet) == 0);
@@ -42,25 +39,20 @@ struct ReaderState {
     vorbis_comment comment;
 };
 
-void put32(Bytes &bytes, size_t at, uint32_t value)
-{
-    for (int i = 0; i < 4; ++i)
-        bytes.at(at + i) = static_cast<uint8_t>(value >> (8 * i));
-}
+void put32(Bytes &bytes, size_t at, uint32_t value) { for (int i = 0; i < 4; ++i) bytes.at(at + i) = uint8_t(value >> 8 * i); }
 
 // A comment header built by hand: vendor, entries, framing byte.
 Bytes commentPacket(const std::string &vendor, const std::vector<std::string> &entries, uint8_t framing = 1)
 {
     Bytes bytes = {3, 'v', 'o', 'r', 'b', 'i', 's'};
-    auto put = [&](uint32_t length, const std::string &text) {
+    auto put = [&](size_t length, const std::string &text) {
         bytes.resize(bytes.size() + 4);
-        put32(bytes, bytes.size() - 4, length);
+        put32(bytes, bytes.size() - 4, uint32_t(length));
         bytes.insert(bytes.end(), text.begin(), text.end());
     };
-    put(uint32_t(vendor.size()), vendor);
-    put(uint32_t(entries.size()), "");
+    put(vendor.size(), vendor), put(entries.size(), "");
     for (const std::string &entry : entries)
-        put(uint32_t(entry.size()), entry);
+        put(entry.size(), entry);
     bytes.push_back(framing);
     return bytes;
 }

@@ -1,6 +1,5 @@
-// Saving Ogg Vorbis, Ogg Opus and FLAC files, a row per situation: the values read back, the
-// audio packets, page sequence, checksums and granule positions (Ogg) or the audio frames and
-// metadata blocks (FLAC), the validators' verdict and the decoded audio stay as they were.
+// Saving Ogg Vorbis, Ogg Opus and FLAC files: values, audio packets, pages or blocks, the
+// validators' verdict and the decoded audio, a row per situation.
 #include "VorbisTestSupport.h"
 
 #include "ogg/OggVorbisFile.h"
@@ -30,11 +29,9 @@ void PrintTo(const SaveRow &row, std::ostream *out) { *out << row.fixture << ", 
 
 const std::string kLong(20000, 'c'), kVeryLong(70000, 'A');
 
-// A short edit stays on the comment page; a long one takes more pages, so every later page gets a
-// new sequence number; a same-size edit changes no page boundary. Small pages are repacked and
-// their granule positions computed; the other stream of a chained or multiplexed file is kept
-// byte for byte and in its place; a page with a bad checksum is dropped. FLAC grows within its
-// padding in place, through a new file without padding unless asked in place.
+// Small pages are repacked; the other stream of a chained or multiplexed file is kept byte for
+// byte; a page with a bad checksum is dropped. FLAC grows in place within its padding, else
+// through a new file unless asked in place.
 const SaveRow kSaves[] = {
     {"vorbis-tagged.ogg", {{kMediaFileDataIDTitle, "Day Drive"}, {kMediaFileDataIDComment, kLong}, {kMediaFileDataIDTrackNumber, "4"}}, 0, "TITLE"},
     {"vorbis-tagged.ogg", {{kMediaFileDataIDTitle, "Nächtliche Fahrx"}}},
@@ -51,8 +48,7 @@ const SaveRow kSaves[] = {
     {"flac-no-tags-no-padding.flac", {{kMediaFileDataIDArtist, "Rewritten"}}, 0, "ARTIST", 0},
     {"flac-no-tags-no-padding.flac", {{kMediaFileDataIDTitle, std::string(5000, 'g')}}, kMediaFileFlagInPlace, nullptr, 1},
     {"flac-duplicate-artist.flac", {{kMediaFileDataIDArtist, "Only Artist"}}, 0, nullptr, -1, {"ARTIST=Only Artist", "TITLE=Two Artists"}},
-    // The interop rules copy the audio pages other tools wrote, renumbered only when the header
-    // pages grow; audio on the setup header's page is repacked.
+    // The interop rules copy the audio pages other tools wrote; audio on the setup header's page is repacked.
     {.fixture = "vorbis-tagged.ogg", .edits = {{kMediaFileDataIDTitle, "tttttttttt"}}, .flags = kMediaFileFlagInterop, .pages = 0},
     {.fixture = "vorbis-tagged.ogg", .edits = {{kMediaFileDataIDTitle, kVeryLong}}, .flags = kMediaFileFlagInterop, .pages = 1},
     {.fixture = "vorbis-small-pages.ogg", .edits = {{kMediaFileDataIDTitle, kVeryLong}}, .flags = kMediaFileFlagInterop, .pages = 1},
@@ -61,8 +57,7 @@ const SaveRow kSaves[] = {
     {.fixture = "vorbis-small-pages.ogg", .edits = {{kMediaFileDataIDTitle, "tttttttttt"}}, .flags = kMediaFileFlagInterop, .audioOnSetupPage = true},
 };
 
-// The pages of a stream after its header packets; sequence number and checksum zeroed when
-// asked, so that pages are compared by what a renumbering leaves.
+// The pages after the header packets; sequence number and checksum zeroed when asked.
 std::vector<Bytes> audioPages(const OggStream &stream, bool blankNumbering)
 {
     std::vector<Bytes> pages;
@@ -75,8 +70,7 @@ std::vector<Bytes> audioPages(const OggStream &stream, bool blankNumbering)
     return pages;
 }
 
-// The fixture's packets paged again as a writer that does not flush after the headers pages
-// them; only the last page keeps its granule position.
+// The packets paged again as a writer that does not flush after the headers would.
 void putAudioOnSetupPage(const std::string &path)
 {
     const OggStream source = readOggLayout(path).streams.at(0);

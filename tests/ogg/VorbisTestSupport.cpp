@@ -2,6 +2,7 @@
 
 #include <ogg/ogg.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -9,16 +10,6 @@
 #include <sstream>
 
 namespace kestrabel::test {
-
-namespace {
-
-struct StreamReader {
-    explicit StreamReader(int serial) { ogg_stream_init(&state, serial); }
-    ~StreamReader() { ogg_stream_clear(&state); }
-    ogg_stream_state state{};
-};
-
-} // namespace
 
 OggLayout readOggLayout(const std::string &path)
 {
@@ -28,8 +19,8 @@ OggLayout readOggLayout(const std::string &path)
     ogg_sync_init(&sync);
     std::memcpy(ogg_sync_buffer(&sync, static_cast<long>(bytes.size())), bytes.data(), bytes.size());
     ogg_sync_wrote(&sync, static_cast<long>(bytes.size()));
-    std::map<int, std::unique_ptr<StreamReader>> readers;
-    std::map<int, size_t> index;
+    using State = std::unique_ptr<ogg_stream_state, int (*)(ogg_stream_state *)>; // freed by libogg, so malloc'd
+    std::map<int, std::pair<size_t, State>> readers;                                // the stream's index, its state
     ogg_page page;
     size_t pages = 0;
     for (int result; (result = ogg_sync_pageout(&sync, &page)) != 0;) {
@@ -42,17 +33,18 @@ OggLayout readOggLayout(const std::string &path)
             layout.firstPages.push_back(serial);
         ++pages;
         if (!readers.count(serial)) {
-            readers[serial] = std::make_unique<StreamReader>(serial);
-            index[serial] = layout.streams.size();
+            readers.emplace(serial, std::pair(layout.streams.size(), State(static_cast<ogg_stream_state *>(std::malloc(sizeof(ogg_stream_state))), ogg_stream_destroy)));
+            ogg_stream_init(readers.at(serial).second.get(), serial);
             layout.streams.push_back(OggStream{serial, {}, {}, {}, {}, false});
         }
-        OggStream &stream = layout.streams[index[serial]];
+        auto &[index, state] = readers.at(serial);
+        OggStream &stream = layout.streams[index];
         stream.pageGranules.push_back(ogg_page_granulepos(&page));
         stream.pages.emplace_back(page.header, page.header + page.header_len).insert(stream.pages.back().end(), page.body, page.body + page.body_len);
         stream.endsWithEos = ogg_page_eos(&page) != 0;
-        ogg_stream_pagein(&readers[serial]->state, &page);
+        ogg_stream_pagein(state.get(), &page);
         ogg_packet packet;
-        while (ogg_stream_packetout(&readers[serial]->state, &packet) > 0)
+        while (ogg_stream_packetout(state.get(), &packet) > 0)
             stream.packets.emplace_back(packet.packet, packet.packet + packet.bytes);
         stream.packetsDoneAfterPage.push_back(stream.packets.size());
     }

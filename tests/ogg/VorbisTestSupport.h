@@ -1,6 +1,4 @@
-// What the Ogg and FLAC tests look at in a file, read independently of the handlers: the Ogg
-// streams with their packets and pages (through libogg), the FLAC metadata blocks and audio
-// frames; and the peer tools' view of it.
+// Ogg streams (through libogg) and FLAC blocks read independently of the handlers; the peers' view.
 #pragma once
 
 #include "TestSupport.h"
@@ -24,8 +22,8 @@ struct OggStream {
 
 struct OggLayout {
     std::vector<OggStream> streams; // in the order their first pages appear
-    std::vector<int> firstPages;     // the serials of the pages before the first that begins no stream
-    int lastSerial = -1;             // of the file's last page
+    std::vector<int> firstPages;     // serials of the leading pages that begin a stream
+    int lastSerial = -1;
     int brokenPages = 0;
 };
 
@@ -41,13 +39,10 @@ FlacLayout readFlacLayout(const std::string &path);
 
 // The lines a command prints; empty when it fails.
 std::vector<std::string> toolLines(const std::string &command);
-
-// Empty when ogginfo (Ogg) or flac -t (FLAC) finds nothing to complain about, else what it says.
+// What ogginfo (Ogg) or flac -t (FLAC) complains about.
 std::string validatorProblems(const std::string &path);
-
 // The comment entries as metaflac (FLAC) or vorbiscomment (Ogg) lists them.
 std::vector<std::string> peerEntries(const std::string &path);
-
 using Edits = std::vector<std::pair<MediaFileDataID, std::string>>;
 // Opens the file, sets every value (bytes for the picture IDs) and saves; the first failing status.
 MediaFileStatus saveEdits(const std::string &path, const Edits &edits, MediaFileFlags flags = 0);
