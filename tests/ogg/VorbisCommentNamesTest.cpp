@@ -1,6 +1,5 @@
-// Every row of the Vorbis-comment names tables, set through the library on an Ogg and a FLAC
-// file without comments, under both rule sets: the peer tool then lists exactly that one
-// entry, and the library reads the value back. The guards fail when a table row has no case.
+// Every row of the Vorbis-comment names tables, set on an Ogg and a FLAC file under both rule
+// sets: the peer lists exactly that entry, the library reads it back; the guard finds rows without a case.
 #include "VorbisTestSupport.h"
 
 #include "ogg/VorbisCommentNames.h"
@@ -17,10 +16,7 @@ namespace {
 
 struct NameCase {
     MediaFileDataID id;
-    const char *value;
-    const char *ogg; // the entry written under the classic rules
-    const char *flac;
-    const char *interop; // the entry written under the interop profile, both kinds
+    const char *value, *ogg, *flac, *interop; // the names written: classic Ogg, classic FLAC, interop (both kinds)
 };
 
 // Written by hand from the formats' conventions, not from the tables under test.
@@ -60,8 +56,7 @@ const std::tuple<MediaFileDataID, const char *, const char *> kPictureCases[] = 
     {kMediaFileDataIDArtworkMisc, "interop-front.jpg", "19 image/jpeg"},
 };
 
-// Each alias of a common name, as another tagger writes it: read under the interop profile, and
-// gone after a set, which writes the common name.
+// Each alias as another tagger writes it: read under the interop profile, replaced by the common name.
 const std::tuple<const char *, MediaFileDataID, const char *> kAliasCases[] = {
     {"DISC", kMediaFileDataIDDiskNumber, "DISCNUMBER"},      {"DISCC", kMediaFileDataIDTotalDisks, "DISCTOTAL"},
     {"TOTALDISCS", kMediaFileDataIDTotalDisks, "DISCTOTAL"}, {"TOTALTRACKS", kMediaFileDataIDTotalTracks, "TRACKTOTAL"},

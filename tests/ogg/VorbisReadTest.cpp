@@ -19,7 +19,7 @@ constexpr MediaFileStatus kNoComment = ogg::kOggVorbisErrNoComment, kNotVorbis =
 struct ReadRow {
     const char *fixture;
     MediaFileDataID id;
-    const char *value; // nullptr: the status is expected
+    const char *value; // nullptr: only the status is expected
     MediaFileStatus status = 0;
 };
 
@@ -32,7 +32,6 @@ bool isPicture(MediaFileDataID id) { return MediaFileGetDataIDInfo(id)->valueTyp
 // rate; FLAC's rate leaves out the channels (44,100 x 16 / 1,024).
 const ReadRow kReads[] = {
     {"vorbis-tagged.ogg", kMediaFileDataIDTitle, "Nächtliche Fahrt"},
-    {"vorbis-tagged.ogg", kMediaFileDataIDTotalTracks, "12"},
     {"vorbis-tagged.ogg", kMediaFileDataIDCompilation, "1"},
     {"vorbis-tagged.ogg", kMediaFileDataIDEncodedBy, "Xiph.Org libVorbis I 20200704 (Reducing Environment)"},
     {"vorbis-tagged.ogg", kMediaFileDataIDBitRate, "19"},
@@ -50,7 +49,6 @@ const ReadRow kReads[] = {
     {"opus-tagged.opus", kMediaFileDataIDKind, "Ogg Opus"},
     {"opus-ffmpeg.opus", kMediaFileDataIDTitle, "From ffmpeg"},
     {"flac-tagged.flac", kMediaFileDataIDComment, "ünïcödé comment"},
-    {"flac-tagged.flac", kMediaFileDataIDTotalTracks, "9"}, // FLAC keeps it in TOTALTRACKS
     {"flac-tagged.flac", kMediaFileDataIDEncodedBy, "reference libFLAC 1.4.2 20221022"},
     {"flac-tagged.flac", kMediaFileDataIDBitRate, "689"},
     {"flac-tagged.flac", kMediaFileDataIDGrouping, nullptr, kMediaFileErrUnsupported},
@@ -78,17 +76,12 @@ TEST(VorbisRead, EveryRow)
                             : isFigure(row.id) ? std::to_string(file.integer(row.id, &status))
                                                : file.string(row.id, &status);
         EXPECT_EQ(status, row.status);
-        if (row.value) {
-            EXPECT_EQ(value, row.value);
-        }
-        if (!isPicture(row.id) && !isFigure(row.id)) {
-            EXPECT_EQ(MediaFileGetString(file.ref(), row.id, nullptr), row.status) << "the presence test";
-        }
+        EXPECT_TRUE(!row.value || value == row.value) << value;
+        EXPECT_TRUE(isPicture(row.id) || isFigure(row.id) || MediaFileGetString(file.ref(), row.id, nullptr) == row.status) << "the presence test";
     }
 }
 
-// A set refused with its reason, or saved and read back: Ogg stores COMPILATION as 1 or 0,
-// FLAC as given. The last refusal: text that is not UTF-8.
+// A set refused with its reason (the last: text not in UTF-8), or saved and read back.
 TEST(VorbisRead, Sets)
 {
     for (auto [fixture, id, value, status, stored] : {std::tuple{"vorbis-no-comments.ogg", kMediaFileDataIDEncodedBy, "me", MediaFileStatus(kMediaFileErrUnsupported), ""},
@@ -129,8 +122,7 @@ TEST(VorbisRead, FilesThatAreNotTheirKindAreRefusedWithTheReason)
           {"empty", ".flac", kMediaFileErrFLACNotAFLACFile, ""}, {"missing", ".flac", kMediaFileErrFLACErrorOpeningFile, ""}}) {
         std::string path = dir.file(std::string("file") + as), from = std::filesystem::exists(dir.file(fixture)) ? dir.file(fixture) : fixturePath(fixture);
         std::error_code missing;
-        std::filesystem::remove(path);
-        std::filesystem::copy_file(from, path, missing);
+        std::filesystem::remove(path), std::filesystem::copy_file(from, path, missing);
         Bytes before = readFile(path);
         ::testing::internal::CaptureStderr();
         EXPECT_EQ(MediaFileOpen(path.c_str(), nullptr, 0), status) << fixture << " as " << as;

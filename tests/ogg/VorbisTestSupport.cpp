@@ -35,13 +35,12 @@ OggLayout readOggLayout(const std::string &path)
         if (!readers.count(serial)) {
             readers.emplace(serial, std::pair(layout.streams.size(), State(static_cast<ogg_stream_state *>(std::malloc(sizeof(ogg_stream_state))), ogg_stream_destroy)));
             ogg_stream_init(readers.at(serial).second.get(), serial);
-            layout.streams.push_back(OggStream{serial, {}, {}, {}, {}, false});
+            layout.streams.push_back(OggStream{serial, {}, {}, {}, {}});
         }
         auto &[index, state] = readers.at(serial);
         OggStream &stream = layout.streams[index];
         stream.pageGranules.push_back(ogg_page_granulepos(&page));
         stream.pages.emplace_back(page.header, page.header + page.header_len).insert(stream.pages.back().end(), page.body, page.body + page.body_len);
-        stream.endsWithEos = ogg_page_eos(&page) != 0;
         ogg_stream_pagein(state.get(), &page);
         ogg_packet packet;
         while (ogg_stream_packetout(state.get(), &packet) > 0)
@@ -78,9 +77,7 @@ std::vector<std::string> toolLines(const std::string &command)
 {
     std::string output;
     std::vector<std::string> lines;
-    if (runCommand(command, &output) != 0)
-        return lines;
-    std::istringstream in(output);
+    std::istringstream in(runCommand(command, &output) == 0 ? output : "");
     for (std::string line; std::getline(in, line);)
         lines.push_back(line);
     return lines;

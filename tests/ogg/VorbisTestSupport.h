@@ -17,7 +17,6 @@ struct OggStream {
     std::vector<int64_t> pageGranules;
     std::vector<size_t> packetsDoneAfterPage; // packets completed once each page is read
     std::vector<Bytes> pages;                 // as stored
-    bool endsWithEos = false;
 };
 
 struct OggLayout {
