@@ -6,9 +6,7 @@ python=/usr/bin/python3
 tone=(-f lavfi -i "sine=frequency=440:sample_rate=8000:duration=0.05" -ac 1)
 ff() { ffmpeg -hide_banner -loglevel error -y "${tone[@]}" -fflags +bitexact "$@"; }
 
-sox -R -n -r 8000 -c 1 -b 16 no-tags.wav synth 0.05 sine 440
-sox -R -n -r 8000 -c 1 -b 16 no-tags.aiff synth 0.05 sine 440
-sox -R -n -r 8000 -c 1 -b 16 -t aifc no-tags.aifc synth 0.05 sine 440
+for kind in wav aiff aifc; do sox -R -n -r 8000 -c 1 -b 16 -t $kind no-tags.$kind synth 0.05 sine 440; done
 
 ff -c:a pcm_s16le -write_bext 1 \
    -metadata description="A short test tone" -metadata originator="Kestrabel tests" \
@@ -47,27 +45,21 @@ audio.save()
 read = lambda name: open(name, "rb").read()
 write = lambda name, data: open(name, "wb").write(data)
 
-def chunks(data, little):
-    fmt = "<I" if little else ">I"
-    offset = 12
-    while offset + 8 <= len(data):
-        size = struct.unpack(fmt, data[offset + 4:offset + 8])[0]
-        yield data[offset:offset + 4], offset, 8 + size + (size & 1)
-        offset += 8 + size + (size & 1)
 
-def with_size(data, little):
-    return data[:4] + struct.pack("<I" if little else ">I", len(data) - 8) + data[8:]
+with_size = lambda data, little: data[:4] + struct.pack("<I" if little else ">I", len(data) - 8) + data[8:]
 
 def chunk(data, little, wanted):
-    for cid, offset, length in chunks(data, little):
-        if cid == wanted:
-            return data[offset:offset + length]
+    offset = 12
+    while offset + 8 <= len(data):
+        size = struct.unpack("<I" if little else ">I", data[offset + 4:offset + 8])[0]
+        if data[offset:offset + 4] == wanted:
+            return data[offset:offset + 8 + size + (size & 1)]
+        offset += 8 + size + (size & 1)
     raise SystemExit("no chunk " + wanted.decode())
 
 wav, aiff = read("no-tags.wav"), read("no-tags.aiff")
 write("truncated-header.wav", wav[:10])
-comt_end = 12 + len(chunk(aiff, False, b"COMT"))
-write("truncated-chunk-header.aiff", aiff[:comt_end + 4])
+write("truncated-chunk-header.aiff", aiff[:12 + len(chunk(aiff, False, b"COMT")) + 4])  # the next chunk's ID only
 write("data-past-end.wav", wav[:-100])
 
 bext = read("bext.wav")

@@ -61,8 +61,7 @@ open("itunes-comments.mp3", "wb").write(data[:10] + b"".join(frames) + data[at:]
 # mutagen writes no extended header: one of 6 bytes goes in front of its frames.
 mp3("v24-ext-header.mp3", [TIT2(encoding=3, text="Behind an extended header"), TPE1(encoding=3, text="Artist")])
 data = open("v24-ext-header.mp3", "rb").read()
-def synchsafe(n):
-    return bytes([(n >> 21) & 0x7F, (n >> 14) & 0x7F, (n >> 7) & 0x7F, n & 0x7F])
+synchsafe = lambda n: bytes([(n >> 21) & 0x7F, (n >> 14) & 0x7F, (n >> 7) & 0x7F, n & 0x7F])
 size = data[6] << 21 | data[7] << 14 | data[8] << 7 | data[9]
 body = synchsafe(6) + b"\x01\x00" + data[10:10 + size]
 open("v24-ext-header.mp3", "wb").write(b"ID3\x04\x00\x40" + synchsafe(len(body)) + body + data[10 + size:])

@@ -29,7 +29,7 @@ ffmpeg -nostdin -v error -y -i no-tags.mp3 -c copy -write_xing 0 \
   -write_id3v1 1 -id3v2_version 0 id3v1-only.mp3
 
 /usr/bin/python3 - <<'PYTHON'
-import struct, zlib
+import re, struct, zlib
 from mutagen.id3 import (ID3, TIT2, TPE1, TPE2, TALB, TCOM, TENC, TSOP, TIT1, TIT3, TPUB, TSRC,
                          TDRC, TRCK, TPOS, TBPM, TCMP, TCON, COMM, USLT, APIC, TIPL)
 
@@ -37,30 +37,16 @@ audio = open("no-tags.mp3", "rb").read()
 PNG = bytes.fromhex("89504e470d0a1a0a") + bytes(range(256)) * 2
 JPEG = bytes.fromhex("ffd8ffe0") + b"JFIF" + bytes(range(255, -1, -1)) + bytes.fromhex("ffd9")
 
-def synchsafe(n):
-    return bytes([(n >> 21) & 0x7F, (n >> 14) & 0x7F, (n >> 7) & 0x7F, n & 0x7F])
-
-def frame23(fid, body, flags=0):
-    return fid.encode() + struct.pack(">IH", len(body), flags) + body
-
-def frame24(fid, body, plain=False):
-    size = struct.pack(">I", len(body)) if plain else synchsafe(len(body))
-    return fid.encode() + size + b"\0\0" + body
-
-def frame22(fid, body):
-    return fid.encode() + struct.pack(">I", len(body))[1:] + body
+synchsafe = lambda n: bytes([(n >> 21) & 0x7F, (n >> 14) & 0x7F, (n >> 7) & 0x7F, n & 0x7F])
+frame23 = lambda fid, body, flags=0: fid.encode() + struct.pack(">IH", len(body), flags) + body
+frame24 = lambda fid, body, plain=False: fid.encode() + (struct.pack(">I", len(body)) if plain else synchsafe(len(body))) + b"\0\0" + body
+frame22 = lambda fid, body: fid.encode() + struct.pack(">I", len(body))[1:] + body
 
 def tag(major, frames, flags=0, padding=0, size=None):
     body = b"".join(frames) + b"\0" * padding
     return b"ID3" + bytes([major, 0, flags]) + (size if size is not None else synchsafe(len(body))) + body
 
-def unsynchronise(data):
-    out = bytearray()
-    for i, b in enumerate(data):
-        out.append(b)
-        if b == 0xFF and (i + 1 == len(data) or data[i + 1] == 0 or data[i + 1] >= 0xE0):
-            out.append(0)
-    return bytes(out)
+unsynchronise = lambda data: re.sub(rb"\xff(?=[\x00\xe0-\xff]|\Z)", b"\xff\x00", data)
 
 def v1(title=b"", artist=b"", album=b"", year=b"", comment=b"", track=None, genre=255, raw_comment=None):
     field = lambda text, n: text[:n].ljust(n, b"\0")
@@ -105,8 +91,7 @@ write("id3v22.mp3", tag(2, [
     frame22("ULT", b"\0eng\0words"), frame22("PIC", pic22), frame22("XYZ", b"\x01\x02\x03"),
 ], padding=30) + audio)
 
-ext = struct.pack(">IHI", 6, 0, 0)
-write("id3v23-ext-header.mp3", tag(3, [ext, frame23("TIT2", b"\0Extended"),
+write("id3v23-ext-header.mp3", tag(3, [struct.pack(">IHI", 6, 0, 0), frame23("TIT2", b"\0Extended"),
       frame23("XTST", b"\x00\x01\xfe\xff unknown")], flags=0x40, padding=10) + audio)
 
 tricky = bytes([0xFF, 0xE0, 0x11, 0xFF, 0x00, 0x22, 0xFF, 0xFB, 0xFF])
@@ -119,9 +104,8 @@ packed = struct.pack(">I", len(comm)) + zlib.compress(comm)
 write("id3v23-compressed.mp3", tag(3, [frame23("TIT2", b"\0Compressed"), frame23("COMM", packed, 0x0080)],
       padding=10) + audio)
 
-long_comment = b"\0eng\0" + b"x" * 295
 write("id3v24-plain-sizes.mp3", tag(4, [frame24("TIT2", b"\3Plain Sizes", plain=True),
-      frame24("COMM", long_comment, plain=True), frame24("TALB", b"\3After", plain=True)],
+      frame24("COMM", b"\0eng\0" + b"x" * 295, plain=True), frame24("TALB", b"\3After", plain=True)],
       padding=10) + audio, check=False)
 
 frames = frame23("TIT2", b"\0Top Bit") + frame23("TXXX", b"\0k\0" + b"v" * 110)
@@ -132,8 +116,7 @@ write("only-id3.mp3", b"ID3", check=False)
 write("truncated-tag.mp3", (tag(3, [frame23("TIT2", b"\0Cut")], size=synchsafe(4000)) + audio)[:300], check=False)
 write("frame-past-tag.mp3", tag(3, [frame23("TIT2", b"\0Big")[:4] + struct.pack(">I", 5000) + b"\0\0\0Big"],
       padding=10) + audio, check=False)
-huge = struct.pack(">I", 0xFFFFFFFF) + zlib.compress(b"small")
-write("compressed-4gb.mp3", tag(3, [frame23("COMM", huge, 0x0080)], padding=10) + audio, check=False)
+write("compressed-4gb.mp3", tag(3, [frame23("COMM", struct.pack(">I", 0xFFFFFFFF) + zlib.compress(b"small"), 0x0080)], padding=10) + audio, check=False)
 write("apic-mime-unterminated.mp3", tag(3, [frame23("APIC", b"\0image/jpeg")], padding=10) + audio, check=False)
 write("id3v25.mp3", tag(5, [frame23("TIT2", b"\0Five")]) + audio, check=False)
 

@@ -47,24 +47,21 @@ import struct
 CONTAINERS = {b"moov", b"trak", b"mdia", b"minf", b"stbl", b"udta", b"ilst", b"dinf"}
 
 def atoms(b, start, end, path=""):
-    """Yields (path, offset, size, header length) of every atom, in file order."""
+    """Yields (path, offset, size) of every atom, in file order."""
     off = start
     while off + 8 <= end:
         size, kind = struct.unpack(">I4s", b[off:off + 8])
         name = path + "." + kind.decode("latin1")
-        yield name, off, size, 8
+        yield name, off, size
         if kind in CONTAINERS or (path.endswith(".ilst") and kind != b"----"):
             yield from atoms(b, off + 8, off + size, name)
         elif kind == b"meta":
             yield from atoms(b, off + 12, off + size, name)
         off += size
 
-def find(b, path, nth=0):
-    hits = [(o, s) for p, o, s, _ in atoms(b, 0, len(b)) if p == path]
-    return hits[nth]
+find = lambda b, path: next((o, s) for p, o, s in atoms(b, 0, len(b)) if p == path)
 
-def put32(b, at, value):
-    b[at:at + 4] = struct.pack(">I", value)
+put32 = lambda b, at, value: b.__setitem__(slice(at, at + 4), struct.pack(">I", value))
 
 def append_to_moov(b, blob):
     """Appends blob as the last child of moov, which must end the file."""
@@ -76,14 +73,13 @@ load = lambda name: bytearray(open(name, "rb").read())
 save = lambda name, b: open(name, "wb").write(bytes(b))
 
 b = load("tagged-faststart.m4a")
-tables = [(o, s) for p, o, s, _ in atoms(b, 0, len(b)) if p.endswith(".stco")]
+tables = [(o, s) for p, o, s in atoms(b, 0, len(b)) if p.endswith(".stco")]
 growth = sum(s - 16 for o, s in tables)
 for o, s in reversed(tables):
     count = struct.unpack(">I", b[o + 12:o + 16])[0]
     entries = struct.unpack(">%dI" % count, b[o + 16:o + s])
-    new = struct.pack(">I4sI I", 16 + 8 * count, b"co64", 0, count)
-    new += b"".join(struct.pack(">Q", e + growth) for e in entries)
-    for p, po, ps, _ in list(atoms(b, 0, len(b))):
+    new = struct.pack(">I4sI I", 16 + 8 * count, b"co64", 0, count) + b"".join(struct.pack(">Q", e + growth) for e in entries)
+    for p, po, ps in list(atoms(b, 0, len(b))):
         if p in (".moov", ".moov.trak", ".moov.trak.mdia", ".moov.trak.mdia.minf",
                  ".moov.trak.mdia.minf.stbl") and po < o < po + ps:
             put32(b, po, ps + len(new) - s)
@@ -103,11 +99,8 @@ b[o:o] = struct.pack(">I4s", 28, b"uuid") + uuid + b"file"
 save("uuid-atoms.m4a", b)
 
 # Damaged and unusual copies, a row each: the file made, its source, the atom and the change.
-def cut_half(b, o, s):
-    del b[o + s // 2:]
-
 for name, source, path, change in [
-    ("truncated-moov.m4a", "tagged.m4a", ".moov", cut_half),
+    ("truncated-moov.m4a", "tagged.m4a", ".moov", lambda b, o, s: b.__delitem__(slice(o + s // 2, None))),
     ("child-past-parent.m4a", "tagged-faststart.m4a", ".moov.trak.mdia.minf.stbl.sbgp", lambda b, o, s: put32(b, o, s + 16)),
     ("atom-size-over-limit.m4a", "tagged.m4a", ".mdat", lambda b, o, s: put32(b, o, 0x80000000)),
     ("atom-smaller-than-header.m4a", "no-tags.m4a", ".moov.mvhd", lambda b, o, s: put32(b, o, 4)),

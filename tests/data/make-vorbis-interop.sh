@@ -58,14 +58,9 @@ metaflac --import-picture-from="3|image/jpeg|front||escn-cover.jpg" interop-escn
 # with an entry without "=", as found in the wild (flac-entry-without-equals.flac).
 /usr/bin/python3 - <<'PY'
 import struct
-def comment_block(entries, last=False):
-    vendor = b'hand made'
-    body = struct.pack('<I', len(vendor)) + vendor + struct.pack('<I', len(entries))
-    for entry in entries:
-        body += struct.pack('<I', len(entry)) + entry
-    return body
-def block(kind, body):
-    return bytes([kind]) + len(body).to_bytes(3, 'big') + body
+counted = lambda text: struct.pack('<I', len(text)) + text
+comment_block = lambda entries: counted(b'hand made') + struct.pack('<I', len(entries)) + b''.join(map(counted, entries))
+block = lambda kind, body: bytes([kind]) + len(body).to_bytes(3, 'big') + body
 data = open('flac-no-tags.flac', 'rb').read()
 assert data[:4] == b'fLaC' and data[4] & 0x7F == 0
 first = block(4, comment_block([b'TITLE=First Block', b'ARTIST=First Artist']))

@@ -39,19 +39,12 @@ flac -s -f --ogg --serial-number=5 -o ogg-flac-not-vorbis.ogg "$tmp/tone.wav"
 head -c 20 vorbis-tagged.ogg > ogg-truncated-first-page.ogg
 head -c 1500 vorbis-tagged.ogg > vorbis-truncated-headers.ogg
 /usr/bin/python3 - <<'PY'
-import struct
-data = open('vorbis-tagged.ogg', 'rb').read()
-pages, i = [], 0
-while i < len(data):
-    segments = data[i + 26]
-    body = sum(data[i + 27:i + 27 + segments])
-    pages.append((i, 27 + segments + body))
-    i += 27 + segments + body
-open('vorbis-headerless.ogg', 'wb').write(data[pages[2][0]:])
-start, length = pages[2]
-broken = bytearray(data)
-broken[start + length - 10] ^= 0xFF
-open('vorbis-bad-crc-page.ogg', 'wb').write(bytes(broken))
+data, start = bytearray(open('vorbis-tagged.ogg', 'rb').read()), 0
+for _ in range(2):  # to the third page
+    start += 27 + data[start + 26] + sum(data[start + 27:start + 27 + data[start + 26]])
+open('vorbis-headerless.ogg', 'wb').write(data[start:])
+data[start + 27 + data[start + 26] + sum(data[start + 27:start + 27 + data[start + 26]]) - 10] ^= 0xFF
+open('vorbis-bad-crc-page.ogg', 'wb').write(data)
 PY
 
 flac -s -f --padding=512 -o flac-tagged.flac \
