@@ -151,19 +151,16 @@ TEST_P(VorbisSave, KeepsTheAudioAndTheStreamsOrder)
     for (size_t i = 1; i < after.streams.size(); ++i)
         EXPECT_EQ(after.streams[i].pages, before.streams[i].pages) << "the other stream " << i;
     const OggStream &old = before.streams[0], &now = after.streams[0];
-    const size_t headers = opus ? 2 : 3;
     EXPECT_EQ(now.packets.at(0), old.packets.at(0)) << "the identification header";
     EXPECT_TRUE(opus || now.packets.at(2) == old.packets.at(2)) << "the setup header";
-    EXPECT_TRUE(std::equal(old.packets.begin() + headers, old.packets.end(), now.packets.begin() + headers, now.packets.end())) << "the audio packets";
+    EXPECT_TRUE(std::equal(old.packets.begin() + (opus ? 2 : 3), old.packets.end(), now.packets.begin() + (opus ? 2 : 3), now.packets.end())) << "the audio packets";
     EXPECT_EQ(now.pageGranules.back(), old.pageGranules.back());
     EXPECT_TRUE(now.pages.back().at(5) & 4) << "the end-of-stream mark";
     if (row.pages >= 0) {
         EXPECT_EQ(audioPages(now, true), audioPages(old, true)) << "all but the numbering kept";
         EXPECT_EQ(audioPages(now, false) == audioPages(old, false), row.pages == 0) << "renumbered only when the header pages grow";
     }
-    if (std::string(row.fixture) == "vorbis-small-pages.ogg" && !row.flags) {
-        EXPECT_LT(now.pageGranules.size() * 4, old.pageGranules.size()) << "pages of about 4 KB instead of one every 40 ms";
-    }
+    EXPECT_TRUE(std::string(row.fixture) != "vorbis-small-pages.ogg" || row.flags || now.pages.size() * 4 < old.pages.size()) << "pages of 4 KB, not one per 40 ms";
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, VorbisSave, ::testing::ValuesIn(kSaves), [](const auto &info) { return "Row" + std::to_string(info.index); });
@@ -197,12 +194,9 @@ TEST(VorbisSave, AFileChangedSinceTheOpen)
         ASSERT_EQ(runCommand("cd " + shellQuote(fixturePath("")) + " && " + command + " " + shellQuote(path)), 0);
         Bytes theirs = readFile(path);
         EXPECT_EQ(MediaFileUpdate(file.ref(), 0), status) << fixture;
-        if (status) {
-            EXPECT_EQ(readFile(path), theirs) << "left as the other program wrote it";
-            continue;
-        }
-        EXPECT_EQ(peerEntries(path), std::vector<std::string>{"TITLE=Ours"}) << "our blocks replace theirs";
-        EXPECT_EQ(readFlacLayout(path).audio, readFlacLayout(fixturePath(fixture)).audio);
+        EXPECT_TRUE(!status || readFile(path) == theirs) << "left as the other program wrote it";
+        EXPECT_TRUE(status || peerEntries(path) == std::vector<std::string>{"TITLE=Ours"}) << "our blocks replace theirs";
+        EXPECT_TRUE(status || readFlacLayout(path).audio == readFlacLayout(fixturePath(fixture)).audio) << "the audio frames";
     }
 }
 

@@ -59,12 +59,10 @@ FlacLayout readFlacLayout(const std::string &path)
         return layout;
     size_t at = 4;
     for (bool last = false; !last;) {
-        if (at + 4 > bytes.size())
-            return layout;
-        last = (bytes[at] & 0x80) != 0;
-        size_t length = size_t(bytes[at + 1]) << 16 | size_t(bytes[at + 2]) << 8 | bytes[at + 3];
+        size_t length = at + 4 > bytes.size() ? bytes.size() : size_t(bytes[at + 1]) << 16 | size_t(bytes[at + 2]) << 8 | bytes[at + 3];
         if (at + 4 + length > bytes.size())
             return layout;
+        last = (bytes[at] & 0x80) != 0;
         layout.blocks.emplace_back(bytes[at] & 0x7F, Bytes(bytes.begin() + long(at + 4), bytes.begin() + long(at + 4 + length)));
         at += 4 + length;
     }

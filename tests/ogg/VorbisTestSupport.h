@@ -1,11 +1,7 @@
 // Ogg streams (through libogg) and FLAC blocks read independently of the handlers; the peers' view.
 #pragma once
 
-#include "TestSupport.h"
-
-#include <cstdint>
-#include <string>
-#include <vector>
+#include "TestSupport.h" // and with it <cstdint>, <string>, <vector>
 
 namespace kestrabel::test {
 
