@@ -161,12 +161,13 @@ MediaFileStatus FLACFileOpen(const char *path, FLACFilePtr *out, const vorbis::C
     if (util::File::openRead(path, &input, &file->opened) == kMediaFileNoErr) {
         stream.file = &input;
         stream.size = static_cast<uint64_t>(file->opened.st_size);
-        stream.cache.emplace(input, stream.size, kCacheBlock);
+        stream.cache.emplace(input, stream.size, kOpenCacheBlock);
         if (!FLAC__metadata_chain_read_with_callbacks(file->chain.get(), &stream, kInputCallbacks))
             return FLACChainStatus(file->chain.get(), kMediaFileErrShortRead);
         // libFLAC stops reading where the audio frames begin.
         file->audioStart = stream.position;
         file->chainFromOpen = true;
+        file->wholeFile = stream.cache->takeWholeFile();
     } else if (!FLAC__metadata_chain_read(file->chain.get(), path)) {
         return FLACChainStatus(file->chain.get(), kMediaFileErrShortRead);
     }

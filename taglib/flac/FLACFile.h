@@ -48,6 +48,9 @@ struct FLACFile {
     bool chainFromOpen = false;
     struct stat opened {};
     uint64_t audioStart = 0;
+    // The file's bytes when the open read all of them (a small file), for questions the chain
+    // does not answer; emptied by a save.
+    std::vector<uint8_t> wholeFile;
 };
 
 using FLACFilePtr = std::unique_ptr<FLACFile>;

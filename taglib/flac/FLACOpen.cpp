@@ -104,6 +104,8 @@ public:
 
     MediaFileStatus getAudioProperties(const char *path, MediaFileAudioProperties *out) override
     {
+        if (!file_->wholeFile.empty())
+            return flac::flacAudioPropertiesOfBytes(file_->wholeFile, out);
         return flac::flacAudioProperties(path, out);
     }
 

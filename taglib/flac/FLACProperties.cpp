@@ -41,16 +41,10 @@ MediaFileStatus propertiesFromStreamInfo(std::span<const uint8_t> b, uint64_t au
     return kMediaFileNoErr;
 }
 
-MediaFileStatus flacAudioProperties(const char *path, MediaFileAudioProperties *out)
+namespace {
+
+MediaFileStatus propertiesThrough(util::CachedReader &reader, uint64_t size, MediaFileAudioProperties *out)
 {
-    util::File file;
-    if (MediaFileStatus status = util::File::openRead(path, &file))
-        return status;
-    uint64_t size = 0;
-    if (MediaFileStatus status = file.size(&size))
-        return status;
-    // The block headers of a small file's metadata come from one read, not one each.
-    util::CachedReader reader(file, size);
     std::vector<uint8_t> head;
     if (MediaFileStatus status = reader.readUpTo(0, kID3HeaderSize, &head))
         return status;
@@ -80,6 +74,27 @@ MediaFileStatus flacAudioProperties(const char *path, MediaFileAudioProperties *
             break;
     }
     return propertiesFromStreamInfo(streamInfo, size > at ? size - at : 0, out);
+}
+
+} // namespace
+
+MediaFileStatus flacAudioProperties(const char *path, MediaFileAudioProperties *out)
+{
+    util::File file;
+    if (MediaFileStatus status = util::File::openRead(path, &file))
+        return status;
+    uint64_t size = 0;
+    if (MediaFileStatus status = file.size(&size))
+        return status;
+    // The block headers of a small file's metadata come from one read, not one each.
+    util::CachedReader reader(file, size);
+    return propertiesThrough(reader, size, out);
+}
+
+MediaFileStatus flacAudioPropertiesOfBytes(std::span<const uint8_t> wholeFile, MediaFileAudioProperties *out)
+{
+    util::CachedReader reader(wholeFile);
+    return propertiesThrough(reader, wholeFile.size(), out);
 }
 
 } // namespace kestrabel::flac

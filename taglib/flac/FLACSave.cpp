@@ -152,6 +152,8 @@ MediaFileStatus FLACFileSave(FLACFile &file, MediaFileFlags flags)
 {
     file.pictureBlock = nullptr;
     file.commentBlock = nullptr;
+    // Whatever the save does, the bytes of the open may no longer be the file's.
+    file.wholeFile = {};
     FLAC__metadata_chain_sort_padding(file.chain.get());
 
     // The file as it is now: its metadata may have moved since it was opened. The saver writes

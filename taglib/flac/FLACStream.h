@@ -25,6 +25,9 @@ struct InputStream {
 // Enough for the block headers and a usual comment block in one read; a picture, or any
 // larger block, is read directly into libFLAC's buffer, and little audio is read.
 inline constexpr size_t kCacheBlock = 4 * 1024;
+// The open reads a small file whole in one call, picture included, so that its audio
+// properties need no second open; a large file's reads stay in blocks of this size.
+inline constexpr size_t kOpenCacheBlock = 64 * 1024;
 
 extern const FLAC__IOCallbacks kInputCallbacks;
 

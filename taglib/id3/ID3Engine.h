@@ -33,8 +33,10 @@ private:
 MediaFileStatus ID3ReadTags(const TagSource &source, MediaFileFlags readOptions, ID3Tag &tag);
 MediaFileStatus ID3ParseV2(const TagSource &source, ID3Tag &tag);
 
-// Opens the file read-only, reads its tags and scans its audio.
-MediaFileStatus ID3OpenFile(const char *path, MediaFileFlags readOptions, ID3TagPtr *out);
+// Opens the file read-only, reads its tags and scans its audio. wholeFile, when given, receives
+// the file's bytes if the open happened to read all of them, or stays empty.
+MediaFileStatus ID3OpenFile(const char *path, MediaFileFlags readOptions, ID3TagPtr *out,
+                            std::vector<uint8_t> *wholeFile = nullptr);
 
 // The ID3v2 version (2, 3, 4) the write options ask for after the kept versions are added,
 // or 0 for none; *options receives the completed option word.

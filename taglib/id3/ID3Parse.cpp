@@ -240,7 +240,7 @@ MediaFileStatus ID3ReadTags(const TagSource &source, MediaFileFlags, ID3Tag &tag
     return status ? v1Status : kMediaFileNoErr;
 }
 
-MediaFileStatus ID3OpenFile(const char *path, MediaFileFlags readOptions, ID3TagPtr *out)
+MediaFileStatus ID3OpenFile(const char *path, MediaFileFlags readOptions, ID3TagPtr *out, std::vector<uint8_t> *wholeFile)
 {
     util::File file;
     if (util::File::openRead(path, &file))
@@ -263,6 +263,8 @@ MediaFileStatus ID3OpenFile(const char *path, MediaFileFlags readOptions, ID3Tag
         if (status && (readOptions & kMediaFileFlagStrict))
             return status;
     }
+    if (wholeFile)
+        *wholeFile = reader.takeWholeFile();
     *out = std::move(tag);
     return kMediaFileNoErr;
 }

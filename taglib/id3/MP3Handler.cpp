@@ -80,10 +80,12 @@ bool carriesData(MediaFileDataID id)
 
 class MP3Handler final : public FormatHandler {
 public:
-    explicit MP3Handler(id3::ID3TagPtr tag) : tag_(std::move(tag)) {}
+    MP3Handler(id3::ID3TagPtr tag, std::vector<uint8_t> wholeFile) : tag_(std::move(tag)), wholeFile_(std::move(wholeFile)) {}
 
     MediaFileStatus update(const char *path, MediaFileFlags flags) override
     {
+        // The bytes of the open no longer describe the file once it is written.
+        wholeFile_ = {};
         return id3::ID3WriteFile(path, flags, *tag_);
     }
 
@@ -144,9 +146,12 @@ public:
         return id3::ID3SetData(*tag_, id, bytes);
     }
 
-    // Read from the file each time, so that it answers also when the open skipped the scan.
+    // Read from the file each time, so that it answers also when the open skipped the scan; a
+    // small file's bytes from the open serve instead of a second open.
     MediaFileStatus getAudioProperties(const char *path, MediaFileAudioProperties *out) override
     {
+        if (!wholeFile_.empty())
+            return id3::mpegPropertiesOfBytes(wholeFile_, out);
         return id3::mpegPropertiesOfFile(path, out);
     }
 
@@ -161,6 +166,7 @@ public:
 
 private:
     id3::ID3TagPtr tag_;
+    std::vector<uint8_t> wholeFile_;
 };
 
 } // namespace
@@ -168,9 +174,10 @@ private:
 MediaFileStatus MP3Open(const char *path, MediaFileFlags flags, HandlerPtr *out)
 {
     id3::ID3TagPtr tag;
-    if (MediaFileStatus status = id3::ID3OpenFile(path, flags, &tag))
+    std::vector<uint8_t> wholeFile;
+    if (MediaFileStatus status = id3::ID3OpenFile(path, flags, &tag, &wholeFile))
         return status;
-    *out = std::make_unique<MP3Handler>(std::move(tag));
+    *out = std::make_unique<MP3Handler>(std::move(tag), std::move(wholeFile));
     return kMediaFileNoErr;
 }
 

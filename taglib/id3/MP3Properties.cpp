@@ -121,16 +121,10 @@ MediaFileStatus mpegPropertiesFromFrame(std::span<const uint8_t> head, uint64_t 
     return kMediaFileNoErr;
 }
 
-MediaFileStatus mpegPropertiesOfFile(const char *path, MediaFileAudioProperties *out)
+namespace {
+
+MediaFileStatus propertiesThrough(util::CachedReader &reader, uint64_t size, MediaFileAudioProperties *out)
 {
-    util::File file;
-    if (MediaFileStatus status = util::File::openRead(path, &file))
-        return status;
-    uint64_t size = 0;
-    if (MediaFileStatus status = file.size(&size))
-        return status;
-    // The header, the ID3v1 record and the first frames of a small file come from one read.
-    util::CachedReader reader(file, size);
     uint64_t start = 0;
     std::vector<uint8_t> block;
     if (MediaFileStatus status = reader.readUpTo(0, 10, &block))
@@ -180,6 +174,27 @@ MediaFileStatus mpegPropertiesOfFile(const char *path, MediaFileAudioProperties 
     if (MediaFileStatus status = reader.readUpTo(firstCandidate, kHeadWindow, &block))
         return status;
     return mpegPropertiesFromFrame(block, end - firstCandidate, out);
+}
+
+} // namespace
+
+MediaFileStatus mpegPropertiesOfFile(const char *path, MediaFileAudioProperties *out)
+{
+    util::File file;
+    if (MediaFileStatus status = util::File::openRead(path, &file))
+        return status;
+    uint64_t size = 0;
+    if (MediaFileStatus status = file.size(&size))
+        return status;
+    // The header, the ID3v1 record and the first frames of a small file come from one read.
+    util::CachedReader reader(file, size);
+    return propertiesThrough(reader, size, out);
+}
+
+MediaFileStatus mpegPropertiesOfBytes(std::span<const uint8_t> wholeFile, MediaFileAudioProperties *out)
+{
+    util::CachedReader reader(wholeFile);
+    return propertiesThrough(reader, wholeFile.size(), out);
 }
 
 } // namespace kestrabel::id3

@@ -17,5 +17,7 @@ MediaFileStatus mpegPropertiesFromFrame(std::span<const uint8_t> head, uint64_t 
 // Reads the file at path: skips a leading ID3v2 tag, finds the first frame that a second frame
 // follows, and leaves out a trailing ID3v1 tag.
 MediaFileStatus mpegPropertiesOfFile(const char *path, MediaFileAudioProperties *out);
+// The same from the bytes of the whole file, read earlier.
+MediaFileStatus mpegPropertiesOfBytes(std::span<const uint8_t> wholeFile, MediaFileAudioProperties *out);
 
 } // namespace kestrabel::id3

@@ -145,8 +145,15 @@ MediaFileStatus File::size(uint64_t *out) const
 
 MediaFileStatus CachedReader::readAt(uint64_t offset, std::span<uint8_t> out)
 {
+    if (!file_) {
+        if (offset > size_ || out.size() > size_ - offset)
+            return kMediaFileErrShortRead;
+        if (!out.empty())
+            std::memcpy(out.data(), whole_.data() + offset, out.size());
+        return kMediaFileNoErr;
+    }
     if (out.size() > blockSize_)
-        return file_.readAt(offset, out);
+        return file_->readAt(offset, out);
     if (out.empty())
         return kMediaFileNoErr;
     bool cached = offset >= blockStart_ && offset - blockStart_ + out.size() <= block_.size();
@@ -154,7 +161,7 @@ MediaFileStatus CachedReader::readAt(uint64_t offset, std::span<uint8_t> out)
         if (offset >= size_)
             return kMediaFileErrShortRead;
         std::vector<uint8_t> block(static_cast<size_t>(std::min<uint64_t>(blockSize_, size_ - offset)));
-        if (MediaFileStatus status = file_.readAt(offset, block))
+        if (MediaFileStatus status = file_->readAt(offset, block))
             return status;
         block_ = std::move(block);
         blockStart_ = offset;
@@ -173,6 +180,16 @@ MediaFileStatus CachedReader::readUpTo(uint64_t offset, size_t count, std::vecto
         return status;
     *out = std::move(bytes);
     return kMediaFileNoErr;
+}
+
+std::vector<uint8_t> CachedReader::takeWholeFile()
+{
+    std::vector<uint8_t> whole;
+    if (file_ && blockStart_ == 0 && block_.size() == size_)
+        whole = std::move(block_);
+    block_.clear();
+    blockStart_ = 0;
+    return whole;
 }
 
 MediaFileStatus fileSize(const File &file, uint64_t *out) { return file.size(out); }

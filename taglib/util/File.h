@@ -56,16 +56,23 @@ private:
 class CachedReader {
 public:
     CachedReader(const File &file, uint64_t fileSize, size_t blockSize = 64 * 1024)
-        : file_(file), size_(fileSize), blockSize_(blockSize) {}
+        : file_(&file), size_(fileSize), blockSize_(blockSize) {}
+    // Over the bytes of a whole file kept from an earlier read, with the file closed since.
+    explicit CachedReader(std::span<const uint8_t> wholeFile) : size_(wholeFile.size()), whole_(wholeFile) {}
 
     // The same results as File::readAt and File::readUpTo, against the size given here.
     MediaFileStatus readAt(uint64_t offset, std::span<uint8_t> out);
     MediaFileStatus readUpTo(uint64_t offset, size_t count, std::vector<uint8_t> *out);
 
+    // The block read last when it holds the whole file, so that a later question about the
+    // same file needs no second open; empty otherwise. The reader keeps no block after it.
+    std::vector<uint8_t> takeWholeFile();
+
 private:
-    const File &file_;
+    const File *file_ = nullptr;
     uint64_t size_;
-    size_t blockSize_;
+    std::span<const uint8_t> whole_;
+    size_t blockSize_ = 0;
     std::vector<uint8_t> block_;
     uint64_t blockStart_ = 0;
 };
