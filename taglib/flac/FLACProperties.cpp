@@ -81,11 +81,10 @@ MediaFileStatus propertiesThrough(util::CachedReader &reader, uint64_t size, Med
 MediaFileStatus flacAudioProperties(const char *path, MediaFileAudioProperties *out)
 {
     util::File file;
-    if (MediaFileStatus status = util::File::openRead(path, &file))
+    struct stat opened {};
+    if (MediaFileStatus status = util::File::openRead(path, &file, &opened))
         return status;
-    uint64_t size = 0;
-    if (MediaFileStatus status = file.size(&size))
-        return status;
+    const uint64_t size = static_cast<uint64_t>(opened.st_size);
     // The block headers of a small file's metadata come from one read, not one each.
     util::CachedReader reader(file, size);
     return propertiesThrough(reader, size, out);

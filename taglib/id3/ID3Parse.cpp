@@ -243,16 +243,15 @@ MediaFileStatus ID3ReadTags(const TagSource &source, MediaFileFlags, ID3Tag &tag
 MediaFileStatus ID3OpenFile(const char *path, MediaFileFlags readOptions, ID3TagPtr *out, std::vector<uint8_t> *wholeFile)
 {
     util::File file;
-    if (util::File::openRead(path, &file))
+    struct stat opened {};
+    if (util::File::openRead(path, &file, &opened))
         return kMediaFileErrCantOpen;
     ID3TagPtr tag(new (std::nothrow) ID3Tag);
     if (!tag)
         return kMediaFileErrMemory;
     tag->fileKind = fileKindForPath(path);
     tag->rules = &id3RulesFor(readOptions);
-    uint64_t size = 0;
-    if (MediaFileStatus status = util::fileSize(file, &size))
-        return status;
+    const uint64_t size = static_cast<uint64_t>(opened.st_size);
     util::CachedReader reader(file, size);
     MediaFileStatus status = ID3ReadTags(TagSource(reader, size), readOptions, *tag);
     if (status && !(readOptions & (kMediaFileFlagStrict | kMediaFileFlagIgnoreTagErrors)))

@@ -181,11 +181,10 @@ MediaFileStatus propertiesThrough(util::CachedReader &reader, uint64_t size, Med
 MediaFileStatus mpegPropertiesOfFile(const char *path, MediaFileAudioProperties *out)
 {
     util::File file;
-    if (MediaFileStatus status = util::File::openRead(path, &file))
+    struct stat opened {};
+    if (MediaFileStatus status = util::File::openRead(path, &file, &opened))
         return status;
-    uint64_t size = 0;
-    if (MediaFileStatus status = file.size(&size))
-        return status;
+    const uint64_t size = static_cast<uint64_t>(opened.st_size);
     // The header, the ID3v1 record and the first frames of a small file come from one read.
     util::CachedReader reader(file, size);
     return propertiesThrough(reader, size, out);
