@@ -4,7 +4,9 @@
 
 #include <charconv>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
+#include <vector>
 
 namespace kestrabel::cli {
 
@@ -14,6 +16,28 @@ bool isAudioInfo(MediaFileDataID id)
 {
     return id == kMediaFileDataIDBitRate || id == kMediaFileDataIDChannels || id == kMediaFileDataIDSampleRate ||
            id == kMediaFileDataIDPlayTime;
+}
+
+// The tracks of an album usually carry the same cover: the picture hashed last is kept beside
+// its hash, so that the next one is compared with it rather than hashed again. One per thread,
+// for files read in parallel; a very large picture is not kept.
+std::string hashOfBytes(std::span<const uint8_t> data)
+{
+    constexpr size_t kMaxKept = 4 * 1024 * 1024;
+    struct Last {
+        std::vector<uint8_t> bytes;
+        std::string hex;
+    };
+    thread_local Last last;
+    if (!data.empty() && !last.hex.empty() && last.bytes.size() == data.size() &&
+        std::memcmp(last.bytes.data(), data.data(), data.size()) == 0)
+        return last.hex;
+    std::string hex = sha256Hex(data);
+    if (!data.empty() && data.size() <= kMaxKept) {
+        last.bytes.assign(data.begin(), data.end());
+        last.hex = hex;
+    }
+    return hex;
 }
 
 bool sameValue(const Value &a, const Value &b)
@@ -59,7 +83,7 @@ MediaFileStatus readValue(MediaFileRef ref, const MediaFileDataIDInfo *info, Val
             return status;
         std::unique_ptr<void, decltype(&std::free)> owner(bytes, &std::free);
         auto *data = static_cast<const uint8_t *>(bytes);
-        *out = ByteValue{length, sha256Hex({data, length}), describeBytes(data, length)};
+        *out = ByteValue{length, hashOfBytes({data, length}), describeBytes(data, length)};
         if (rawBytes)
             rawBytes->assign(reinterpret_cast<const char *>(data), length);
         return kMediaFileNoErr;

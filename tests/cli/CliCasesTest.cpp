@@ -107,6 +107,8 @@ const std::vector<Case> &cases()
          {"=03|Hovering|{KIND}|a.{ext}|%\n|Tab\\there|{KIND}|b.{ext}|%\n"}},
         {"ShowJsonOfCoverArt", "M4A", {kCover}, "show --json song.m4a", 0,
          {"\"kMediaFileDataIDArtwork\": {\"length\": 512, \"sha256\": \"b667e2935f7e3c6fde747c952634b4c7dc212a0f57f47ddad61c75e77eea8945\"}"}},
+        {"ShowJsonHashesEachFilesOwnCover", "M4A", {{"id3v23-full.mp3", "a.mp3"}, kCover, {"id3v23-full.mp3", "b.mp3"}},
+         "show --json a.mp3 song.m4a b.mp3", 0, {kSourceCover, kM4aCover}},
         {"ShowPrintsTheAudioLine", "M4A", {{"props-aac.m4a"}}, "show props-aac.m4a", 0, {"  Audio: AAC, 44.1 kHz, stereo, 63 kbit/s, 0:01\n"}},
         {"ShowJsonHasTheAudioObject", "M4A", {{"props-aac.m4a"}}, "show --json props-aac.m4a", 0,
          {"\"kind\": \"MP4\", \"audio\": {\"codec\": \"AAC\", \"durationMs\": 500, \"sampleRate\": 44100, \"channels\": 2, "
