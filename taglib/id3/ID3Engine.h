@@ -22,6 +22,9 @@ public:
     MediaFileStatus size(uint64_t *out) const;
     // Exactly out.size() bytes at offset; kMediaFileErrShortRead when the source ends first.
     MediaFileStatus readAt(uint64_t offset, std::span<uint8_t> out) const;
+    // Exactly count bytes at offset, seen where the source already holds them or else copied
+    // into *copy; valid until the next read.
+    MediaFileStatus bytesAt(uint64_t offset, size_t count, std::vector<uint8_t> *copy, std::span<const uint8_t> *out) const;
 
 private:
     util::CachedReader *reader_ = nullptr;

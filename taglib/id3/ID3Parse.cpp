@@ -29,7 +29,7 @@ uint32_t tolerantSize(const uint8_t *p)
     return uint32_t(p[0]) << 21 | uint32_t(p[1]) << 14 | uint32_t(p[2]) << 7 | p[3];
 }
 
-std::vector<uint8_t> undoUnsynchronisation(const std::vector<uint8_t> &body)
+std::vector<uint8_t> undoUnsynchronisation(std::span<const uint8_t> body)
 {
     std::vector<uint8_t> out;
     out.reserve(body.size());
@@ -160,6 +160,23 @@ MediaFileStatus TagSource::readAt(uint64_t offset, std::span<uint8_t> out) const
     return kMediaFileNoErr;
 }
 
+MediaFileStatus TagSource::bytesAt(uint64_t offset, size_t count, std::vector<uint8_t> *copy, std::span<const uint8_t> *out) const
+{
+    if (reader_) {
+        *out = reader_->view(offset, count);
+        if (!out->empty() || count == 0)
+            return kMediaFileNoErr;
+    } else if (offset <= bytes_.size() && count <= bytes_.size() - offset) {
+        *out = bytes_.subspan(static_cast<size_t>(offset), count);
+        return kMediaFileNoErr;
+    }
+    copy->resize(count);
+    if (MediaFileStatus status = readAt(offset, *copy))
+        return status;
+    *out = *copy;
+    return kMediaFileNoErr;
+}
+
 MediaFileStatus ID3ParseV2(const TagSource &source, ID3Tag &tag)
 {
     uint8_t header[kHeaderSize];
@@ -180,11 +197,15 @@ MediaFileStatus ID3ParseV2(const TagSource &source, ID3Tag &tag)
         return status;
     if (sourceSize < kHeaderSize || size > sourceSize - kHeaderSize)
         return kMediaFileErrShortRead;
-    std::vector<uint8_t> body(size);
-    if (MediaFileStatus status = source.readAt(kHeaderSize, body))
+    // Most tags are parsed where the reader holds them, without a copy.
+    std::vector<uint8_t> copy;
+    std::span<const uint8_t> body;
+    if (MediaFileStatus status = source.bytesAt(kHeaderSize, size, &copy, &body))
         return status;
-    if (tag.tagFlags & 0x80)
-        body = undoUnsynchronisation(body);
+    if (tag.tagFlags & 0x80) {
+        copy = undoUnsynchronisation(body);
+        body = copy;
+    }
 
     size_t start = 0;
     if (tag.majorVersion == 3 && (tag.tagFlags & 0x40) && body.size() >= 4) {

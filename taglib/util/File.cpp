@@ -182,6 +182,15 @@ MediaFileStatus CachedReader::readUpTo(uint64_t offset, size_t count, std::vecto
     return kMediaFileNoErr;
 }
 
+std::span<const uint8_t> CachedReader::view(uint64_t offset, size_t count) const
+{
+    std::span<const uint8_t> held = file_ ? std::span<const uint8_t>(block_) : whole_;
+    const uint64_t start = file_ ? blockStart_ : 0;
+    if (count == 0 || offset < start || offset - start > held.size() || count > held.size() - (offset - start))
+        return {};
+    return held.subspan(static_cast<size_t>(offset - start), count);
+}
+
 std::vector<uint8_t> CachedReader::takeWholeFile()
 {
     std::vector<uint8_t> whole;

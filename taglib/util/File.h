@@ -64,6 +64,10 @@ public:
     MediaFileStatus readAt(uint64_t offset, std::span<uint8_t> out);
     MediaFileStatus readUpTo(uint64_t offset, size_t count, std::vector<uint8_t> *out);
 
+    // The bytes at offset without a copy when the reader already holds them, else empty: valid
+    // until the next read.
+    std::span<const uint8_t> view(uint64_t offset, size_t count) const;
+
     // The block read last when it holds the whole file, so that a later question about the
     // same file needs no second open; empty otherwise. The reader keeps no block after it.
     std::vector<uint8_t> takeWholeFile();
