@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """Generates the benchmark corpus: COUNT files per kind, each with about ten text fields and a
-30 KB cover, tagged by mutagen so that neither side of the comparison wrote its own input.
+30 KB cover, tagged by mutagen so that neither side of the comparison wrote its own input. As in a
+real library, ten tracks of an album share their cover and no two albums have the same one.
 
 usage: make_corpus.py FOLDER [COUNT]
 """
@@ -49,6 +50,12 @@ def make_bases(folder):
         return paths, f.read()
 
 
+def album_cover(cover, i):
+    """The cover of track i's album: the picture with a JPEG comment naming the album after SOI."""
+    note = f"album {i // 10}".encode()
+    return cover[:2] + b"\xff\xfe" + (len(note) + 2).to_bytes(2, "big") + note + cover[2:]
+
+
 def texts(i):
     return {
         "title": f"Benchmark Title Number {i}",
@@ -91,7 +98,7 @@ def vorbis_fields(tags, t):
     tags["DISCNUMBER"] = t["disc"].split("/")[0]
 
 
-def tag_file(kind, path, i, cover):
+def tag_file(kind, path, i, album_cover(cover, i)):
     t = texts(i)
     if kind.startswith("mp3"):
         tag = ID3()
@@ -147,7 +154,7 @@ def main():
         for i in range(count):
             path = os.path.join(target, f"track{i:04d}.{extension[kind]}")
             shutil.copyfile(base, path)
-            tag_file(kind, path, i, cover)
+            tag_file(kind, path, i, album_cover(cover, i))
         print(f"corpus: {kind}: {count} files", file=sys.stderr)
     shutil.rmtree(scratch)
 
