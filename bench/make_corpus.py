@@ -98,7 +98,7 @@ def vorbis_fields(tags, t):
     tags["DISCNUMBER"] = t["disc"].split("/")[0]
 
 
-def tag_file(kind, path, i, album_cover(cover, i)):
+def tag_file(kind, path, i, cover):
     t = texts(i)
     if kind.startswith("mp3"):
         tag = ID3()
