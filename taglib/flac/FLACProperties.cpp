@@ -80,14 +80,7 @@ MediaFileStatus propertiesThrough(util::CachedReader &reader, uint64_t size, Med
 
 MediaFileStatus flacAudioProperties(const char *path, MediaFileAudioProperties *out)
 {
-    util::File file;
-    struct stat opened {};
-    if (MediaFileStatus status = util::File::openRead(path, &file, &opened))
-        return status;
-    const uint64_t size = static_cast<uint64_t>(opened.st_size);
-    // The block headers of a small file's metadata come from one read, not one each.
-    util::CachedReader reader(file, size);
-    return propertiesThrough(reader, size, out);
+    return util::readThroughCache(path, [out](util::CachedReader &reader, uint64_t size) { return propertiesThrough(reader, size, out); });
 }
 
 MediaFileStatus flacAudioPropertiesOfBytes(std::span<const uint8_t> wholeFile, MediaFileAudioProperties *out)

@@ -180,14 +180,7 @@ MediaFileStatus propertiesThrough(util::CachedReader &reader, uint64_t size, Med
 
 MediaFileStatus mpegPropertiesOfFile(const char *path, MediaFileAudioProperties *out)
 {
-    util::File file;
-    struct stat opened {};
-    if (MediaFileStatus status = util::File::openRead(path, &file, &opened))
-        return status;
-    const uint64_t size = static_cast<uint64_t>(opened.st_size);
-    // The header, the ID3v1 record and the first frames of a small file come from one read.
-    util::CachedReader reader(file, size);
-    return propertiesThrough(reader, size, out);
+    return util::readThroughCache(path, [out](util::CachedReader &reader, uint64_t size) { return propertiesThrough(reader, size, out); });
 }
 
 MediaFileStatus mpegPropertiesOfBytes(std::span<const uint8_t> wholeFile, MediaFileAudioProperties *out)

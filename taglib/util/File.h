@@ -81,6 +81,20 @@ private:
     uint64_t blockStart_ = 0;
 };
 
+// Opens path and runs read(reader, size) over a cached reader of it, so that the headers of a
+// small file come from one read rather than one read each.
+template <class Read>
+MediaFileStatus readThroughCache(const char *path, Read read)
+{
+    File file;
+    struct stat opened {};
+    if (MediaFileStatus status = File::openRead(path, &file, &opened))
+        return status;
+    const uint64_t size = static_cast<uint64_t>(opened.st_size);
+    CachedReader reader(file, size);
+    return read(reader, size);
+}
+
 // errno as a status, or the given fallback when errno is 0.
 MediaFileStatus statusFromErrno(MediaFileStatus fallback = kMediaFileErrIO);
 
